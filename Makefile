@@ -1,0 +1,32 @@
+# The ways into the project. Building and testing themselves are CMake's, see CMakePresets.json.
+
+JOBS ?= $(shell nproc)
+export JOBS
+
+.PHONY: demo check format format-check tidy clean
+
+# Builds the programs and runs the main job in a scratch profile.
+demo:
+	scripts/install-dependencies build
+	scripts/build release
+	scripts/demo build/release
+
+# Builds the optimised and the sanitized programs and runs every test in both.
+check:
+	scripts/install-dependencies build test
+	scripts/check release asan
+
+format:
+	scripts/install-dependencies style
+	scripts/sources | xargs -0 -r clang-format -i
+
+format-check:
+	scripts/install-dependencies style
+	scripts/sources | xargs -0 -r clang-format --dry-run -Werror
+
+tidy:
+	scripts/install-dependencies build test style
+	scripts/tidy build/release
+
+clean:
+	rm -rf build

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "support/environment_variable.h"
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+
+namespace test_support {
+
+// A directory of its own under the system's directory for temporary files, mode 0700, removed with all it
+// holds at the end, whatever modes a test gave to what lies in it. A removal that fails is a test failure.
+class ScratchDirectory {
+public:
+    ScratchDirectory();
+    ~ScratchDirectory();
+    ScratchDirectory(ScratchDirectory const&) = delete;
+    ScratchDirectory& operator=(ScratchDirectory const&) = delete;
+
+    std::filesystem::path const& path() const { return path_; }
+
+    // Removes a file or tree. Throws std::invalid_argument, and removes nothing, for what does not lie under
+    // the directory: the directory itself, a path that leads out of it by ".." or by a symbolic link on the
+    // way. A symbolic link at the end is removed, not what it points to.
+    void remove(std::filesystem::path const& what) const;
+
+private:
+    bool isStillOurs() const;
+
+    std::filesystem::path path_;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
+};
+
+// A user and a machine that have stored nothing: both homes of the layer lie in a scratch directory, and what
+// could bring keys or PINs from outside is out of the environment.
+class ScratchProfile {
+public:
+    ScratchProfile();
+
+    ScratchDirectory const& directory() const { return directory_; }
+    std::filesystem::path const& userHome() const { return userHome_; }
+    std::filesystem::path const& machineHome() const { return machineHome_; }
+    std::filesystem::path file(std::string const& name) const { return directory_.path() / name; }
+
+private:
+    ScratchDirectory directory_;
+    std::filesystem::path userHome_;
+    std::filesystem::path machineHome_;
+    EnvironmentVariable userVariable_;
+    EnvironmentVariable machineVariable_;
+    EnvironmentVariable noCredentials_;
+    EnvironmentVariable noPinSource_;
+};
+
+} // namespace test_support

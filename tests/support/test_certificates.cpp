@@ -1,0 +1,133 @@
+#include "support/test_certificates.h"
+
+#include "support/libcrypto_errors.h"
+
+#include <openssl/asn1.h>
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
+
+#include <map>
+#include <mutex>
+#include <utility>
+
+namespace test_support {
+
+namespace {
+
+struct Release {
+    void operator()(X509* certificate) const { X509_free(certificate); }
+    void operator()(X509_NAME* name) const { X509_NAME_free(name); }
+    void operator()(X509_EXTENSION* extension) const { X509_EXTENSION_free(extension); }
+    void operator()(PKCS8_PRIV_KEY_INFO* info) const { PKCS8_PRIV_KEY_INFO_free(info); }
+};
+
+template <class T>
+using Owned = std::unique_ptr<T, Release>;
+
+// One call for the length, one for the bytes, as the i2d functions have it.
+template <class Object, class Encode>
+Bytes encoded(Object* object, Encode encode, char const* what) {
+    int const length = encode(object, nullptr);
+    requireCrypto(length > 0, what);
+    Bytes bytes(static_cast<std::size_t>(length));
+    unsigned char* end = bytes.data();
+    requireCrypto(encode(object, &end) == length, what);
+    return bytes;
+}
+
+int stringType(NameText text) {
+    switch (text) {
+    case NameText::Utf8:
+        return V_ASN1_UTF8STRING;
+    case NameText::Printable:
+        return V_ASN1_PRINTABLESTRING;
+    case NameText::Teletex:
+        return V_ASN1_T61STRING;
+    case NameText::Bmp:
+        return V_ASN1_BMPSTRING;
+    case NameText::Ia5:
+        return V_ASN1_IA5STRING;
+    }
+    throw std::logic_error("no such string type");
+}
+
+Owned<X509_NAME> toX509Name(Name const& attributes) {
+    Owned<X509_NAME> name(X509_NAME_new());
+    requireCrypto(name != nullptr, "X509_NAME_new");
+    for (NameAttribute const& attribute : attributes) {
+        // Index -1 appends; set -1 joins the last set, 0 starts one.
+        int const added = X509_NAME_add_entry_by_txt(
+            name.get(), attribute.type.c_str(), stringType(attribute.text),
+            reinterpret_cast<unsigned char const*>(attribute.value.data()),
+            static_cast<int>(attribute.value.size()), -1, attribute.inSetOfPrevious ? -1 : 0);
+        requireCrypto(added == 1, attribute.type);
+    }
+    return name;
+}
+
+void setTime(ASN1_TIME* target, std::chrono::system_clock::time_point time) {
+    requireCrypto(ASN1_TIME_set(target, std::chrono::system_clock::to_time_t(time)) != nullptr,
+                  "ASN1_TIME_set");
+}
+
+void addExtensions(X509* certificate, std::vector<CertificateExtension> const& extensions) {
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
+    X509V3_set_ctx_nodb(&context);
+    for (CertificateExtension const& wanted : extensions) {
+        Owned<X509_EXTENSION> const extension(
+            X509V3_EXT_nconf(nullptr, &context, wanted.type.c_str(), wanted.value.c_str()));
+        requireCrypto(extension != nullptr, wanted.type + " = " + wanted.value);
+        requireCrypto(X509_add_ext(certificate, extension.get(), -1) == 1, wanted.type);
+    }
+}
+
+} // namespace
+
+TestKey::TestKey(unsigned bits) : key_(EVP_RSA_gen(bits), EVP_PKEY_free) {
+    requireCrypto(key_ != nullptr, "EVP_RSA_gen");
+}
+
+TestKey const& TestKey::shared(unsigned bits) {
+    static std::mutex mutex;
+    static std::map<unsigned, TestKey> keys;
+    std::lock_guard const lock(mutex);
+    return keys.try_emplace(bits, bits).first->second;
+}
+
+Bytes TestKey::privateKeyInfo() const {
+    Owned<PKCS8_PRIV_KEY_INFO> const info(EVP_PKEY2PKCS8(get()));
+    requireCrypto(info != nullptr, "EVP_PKEY2PKCS8");
+    return encoded(info.get(), i2d_PKCS8_PRIV_KEY_INFO, "i2d_PKCS8_PRIV_KEY_INFO");
+}
+
+Bytes TestKey::publicKeyInfo() const { return encoded(get(), i2d_PUBKEY, "i2d_PUBKEY"); }
+
+Name commonName(std::string value) { return {{.type = "CN", .value = std::move(value)}}; }
+
+Bytes makeCertificate(CertificateFields const& fields, TestKey const& key, TestKey const* issuerKey) {
+    Owned<X509> const certificate(X509_new());
+    requireCrypto(certificate != nullptr, "X509_new");
+    X509* const raw = certificate.get();
+    requireCrypto(X509_set_version(raw, X509_VERSION_3) == 1, "X509_set_version");
+    requireCrypto(ASN1_STRING_set(X509_get_serialNumber(raw), fields.serial.data(),
+                                  static_cast<int>(fields.serial.size())) == 1,
+                  "serial number");
+    requireCrypto(X509_set_subject_name(raw, toX509Name(fields.subject).get()) == 1, "subject");
+    requireCrypto(X509_set_issuer_name(raw, toX509Name(fields.issuer.value_or(fields.subject)).get()) == 1,
+                  "issuer");
+    setTime(X509_getm_notBefore(raw), fields.notBefore);
+    setTime(X509_getm_notAfter(raw), fields.notAfter);
+    requireCrypto(X509_set_pubkey(raw, key.get()) == 1, "public key");
+    addExtensions(raw, fields.extensions);
+
+    EVP_MD const* const digest = EVP_get_digestbyname(fields.digest.c_str());
+    requireCrypto(digest != nullptr, "digest " + fields.digest);
+    EVP_PKEY* const signer = issuerKey != nullptr ? issuerKey->get() : key.get();
+    requireCrypto(X509_sign(raw, signer, digest) > 0, "X509_sign");
+    return encoded(raw, i2d_X509, "i2d_X509");
+}
+
+} // namespace test_support

@@ -1,0 +1,164 @@
+#include <tvkcore/asn/tvkasnx500name.h>
+
+#include <tvkcore/asn/tvkasnutility.h>
+
+#include "dercursor.h"
+#include "x500strings.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Lower case of a letter, by the regular ranges of Latin-1, Latin Extended-A, Greek, Cyrillic and Armenian.
+unsigned long foldCase(unsigned long c) {
+    if ((c >= 'A' && c <= 'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7) || (c >= 0x391 && c <= 0x3AB && c != 0x3A2) ||
+        (c >= 0x410 && c <= 0x42F)) {
+        return c + 32;
+    }
+    if (c >= 0x400 && c <= 0x40F) {
+        return c + 80;
+    }
+    if (c >= 0x531 && c <= 0x556) {
+        return c + 48;
+    }
+    bool const evenIsUpper = (c >= 0x100 && c <= 0x137 && c != 0x130) || (c >= 0x14A && c <= 0x177) ||
+                             (c >= 0x460 && c <= 0x481) || (c >= 0x48A && c <= 0x4BF) || (c >= 0x4D0 && c <= 0x52F) ||
+                             (c >= 0x1E00 && c <= 0x1EFF);
+    if (evenIsUpper) {
+        return c | 1;
+    }
+    bool const oddIsUpper = (c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E);
+    return oddIsUpper && c % 2 == 1 ? c + 1 : c;
+}
+
+bool isSpace(unsigned long c) {
+    return c == ' ' || (c >= 9 && c <= 13) || c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) ||
+           c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
+}
+
+// Reads one character of UTF-8; a byte that starts none stands for itself, out of the range of characters.
+unsigned long nextCharacter(std::string const& text, std::size_t& at) {
+    auto const lead = static_cast<unsigned char>(text[at++]);
+    unsigned int const more = lead < 0xC0 ? 0 : (lead < 0xE0 ? 1 : (lead < 0xF0 ? 2 : 3));
+    if (lead < 0x80) {
+        return lead;
+    }
+    if (more == 0 || text.size() - at < more) {
+        return 0x110000UL + lead;
+    }
+    unsigned long character = lead & (0x3FU >> more);
+    for (unsigned int i = 0; i < more; ++i) {
+        auto const octet = static_cast<unsigned char>(text[at + i]);
+        if ((octet & 0xC0) != 0x80) {
+            return 0x110000UL + lead;
+        }
+        character = (character << 6) | (octet & 0x3F);
+    }
+    at += more;
+    return character;
+}
+
+// A text as RFC 5280, 7.1, compares it: folded case, no space at the ends, one between words.
+std::u32string comparable(std::string const& text) {
+    std::u32string out;
+    bool space = false;
+    for (std::size_t at = 0; at < text.size();) {
+        unsigned long const character = nextCharacter(text, at);
+        if (isSpace(character)) {
+            space = !out.empty();
+            continue;
+        }
+        if (space) {
+            out += U' ';
+            space = false;
+        }
+        out += static_cast<char32_t>(foldCase(character));
+    }
+    return out;
+}
+
+struct ComparableAttribute {
+    unsigned int relativeName;
+    std::string type;
+    bool isText;
+    std::u32string text; // of a text
+    std::string value;   // of anything else
+
+    auto operator<=>(ComparableAttribute const&) const = default;
+};
+
+std::string bytesOf(TVKASNCBuffer const& view) {
+    return {reinterpret_cast<char const*>(view.data), view.length};
+}
+
+std::vector<ComparableAttribute> comparableAttributes(unsigned char const* content, unsigned long length) {
+    std::vector<ComparableAttribute> attributes;
+    tvk::NameCursor cursor(content, length);
+    tvk::NameAttribute attribute;
+    while (cursor.next(attribute) == TVKASN_OK) {
+        std::string text;
+        bool const isText = tvk::textOfValue(attribute.valueHeader, attribute.valueContent, text);
+        attributes.push_back({attribute.relativeName, bytesOf(attribute.type), isText,
+                              isText ? comparable(text) : std::u32string(),
+                              isText ? std::string() : bytesOf(attribute.value)});
+    }
+    // Within a relative name the attributes come in any order.
+    std::sort(attributes.begin(), attributes.end());
+    return attributes;
+}
+
+} // namespace
+
+TVKASNx500Name::TVKASNx500Name(TVKASNSecurityType security)
+    : TVKASNObject(security, TVKASNUniversal, tvk::kTagSequence, true) {}
+
+TVKASNx500Name::~TVKASNx500Name() = default;
+
+int TVKASNx500Name::decode_value(TVKASNCBuffer& content, unsigned long length) {
+    if (length > content.length) {
+        return TVKASN_TRUNCATED;
+    }
+    tvk::NameCursor cursor(content.data, length);
+    tvk::NameAttribute attribute;
+    int status = TVKASN_OK;
+    while (status == TVKASN_OK) {
+        status = cursor.next(attribute);
+    }
+    if (status != TVKASN_NO_VALUE) {
+        return status;
+    }
+    content.data += length;
+    content.length -= length;
+    return TVKASN_OK;
+}
+
+int TVKASNx500Name::encode_value(TVKASNBuffer& out) const {
+    if (!is_present()) {
+        return TVKASN_NO_VALUE;
+    }
+    out.append(content(), content_length());
+    return TVKASN_OK;
+}
+
+int TVKASNx500Name::display(TVKASNBuffer& out) const {
+    if (!is_present()) {
+        return TVKASN_NO_VALUE;
+    }
+    TVKString const text = TVKASNUtility::getRFC2253String(*this, false, TVKASNStrRepRFC2253);
+    out.append(reinterpret_cast<unsigned char const*>(text.c_str()), text.size());
+    return TVKASN_OK;
+}
+
+int TVKASNx500Name::compare(TVKASNx500Name const& a, TVKASNx500Name const& b) {
+    if (TVKASNObject::compare(a, b) == 0) {
+        return 0;
+    }
+    if (!a.is_present() || !b.is_present()) {
+        return a.is_present() ? 1 : -1;
+    }
+    auto const left = comparableAttributes(a.content(), a.content_length());
+    auto const right = comparableAttributes(b.content(), b.content_length());
+    return left == right ? 0 : (left < right ? -1 : 1);
+}
