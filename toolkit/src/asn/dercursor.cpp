@@ -21,7 +21,8 @@ int readLongDerHeader(unsigned char const* bytes, unsigned long count, DerHeader
                 return TVKASN_TRUNCATED;
             }
             octet = bytes[at++];
-            if ((header.tag == 0 && octet == 0x80) || header.tag > (std::numeric_limits<unsigned int>::max() >> 7)) {
+            if ((header.tag == 0 && octet == 0x80) ||
+                header.tag > (std::numeric_limits<unsigned int>::max() >> 7)) {
                 return TVKASN_BAD_TAG;
             }
             header.tag = (header.tag << 7) | (octet & 0x7F);
@@ -104,10 +105,12 @@ bool isObjectIDContent(unsigned char const* bytes, unsigned long count) {
 
 namespace {
 
-// No value of the standards that this library knows nests deeper; it bounds the stack that hostile bytes can ask for.
+// No value of the standards that this library knows nests deeper; it bounds the stack that hostile bytes can
+// ask for.
 constexpr unsigned int kDeepest = 64;
 
-int compareOctets(unsigned char const* a, unsigned long aLength, unsigned char const* b, unsigned long bLength) {
+int compareOctets(unsigned char const* a, unsigned long aLength, unsigned char const* b,
+                  unsigned long bLength) {
     if (aLength != bLength) {
         return aLength < bLength ? -1 : 1;
     }
@@ -140,7 +143,8 @@ int comparePrimitives(DerHeader const& header, TVKASNCBuffer a, TVKASNCBuffer b)
         shortenInteger(b);
     } else if (header.tagClass == TVKASNUniversal && header.tag == kTagBitString) {
         return compareBits(a, b);
-    } else if (header.tagClass == TVKASNUniversal && header.tag == kTagBoolean && a.length == 1 && b.length == 1) {
+    } else if (header.tagClass == TVKASNUniversal && header.tag == kTagBoolean && a.length == 1 &&
+               b.length == 1) {
         return static_cast<int>(a.data[0] != 0) - static_cast<int>(b.data[0] != 0);
     }
     return compareOctets(a.data, a.length, b.data, b.length);
@@ -181,7 +185,8 @@ int compareSpans(unsigned char const* a, unsigned long aLength, unsigned char co
 
 } // namespace
 
-int compareValues(unsigned char const* a, unsigned long aLength, unsigned char const* b, unsigned long bLength) {
+int compareValues(unsigned char const* a, unsigned long aLength, unsigned char const* b,
+                  unsigned long bLength) {
     if (compareOctets(a, aLength, b, bLength) == 0) {
         return 0;
     }
@@ -204,8 +209,7 @@ int readAnyHeader(unsigned char const* bytes, unsigned long count, AnyHeader& ou
     }
     unsigned long at = 1;
     if ((bytes[0] & 0x1F) == 0x1F) {
-        while ((bytes[at++] & 0x80) != 0) {
-        }
+        while ((bytes[at++] & 0x80) != 0) {}
     }
     unsigned int const octets = bytes[at++] & 0x7F;
     unsigned long length = 0;
@@ -244,8 +248,8 @@ bool isStringTag(DerHeader const& header) {
             (header.tag >= 18 && header.tag <= 30));
 }
 
-int canonicaliseAt(unsigned char const* bytes, unsigned long count, TVKASNBuffer& out, unsigned long& consumed,
-                   unsigned int depth);
+int canonicaliseAt(unsigned char const* bytes, unsigned long count, TVKASNBuffer& out,
+                   unsigned long& consumed, unsigned int depth);
 
 // Joins the pieces of a string that came in several; those of a bit string each start with their unused bits.
 int joinPieces(TVKASNBuffer const& pieces, bool bits, TVKASNBuffer& out) {
@@ -276,8 +280,8 @@ int joinPieces(TVKASNBuffer const& pieces, bool bits, TVKASNBuffer& out) {
     return TVKASN_OK;
 }
 
-int canonicaliseContent(AnyHeader const& any, unsigned char const* content, TVKASNBuffer& out, unsigned long& used,
-                        unsigned int depth) {
+int canonicaliseContent(AnyHeader const& any, unsigned char const* content, TVKASNBuffer& out,
+                        unsigned long& used, unsigned int depth) {
     unsigned long at = 0;
     unsigned long const length = any.header.contentLength;
     for (;;) {
@@ -298,8 +302,8 @@ int canonicaliseContent(AnyHeader const& any, unsigned char const* content, TVKA
     }
 }
 
-int canonicaliseAt(unsigned char const* bytes, unsigned long count, TVKASNBuffer& out, unsigned long& consumed,
-                   unsigned int depth) {
+int canonicaliseAt(unsigned char const* bytes, unsigned long count, TVKASNBuffer& out,
+                   unsigned long& consumed, unsigned int depth) {
     if (depth == kDeepest) {
         return TVKASN_TOO_DEEP;
     }
@@ -315,12 +319,14 @@ int canonicaliseAt(unsigned char const* bytes, unsigned long count, TVKASNBuffer
         body.append(content, used);
     } else {
         TVKASNBuffer children(TVKASNSecure);
-        if (int const status = canonicaliseContent(any, content, children, used, depth); status != TVKASN_OK) {
+        if (int const status = canonicaliseContent(any, content, children, used, depth);
+            status != TVKASN_OK) {
             return status;
         }
         if (isStringTag(any.header)) {
             constructed = false;
-            if (int const status = joinPieces(children, any.header.tag == kTagBitString, body); status != TVKASN_OK) {
+            if (int const status = joinPieces(children, any.header.tag == kTagBitString, body);
+                status != TVKASN_OK) {
                 return status;
             }
         } else {
@@ -336,7 +342,8 @@ int canonicaliseAt(unsigned char const* bytes, unsigned long count, TVKASNBuffer
 
 } // namespace
 
-int canonicalise(unsigned char const* bytes, unsigned long count, TVKASNBuffer& out, unsigned long& consumed) {
+int canonicalise(unsigned char const* bytes, unsigned long count, TVKASNBuffer& out,
+                 unsigned long& consumed) {
     return canonicaliseAt(bytes, count, out, consumed, 0);
 }
 

@@ -33,8 +33,8 @@ struct DerHeader {
 
 int readLongDerHeader(unsigned char const* bytes, unsigned long count, DerHeader& header);
 
-// Reads the header at the front of `count` bytes and checks that the content lies within them: definite length in the
-// fewest octets, tag number in the fewest octets (X.690, 8.1.2 and 10.1). A TVKASNStatus.
+// Reads the header at the front of `count` bytes and checks that the content lies within them: definite
+// length in the fewest octets, tag number in the fewest octets (X.690, 8.1.2 and 10.1). A TVKASNStatus.
 inline int readDerHeader(unsigned char const* bytes, unsigned long count, DerHeader& header) {
     if (count < 2 || (bytes[0] & 0x1F) == 0x1F || bytes[1] >= 0x80) {
         return readLongDerHeader(bytes, count, header);
@@ -88,7 +88,8 @@ private:
 
 constexpr unsigned int kLongestHeader = 16;
 
-// Writes identifier and length octets into `out`, which has room for kLongestHeader of them, and gives their number.
+// Writes identifier and length octets into `out`, which has room for kLongestHeader of them, and gives their
+// number.
 unsigned int writeDerHeader(unsigned char* out, unsigned char tagClass, bool constructed, unsigned long tag,
                             unsigned long contentLength);
 
@@ -96,10 +97,11 @@ unsigned int writeDerHeader(unsigned char* out, unsigned char tagClass, bool con
 bool isObjectIDContent(unsigned char const* bytes, unsigned long count);
 
 // 0 when two whole values are equal: the same bytes, or the same tags with equal numbers, bits and octets.
-int compareValues(unsigned char const* a, unsigned long aLength, unsigned char const* b, unsigned long bLength);
+int compareValues(unsigned char const* a, unsigned long aLength, unsigned char const* b,
+                  unsigned long bLength);
 
-// Rewrites one value that is encoded by any of the rules of X.690 by the distinguished ones, as far as tags tell
-// the type: definite shortest lengths, strings in one piece. `consumed` is the length of what was read.
+// Rewrites one value that is encoded by any of the rules of X.690 by the distinguished ones, as far as tags
+// tell the type: definite shortest lengths, strings in one piece. `consumed` is the length of what was read.
 int canonicalise(unsigned char const* bytes, unsigned long count, TVKASNBuffer& out, unsigned long& consumed);
 
 } // namespace tvk

@@ -87,7 +87,8 @@ std::string encodeObjectID(unsigned long const* arcs, unsigned int count) {
     return out;
 }
 
-bool equalsObjectID(unsigned char const* content, unsigned long length, unsigned long const* arcs, unsigned int count) {
+bool equalsObjectID(unsigned char const* content, unsigned long length, unsigned long const* arcs,
+                    unsigned int count) {
     std::string const encoded = encodeObjectID(arcs, count);
     return !encoded.empty() && encoded.size() == length && std::memcmp(encoded.data(), content, length) == 0;
 }

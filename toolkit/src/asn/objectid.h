@@ -8,7 +8,8 @@ namespace tvk {
 std::string encodeObjectID(unsigned long const* arcs, unsigned int count);
 
 // Whether content octets stand for these arcs.
-bool equalsObjectID(unsigned char const* content, unsigned long length, unsigned long const* arcs, unsigned int count);
+bool equalsObjectID(unsigned char const* content, unsigned long length, unsigned long const* arcs,
+                    unsigned int count);
 
 // The dotted decimal form of content octets, of arcs of any size.
 std::string dottedObjectID(unsigned char const* content, unsigned long length);

@@ -61,7 +61,8 @@ void appendText(std::string& out, TVKASNCBuffer const& content, int width, bool 
     std::string character;
     unsigned long const step = width == 0 ? 1 : static_cast<unsigned long>(width);
     for (unsigned long at = 0; at < content.length; at += step) {
-        // The last character counts as the last only, also where it is the first too: a lone '#' goes as it is.
+        // The last character counts as the last only, also where it is the first too: a lone '#' goes as it
+        // is.
         unsigned char const place = at + step >= content.length ? atEnd : (at == 0 ? atFront : none);
         if (width == 0 || (width == 1 && content.data[at] < 0x80)) {
             appendEscaped(out, content.data[at], place, escapeNonASCII);
@@ -81,7 +82,8 @@ void appendText(std::string& out, TVKASNCBuffer const& content, int width, bool 
 
 void appendAttribute(std::string& out, tvk::NameAttribute const& attribute, bool escapeNonASCII) {
     char const* name = tvk::attributeShortName(attribute.type.data, attribute.type.length);
-    out += name != nullptr ? std::string(name) : tvk::dottedObjectID(attribute.type.data, attribute.type.length);
+    out +=
+        name != nullptr ? std::string(name) : tvk::dottedObjectID(attribute.type.data, attribute.type.length);
     out += '=';
     int const width = tvk::stringWidth(attribute.valueHeader);
     if (name == nullptr || width < 0) {
@@ -92,7 +94,8 @@ void appendAttribute(std::string& out, tvk::NameAttribute const& attribute, bool
         return;
     }
     if (width > 1 && attribute.valueContent.length % static_cast<unsigned long>(width) != 0) {
-        throw TVKASNException(kFile, __LINE__, TVKASN_BAD_VALUE, "a string of a name doesn't hold whole characters");
+        throw TVKASNException(kFile, __LINE__, TVKASN_BAD_VALUE,
+                              "a string of a name doesn't hold whole characters");
     }
     appendText(out, attribute.valueContent, width, escapeNonASCII);
 }

@@ -69,7 +69,8 @@ void TVKASNComposite::check_valid(bool deep) {
 
 void TVKASNComposite::invalidate_value(TVKASNInvalidateType type) {
     TVKASNObject::invalidate_value(type);
-    for (TVKASNObject* child = m_first; type == TVKASNInvalidateValue && child != nullptr; child = child->m_next) {
+    for (TVKASNObject* child = m_first; type == TVKASNInvalidateValue && child != nullptr;
+         child = child->m_next) {
         child->invalidate_value(type);
     }
 }
@@ -147,9 +148,7 @@ void TVKASNComposite::set_secure(TVKASNSecurityType security) {
     }
 }
 
-bool TVKASNComposite::check_encode_flags() const {
-    return is_present() || (m_emptyPermitted && m_optional);
-}
+bool TVKASNComposite::check_encode_flags() const { return is_present() || (m_emptyPermitted && m_optional); }
 
 bool TVKASNComposite::check_encode_flags(bool deep) const {
     return check_encode_flags() && (!deep || is_valid(true));
@@ -157,7 +156,8 @@ bool TVKASNComposite::check_encode_flags(bool deep) const {
 
 int TVKASNComposite::display_state_flags(TVKASNBuffer& out, int indent) const {
     int status = TVKASNObject::display_state_flags(out, indent);
-    for (TVKASNObject const* child = m_first; status == TVKASN_OK && child != nullptr; child = child->m_next) {
+    for (TVKASNObject const* child = m_first; status == TVKASN_OK && child != nullptr;
+         child = child->m_next) {
         status = child->display_state_flags(out, indent + 2);
     }
     return status;
@@ -190,9 +190,7 @@ int TVKASNComposite::register_child_before(TVKASNObject* child) {
     return TVKASN_OK;
 }
 
-bool TVKASNComposite::get_empty_permitted() {
-    return m_emptyPermitted;
-}
+bool TVKASNComposite::get_empty_permitted() { return m_emptyPermitted; }
 
 unsigned long TVKASNComposite::set_empty_permitted(bool permitted) {
     m_emptyPermitted = permitted;
@@ -208,9 +206,7 @@ int TVKASNSequence::decode_value(TVKASNCBuffer& content, unsigned long length) {
     return TVKASNComposite::decode_value(content, length);
 }
 
-int TVKASNSequence::encode_value(TVKASNBuffer& out) const {
-    return TVKASNComposite::encode_value(out);
-}
+int TVKASNSequence::encode_value(TVKASNBuffer& out) const { return TVKASNComposite::encode_value(out); }
 
 TVKASNExplicit::TVKASNExplicit(TVKASNSecurityType security, unsigned long tag, TVKASNObject& child)
     : TVKASNComposite(security, TVKASNContextSpecific, tag) {

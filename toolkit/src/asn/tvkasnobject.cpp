@@ -36,9 +36,7 @@ TVKASNObject::TVKASNObject(TVKASNSecurityType security, int tagClass, unsigned l
     : m_tag(tag), m_class(static_cast<unsigned char>(tagClass)), m_constructed(constructed),
       m_secure(security == TVKASNSecure) {}
 
-TVKASNObject::~TVKASNObject() {
-    release_storage();
-}
+TVKASNObject::~TVKASNObject() { release_storage(); }
 
 void TVKASNObject::check_valid(bool /*deep*/) {
     if (!m_present) {
@@ -59,63 +57,39 @@ void TVKASNObject::invalidate_value(TVKASNInvalidateType type) {
     }
 }
 
-void TVKASNObject::set_value_valid() {
-    m_present = true;
-}
+void TVKASNObject::set_value_valid() { m_present = true; }
 
 bool TVKASNObject::check_type(unsigned long tag, int tagClass) const {
     return tag == m_tag && tagClass == m_class;
 }
 
-void TVKASNObject::set_default_value(TVKASNObject* value) {
-    m_default = value;
-}
+void TVKASNObject::set_default_value(TVKASNObject* value) { m_default = value; }
 
 int TVKASNObject::get_encoding() const {
     return m_encodingValid || check_encode_flags(true) ? TVKASN_OK : TVKASN_NO_VALUE;
 }
 
-int TVKASNObject::get_encoding(TVKASNBuffer& out) const {
-    return write(out);
-}
+int TVKASNObject::get_encoding(TVKASNBuffer& out) const { return write(out); }
 
-int TVKASNObject::emptyi() {
-    return TVKASN_OK;
-}
+int TVKASNObject::emptyi() { return TVKASN_OK; }
 
-int TVKASNObject::get_child_count() const {
-    return 0;
-}
+int TVKASNObject::get_child_count() const { return 0; }
 
-bool TVKASNObject::encoding_primitive_permitted() const {
-    return !m_constructed;
-}
+bool TVKASNObject::encoding_primitive_permitted() const { return !m_constructed; }
 
-bool TVKASNObject::encoding_constructed_permitted() const {
-    return m_constructed;
-}
+bool TVKASNObject::encoding_constructed_permitted() const { return m_constructed; }
 
-bool TVKASNObject::encoding_indefinite_permitted() const {
-    return false;
-}
+bool TVKASNObject::encoding_indefinite_permitted() const { return false; }
 
-bool TVKASNObject::is_constructed() const {
-    return m_constructed;
-}
+bool TVKASNObject::is_constructed() const { return m_constructed; }
 
 void TVKASNObject::set_indefinite_length(bool /*indefinite*/) {}
 
-bool TVKASNObject::is_indefinite_length() const {
-    return false;
-}
+bool TVKASNObject::is_indefinite_length() const { return false; }
 
-bool TVKASNObject::is_polymorphic() const {
-    return false;
-}
+bool TVKASNObject::is_polymorphic() const { return false; }
 
-bool TVKASNObject::should_generate_constructed() const {
-    return m_constructed;
-}
+bool TVKASNObject::should_generate_constructed() const { return m_constructed; }
 
 void TVKASNObject::set_class(int tagClass) {
     empty();
@@ -127,9 +101,7 @@ void TVKASNObject::set_tag(unsigned long tag) {
     m_tag = tag;
 }
 
-int TVKASNObject::display(TVKASNBuffer& /*out*/) const {
-    return is_present() ? TVKASN_OK : TVKASN_NO_VALUE;
-}
+int TVKASNObject::display(TVKASNBuffer& /*out*/) const { return is_present() ? TVKASN_OK : TVKASN_NO_VALUE; }
 
 int TVKASNObject::empty() {
     int const status = emptyi();
@@ -138,41 +110,25 @@ int TVKASNObject::empty() {
     return status;
 }
 
-int TVKASNObject::normalize() {
-    return TVKASN_OK;
-}
+int TVKASNObject::normalize() { return TVKASN_OK; }
 
-bool TVKASNObject::is_optional() const {
-    return m_optional;
-}
+bool TVKASNObject::is_optional() const { return m_optional; }
 
-bool TVKASNObject::is_defaultable() const {
-    return m_default != nullptr;
-}
+bool TVKASNObject::is_defaultable() const { return m_default != nullptr; }
 
-bool TVKASNObject::is_encoding_valid() const {
-    return m_encodingValid;
-}
+bool TVKASNObject::is_encoding_valid() const { return m_encodingValid; }
 
-TVKASNObject* TVKASNObject::get_default_value() const {
-    return m_default;
-}
+TVKASNObject* TVKASNObject::get_default_value() const { return m_default; }
 
 bool TVKASNObject::is_default_value() const {
     return m_default != nullptr && compare(*this, *m_default) == 0;
 }
 
-bool TVKASNObject::is_valid(bool /*deep*/) const {
-    return m_present;
-}
+bool TVKASNObject::is_valid(bool /*deep*/) const { return m_present; }
 
-bool TVKASNObject::is_present() const {
-    return m_present;
-}
+bool TVKASNObject::is_present() const { return m_present; }
 
-void TVKASNObject::set_secure(TVKASNSecurityType security) {
-    m_secure = security == TVKASNSecure;
-}
+void TVKASNObject::set_secure(TVKASNSecurityType security) { m_secure = security == TVKASNSecure; }
 
 int TVKASNObject::read(TVKASNCBuffer& in) {
     tvk::DerHeader header;
@@ -287,13 +243,9 @@ int TVKASNObject::set_optional(bool optional) {
     return TVKASN_OK;
 }
 
-bool TVKASNObject::check_encode_flags() const {
-    return m_present;
-}
+bool TVKASNObject::check_encode_flags() const { return m_present; }
 
-bool TVKASNObject::check_encode_flags(bool /*deep*/) const {
-    return check_encode_flags();
-}
+bool TVKASNObject::check_encode_flags(bool /*deep*/) const { return check_encode_flags(); }
 
 int TVKASNObject::display_state_flags(TVKASNBuffer& out, int indent) const {
     std::string line(static_cast<std::size_t>(indent < 0 ? 0 : indent), ' ');
@@ -316,15 +268,11 @@ std::ostream& TVKASNObject::dump(std::ostream& out) const {
 
 namespace {
 
-bool isAnyObject(TVKASNObject const& /*object*/) {
-    return true;
-}
+bool isAnyObject(TVKASNObject const& /*object*/) { return true; }
 
 } // namespace
 
-bool (*TVKASNObject::getRTTI() const)(TVKASNObject const&) {
-    return &isAnyObject;
-}
+bool (*TVKASNObject::getRTTI() const)(TVKASNObject const&) { return &isAnyObject; }
 
 int TVKASNObject::compare(TVKASNObject const& a, TVKASNObject const& b) {
     if (&a == &b) {
@@ -351,17 +299,13 @@ int TVKASNObject::compare(TVKASNObject const& a, TVKASNObject const& b) {
     return tvk::compareValues(viewA.data, viewA.length, viewB.data, viewB.length);
 }
 
-void TVKASNObject::accept_other_encodings() {
-    m_otherEncodings = true;
-}
+void TVKASNObject::accept_other_encodings() { m_otherEncodings = true; }
 
 unsigned char const* TVKASNObject::content() const {
     return m_encoding == nullptr ? nullptr : m_encoding + m_headerLength;
 }
 
-unsigned long TVKASNObject::content_length() const {
-    return m_encodingLength - m_headerLength;
-}
+unsigned long TVKASNObject::content_length() const { return m_encodingLength - m_headerLength; }
 
 int TVKASNObject::store_content(unsigned char const* bytes, unsigned long length) {
     unsigned char header[tvk::kLongestHeader];
@@ -384,13 +328,9 @@ int TVKASNObject::store_content(unsigned char const* bytes, unsigned long length
     return TVKASN_OK;
 }
 
-TVKASNSecurityType TVKASNObject::security() const {
-    return m_secure ? TVKASNSecure : TVKASNNotSecure;
-}
+TVKASNSecurityType TVKASNObject::security() const { return m_secure ? TVKASNSecure : TVKASNNotSecure; }
 
-TVKASNObject* TVKASNObject::next_sibling() const {
-    return m_next;
-}
+TVKASNObject* TVKASNObject::next_sibling() const { return m_next; }
 
 void TVKASNObject::release_storage() noexcept {
     if (m_storage != nullptr) {

@@ -101,7 +101,8 @@ int TVKASNInteger::get_value(long& value) const {
 }
 
 int TVKASNInteger::set_value(unsigned char const* value, unsigned long length) {
-    return length == 0 || value == nullptr ? static_cast<int>(TVKASN_BAD_VALUE) : store_content(value, length);
+    return length == 0 || value == nullptr ? static_cast<int>(TVKASN_BAD_VALUE)
+                                           : store_content(value, length);
 }
 
 int TVKASNInteger::set_value(long value) {
@@ -140,14 +141,17 @@ int TVKASNOctetString::get_value(unsigned char*& value, unsigned long& length) c
 }
 
 int TVKASNOctetString::set_value(unsigned char const* value, unsigned long length) {
-    return value == nullptr && length != 0 ? static_cast<int>(TVKASN_BAD_VALUE) : store_content(value, length);
+    return value == nullptr && length != 0 ? static_cast<int>(TVKASN_BAD_VALUE)
+                                           : store_content(value, length);
 }
 
-TVKASNUTF8String::TVKASNUTF8String(TVKASNSecurityType security) : TVKASNOctetString(security, tvk::kTagUTF8String) {}
+TVKASNUTF8String::TVKASNUTF8String(TVKASNSecurityType security)
+    : TVKASNOctetString(security, tvk::kTagUTF8String) {}
 
 TVKASNUTF8String::~TVKASNUTF8String() = default;
 
-TVKASNBitString::TVKASNBitString(TVKASNSecurityType security) : TVKASNPrimitive(security, tvk::kTagBitString) {}
+TVKASNBitString::TVKASNBitString(TVKASNSecurityType security)
+    : TVKASNPrimitive(security, tvk::kTagBitString) {}
 
 TVKASNBitString::~TVKASNBitString() = default;
 
@@ -176,7 +180,8 @@ int TVKASNBitString::set_value(unsigned char* value, unsigned long length) {
     return store_content(bytes.get(), octets + 1);
 }
 
-// Unused bits that aren't zero, and a count of them without any bits, are let pass: such certificates are about.
+// Unused bits that aren't zero, and a count of them without any bits, are let pass: such certificates are
+// about.
 int TVKASNBitString::check_content(unsigned char const* bytes, unsigned long length) const {
     return length == 0 || bytes[0] > 7 ? TVKASN_BAD_VALUE : TVKASN_OK;
 }
@@ -236,9 +241,7 @@ int TVKASNAny::encode_value(TVKASNBuffer& out) const {
     return TVKASN_OK;
 }
 
-bool TVKASNAny::is_polymorphic() const {
-    return true;
-}
+bool TVKASNAny::is_polymorphic() const { return true; }
 
 void TVKASNAny::set_class(int tagClass) {
     m_tagged = true;

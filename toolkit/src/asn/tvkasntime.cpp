@@ -104,7 +104,8 @@ std::optional<std::chrono::sys_seconds> parse(DigitReader text, bool generalized
     if (!offset || !text.atEnd() || !date.ok()) {
         return std::nullopt;
     }
-    return sys_seconds(sys_days(date)) + hours(*hour) + minutes(*minute) + seconds(*second) - minutes(*offset);
+    return sys_seconds(sys_days(date)) + hours(*hour) + minutes(*minute) + seconds(*second) -
+           minutes(*offset);
 }
 
 } // namespace
@@ -147,16 +148,16 @@ int TVKASNTarnTime::set_value(struct tm const& value) {
     int const fullYear = value.tm_year + 1900;
     year_month_day const date{year(fullYear), month(static_cast<unsigned>(value.tm_mon + 1)),
                               day(static_cast<unsigned>(value.tm_mday))};
-    if (fullYear < 0 || fullYear > 9999 || !date.ok() || value.tm_hour < 0 || value.tm_hour > 23 || value.tm_min < 0 ||
-        value.tm_min > 59 || value.tm_sec < 0 || value.tm_sec > 59) {
+    if (fullYear < 0 || fullYear > 9999 || !date.ok() || value.tm_hour < 0 || value.tm_hour > 23 ||
+        value.tm_min < 0 || value.tm_min > 59 || value.tm_sec < 0 || value.tm_sec > 59) {
         return TVKASN_OUT_OF_RANGE;
     }
     bool const generalized = fullYear < kFirstTwoDigitYear || fullYear >= kFirstTwoDigitYear + 100;
     char text[32];
-    int const length =
-        std::snprintf(text, sizeof text, generalized ? "%04d%02d%02d%02d%02d%02dZ" : "%02d%02d%02d%02d%02d%02dZ",
-                      generalized ? fullYear : fullYear % 100, value.tm_mon + 1, value.tm_mday, value.tm_hour,
-                      value.tm_min, value.tm_sec);
+    int const length = std::snprintf(text, sizeof text,
+                                     generalized ? "%04d%02d%02d%02d%02d%02dZ" : "%02d%02d%02d%02d%02d%02dZ",
+                                     generalized ? fullYear : fullYear % 100, value.tm_mon + 1, value.tm_mday,
+                                     value.tm_hour, value.tm_min, value.tm_sec);
     set_tag(generalized ? tvk::kTagGeneralizedTime : tvk::kTagUTCTime);
     return store_content(reinterpret_cast<unsigned char const*>(text), static_cast<unsigned long>(length));
 }

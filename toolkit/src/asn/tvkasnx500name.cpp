@@ -13,8 +13,8 @@ namespace {
 
 // Lower case of a letter, by the regular ranges of Latin-1, Latin Extended-A, Greek, Cyrillic and Armenian.
 unsigned long foldCase(unsigned long c) {
-    if ((c >= 'A' && c <= 'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7) || (c >= 0x391 && c <= 0x3AB && c != 0x3A2) ||
-        (c >= 0x410 && c <= 0x42F)) {
+    if ((c >= 'A' && c <= 'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7) ||
+        (c >= 0x391 && c <= 0x3AB && c != 0x3A2) || (c >= 0x410 && c <= 0x42F)) {
         return c + 32;
     }
     if (c >= 0x400 && c <= 0x40F) {
@@ -24,8 +24,8 @@ unsigned long foldCase(unsigned long c) {
         return c + 48;
     }
     bool const evenIsUpper = (c >= 0x100 && c <= 0x137 && c != 0x130) || (c >= 0x14A && c <= 0x177) ||
-                             (c >= 0x460 && c <= 0x481) || (c >= 0x48A && c <= 0x4BF) || (c >= 0x4D0 && c <= 0x52F) ||
-                             (c >= 0x1E00 && c <= 0x1EFF);
+                             (c >= 0x460 && c <= 0x481) || (c >= 0x48A && c <= 0x4BF) ||
+                             (c >= 0x4D0 && c <= 0x52F) || (c >= 0x1E00 && c <= 0x1EFF);
     if (evenIsUpper) {
         return c | 1;
     }
@@ -34,8 +34,9 @@ unsigned long foldCase(unsigned long c) {
 }
 
 bool isSpace(unsigned long c) {
-    return c == ' ' || (c >= 9 && c <= 13) || c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) ||
-           c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
+    return c == ' ' || (c >= 9 && c <= 13) || c == 0x85 || c == 0xA0 || c == 0x1680 ||
+           (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F ||
+           c == 0x3000;
 }
 
 // Reads one character of UTF-8; a byte that starts none stands for itself, out of the range of characters.

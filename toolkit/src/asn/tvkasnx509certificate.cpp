@@ -36,9 +36,7 @@ bool isSubjectPublicKeyInfo(TVKASNObject const& object) {
 
 } // namespace
 
-bool (*TVKASNSubjectPublicKeyInfo::getRTTI() const)(TVKASNObject const&) {
-    return &isSubjectPublicKeyInfo;
-}
+bool (*TVKASNSubjectPublicKeyInfo::getRTTI() const)(TVKASNObject const&) { return &isSubjectPublicKeyInfo; }
 
 TVKASNPrivateKeyInfo::TVKASNPrivateKeyInfo(TVKASNSecurityType security)
     : TVKASNSequence(security), version(security), privateKeyAlgorithm(security), privateKey(security),
@@ -167,9 +165,9 @@ bool TVKASNExtensions::find(unsigned long const* arcs, unsigned int count, bool&
 
 TVKASNTBSCertificate::TVKASNTBSCertificate(TVKASNSecurityType security)
     : TVKASNSequence(security), version(security), versionTag(security, 0, version), serialNumber(security),
-      signature(security), issuer(security), validity(security), subject(security), subjectPublicKeyInfo(security),
-      issuerUniqueID(security), subjectUniqueID(security), extensions(security),
-      extensionsTag(security, 3, extensions) {
+      signature(security), issuer(security), validity(security), subject(security),
+      subjectPublicKeyInfo(security), issuerUniqueID(security), subjectUniqueID(security),
+      extensions(security), extensionsTag(security, 3, extensions) {
     register_child(&versionTag);
     register_child(&serialNumber);
     register_child(&signature);

@@ -48,10 +48,12 @@ TVKCAPIASNKeyRecord::TVKCAPIASNKeyRecord(TVKBuffer const& encoded) {
         status = TVKASN_OUT_OF_RANGE;
     }
     if (status != TVKASN_OK) {
-        throw TVKASNException("./toolkit/src/asn/tvkcapiasnkeyrecord", __LINE__, status, tvkasnStatusText(status));
+        throw TVKASNException("./toolkit/src/asn/tvkcapiasnkeyrecord", __LINE__, status,
+                              tvkasnStatusText(status));
     }
     TVKASNCBuffer const name = viewOf(record.providerName);
-    m_providerName = TVKString(reinterpret_cast<char const*>(name.data), static_cast<unsigned int>(name.length));
+    m_providerName =
+        TVKString(reinterpret_cast<char const*>(name.data), static_cast<unsigned int>(name.length));
     m_objectId = TVKBuffer(viewOf(record.objectId));
     m_keySize = static_cast<unsigned int>(keySize);
     m_subject = TVKBuffer(viewOf(record.subject));
@@ -69,18 +71,10 @@ TVKBuffer TVKCAPIASNKeyRecord::getBuffer() const {
     return TVKASNUtility::getDEREncoding(record);
 }
 
-TVKString TVKCAPIASNKeyRecord::getProviderName() const {
-    return m_providerName;
-}
+TVKString TVKCAPIASNKeyRecord::getProviderName() const { return m_providerName; }
 
-TVKBuffer TVKCAPIASNKeyRecord::getObjectId() const {
-    return m_objectId;
-}
+TVKBuffer TVKCAPIASNKeyRecord::getObjectId() const { return m_objectId; }
 
-unsigned int TVKCAPIASNKeyRecord::getKeySize() const {
-    return m_keySize;
-}
+unsigned int TVKCAPIASNKeyRecord::getKeySize() const { return m_keySize; }
 
-TVKBuffer TVKCAPIASNKeyRecord::getSubject() const {
-    return m_subject;
-}
+TVKBuffer TVKCAPIASNKeyRecord::getSubject() const { return m_subject; }

@@ -10,7 +10,8 @@ constexpr char kFile[] = "./toolkit/src/asn/tvkdbutility";
     throw TVKException(kFile, line, TVKCORE_WRONG_ATTRIBUTE_TYPE, wanted);
 }
 
-template <typename T> T const& downcast(TVKASNObject const& object, int line, char const* wanted) {
+template <typename T>
+T const& downcast(TVKASNObject const& object, int line, char const* wanted) {
     T const* result = dynamic_cast<T const*>(&object);
     if (result == nullptr) {
         refuse(line, wanted);
@@ -25,7 +26,8 @@ TVKASNBitString const& TVKDBUtility::downcastBitString(TVKASNObject const& objec
 }
 
 TVKASNIssuerAndSerialNumber const& TVKDBUtility::downcastIssuerAndSerialNumber(TVKASNObject const& object) {
-    return downcast<TVKASNIssuerAndSerialNumber>(object, __LINE__, "the attribute isn't an issuer and serial number");
+    return downcast<TVKASNIssuerAndSerialNumber>(object, __LINE__,
+                                                 "the attribute isn't an issuer and serial number");
 }
 
 TVKASNTBSCertificate const& TVKDBUtility::downcastTBSCertificate(TVKASNObject const& object) {
@@ -40,5 +42,6 @@ TVKASNSubjectPublicKeyInfo const& TVKDBUtility::downcastSubjectPublicKeyInfo(TVK
     if (!object.getRTTI()(object)) {
         refuse(__LINE__, "the attribute isn't a subject public key info");
     }
-    return downcast<TVKASNSubjectPublicKeyInfo>(object, __LINE__, "the attribute isn't a subject public key info");
+    return downcast<TVKASNSubjectPublicKeyInfo>(object, __LINE__,
+                                                "the attribute isn't a subject public key info");
 }

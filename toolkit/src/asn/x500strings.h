@@ -18,9 +18,11 @@ struct NameAttribute {
 // Walks the attributes of a name's content octets in the order of the encoding.
 class NameCursor {
 public:
-    NameCursor(unsigned char const* content, unsigned long length) : m_names(content, length), m_set(content, 0) {}
+    NameCursor(unsigned char const* content, unsigned long length)
+        : m_names(content, length), m_set(content, 0) {}
 
-    // TVKASN_OK with the next attribute; TVKASN_NO_VALUE behind the last one; else what is wrong with the name.
+    // TVKASN_OK with the next attribute; TVKASN_NO_VALUE behind the last one; else what is wrong with the
+    // name.
     int next(NameAttribute& attribute);
 
 private:

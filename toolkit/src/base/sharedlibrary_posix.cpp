@@ -16,9 +16,7 @@ void* openSharedLibrary(std::string const& path, std::string& error) {
     return library;
 }
 
-void closeSharedLibrary(void* library) {
-    dlclose(library);
-}
+void closeSharedLibrary(void* library) { dlclose(library); }
 
 std::vector<std::string> pluginFolders() {
     std::vector<std::string> folders;
@@ -45,13 +43,9 @@ std::vector<std::string> pluginFolders() {
     return folders;
 }
 
-std::string moduleFileName(std::string const& name) {
-    return name + ".so";
-}
+std::string moduleFileName(std::string const& name) { return name + ".so"; }
 
-bool isPath(std::string const& name) {
-    return name.find('/') != std::string::npos;
-}
+bool isPath(std::string const& name) { return name.find('/') != std::string::npos; }
 
 bool fileExists(std::string const& path) {
     struct stat status;

@@ -44,13 +44,9 @@ TVKBuffer& TVKBuffer::operator=(TVKBuffer&& other) noexcept {
     return *this;
 }
 
-TVKBuffer::~TVKBuffer() {
-    release();
-}
+TVKBuffer::~TVKBuffer() { release(); }
 
-TVKBuffer::TVKBuffer(TVKASNCBuffer const& view) {
-    assign(static_cast<unsigned int>(view.length), view.data);
-}
+TVKBuffer::TVKBuffer(TVKASNCBuffer const& view) { assign(static_cast<unsigned int>(view.length), view.data); }
 
 TVKBuffer::TVKBuffer(TVKString const& text) {
     append(text.length(), reinterpret_cast<unsigned char const*>(text.c_str()));
@@ -94,17 +90,11 @@ void TVKBuffer::append(unsigned int length, unsigned char const* value) {
     m_view.length = needed;
 }
 
-unsigned long TVKBuffer::getLength() const {
-    return m_view.length;
-}
+unsigned long TVKBuffer::getLength() const { return m_view.length; }
 
-unsigned char const* TVKBuffer::getValue() const {
-    return m_view.data;
-}
+unsigned char const* TVKBuffer::getValue() const { return m_view.data; }
 
-TVKASNCBuffer const& TVKBuffer::get() const {
-    return m_view;
-}
+TVKASNCBuffer const& TVKBuffer::get() const { return m_view; }
 
 int TVKBuffer::compare(TVKBuffer const& other) const {
     unsigned long const common = std::min(m_view.length, other.m_view.length);

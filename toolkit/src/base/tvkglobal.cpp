@@ -14,29 +14,17 @@ TVKMutex::TVKMutex() = default;
 
 TVKMutex::~TVKMutex() = default;
 
-void TVKMutex::lock() {
-    m_mutex.lock();
-}
+void TVKMutex::lock() { m_mutex.lock(); }
 
-void TVKMutex::unlock() {
-    m_mutex.unlock();
-}
+void TVKMutex::unlock() { m_mutex.unlock(); }
 
-TVKCoreGlobal::TVKCoreGlobal() {
-    s_instances.fetch_add(1);
-}
+TVKCoreGlobal::TVKCoreGlobal() { s_instances.fetch_add(1); }
 
-TVKCoreGlobal::~TVKCoreGlobal() {
-    s_instances.fetch_sub(1);
-}
+TVKCoreGlobal::~TVKCoreGlobal() { s_instances.fetch_sub(1); }
 
-long TVKCoreGlobal::getInstanceCount() {
-    return s_instances.load();
-}
+long TVKCoreGlobal::getInstanceCount() { return s_instances.load(); }
 
-long tvk_atomic_swap(long* target, long delta) {
-    return std::atomic_ref<long>(*target).fetch_add(delta);
-}
+long tvk_atomic_swap(long* target, long delta) { return std::atomic_ref<long>(*target).fetch_add(delta); }
 
 char* tvk_strdup(char const* text, void* /*reserved*/) {
     if (text == nullptr) {

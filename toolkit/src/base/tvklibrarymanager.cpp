@@ -64,8 +64,8 @@ void TVKLibraryManager::removeLibEntries(LibraryFunction function) {
 TVKLibraryManager::LibraryFunction TVKLibraryManager::getLibEntry(TVKString const& name) {
     std::lock_guard<std::mutex> const guard(registry().mutex);
     auto const& entries = registry().entries;
-    auto const found =
-        std::find_if(entries.rbegin(), entries.rend(), [&name](Entry const& entry) { return entry.name == name; });
+    auto const found = std::find_if(entries.rbegin(), entries.rend(),
+                                    [&name](Entry const& entry) { return entry.name == name; });
     return found == entries.rend() ? nullptr : found->function;
 }
 

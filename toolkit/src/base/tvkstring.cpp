@@ -23,26 +23,14 @@ TVKString& TVKString::operator+=(char const* text) {
     return *this;
 }
 
-char const* TVKString::c_str() const {
-    return m_text.c_str();
-}
+char const* TVKString::c_str() const { return m_text.c_str(); }
 
-unsigned int TVKString::length() const {
-    return static_cast<unsigned int>(m_text.size());
-}
+unsigned int TVKString::length() const { return static_cast<unsigned int>(m_text.size()); }
 
-unsigned int TVKString::size() const {
-    return length();
-}
+unsigned int TVKString::size() const { return length(); }
 
-int TVKString::compare(TVKString const& other) const {
-    return m_text.compare(other.m_text);
-}
+int TVKString::compare(TVKString const& other) const { return m_text.compare(other.m_text); }
 
-int TVKString::compare(char const* text) const {
-    return m_text.compare(text == nullptr ? "" : text);
-}
+int TVKString::compare(char const* text) const { return m_text.compare(text == nullptr ? "" : text); }
 
-std::string_view TVKString::view() const {
-    return m_text;
-}
+std::string_view TVKString::view() const { return m_text; }

@@ -23,14 +23,15 @@ TVKTraceStreamSink::TVKTraceStreamSink(std::ostream& stream) : m_stream(stream) 
 
 void TVKTraceStreamSink::record(TVKTraceRecord const& record) {
     if (record.kind == TVKTraceRecord::Kind::entry) {
-        m_stream << "> " << record.component << ' ' << record.file << ':' << record.line << ' ' << record.label << '\n';
+        m_stream << "> " << record.component << ' ' << record.file << ':' << record.line << ' '
+                 << record.label << '\n';
     } else {
         m_stream << "< " << record.component << ' ' << record.label << '\n';
     }
 }
 
-bool TVKTrace::write(char const* file, unsigned int line, unsigned long const& component, unsigned long const& level,
-                     char const* label) {
+bool TVKTrace::write(char const* file, unsigned int line, unsigned long const& component,
+                     unsigned long const& level, char const* label) {
     if ((m_components.load(std::memory_order_relaxed) & component) == 0) {
         return false;
     }

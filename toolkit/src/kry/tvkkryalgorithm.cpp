@@ -4,13 +4,9 @@ TVKKRYAlgorithm::TVKKRYAlgorithm() = default;
 
 TVKKRYAlgorithm::~TVKKRYAlgorithm() = default;
 
-bool TVKKRYAlgorithm::isKindOf(TVKString const& name) const {
-    return name.compare("TVKKRYAlgorithm") == 0;
-}
+bool TVKKRYAlgorithm::isKindOf(TVKString const& name) const { return name.compare("TVKKRYAlgorithm") == 0; }
 
-TVKString TVKKRYAlgorithm::getInstanceName() const {
-    return "TVKKRYAlgorithm";
-}
+TVKString TVKKRYAlgorithm::getInstanceName() const { return "TVKKRYAlgorithm"; }
 
 TVKKRYDigestAlgorithm::TVKKRYDigestAlgorithm() = default;
 
@@ -20,9 +16,7 @@ bool TVKKRYDigestAlgorithm::isKindOf(TVKString const& name) const {
     return name.compare("TVKKRYDigestAlgorithm") == 0 || TVKKRYAlgorithm::isKindOf(name);
 }
 
-TVKString TVKKRYDigestAlgorithm::getInstanceName() const {
-    return "TVKKRYDigestAlgorithm";
-}
+TVKString TVKKRYDigestAlgorithm::getInstanceName() const { return "TVKKRYDigestAlgorithm"; }
 
 TVKKRYEncryptionAlgorithm::TVKKRYEncryptionAlgorithm() = default;
 
@@ -32,9 +26,7 @@ bool TVKKRYEncryptionAlgorithm::isKindOf(TVKString const& name) const {
     return name.compare("TVKKRYEncryptionAlgorithm") == 0 || TVKKRYAlgorithm::isKindOf(name);
 }
 
-TVKString TVKKRYEncryptionAlgorithm::getInstanceName() const {
-    return "TVKKRYEncryptionAlgorithm";
-}
+TVKString TVKKRYEncryptionAlgorithm::getInstanceName() const { return "TVKKRYEncryptionAlgorithm"; }
 
 TVKKRYDecryptionAlgorithm::TVKKRYDecryptionAlgorithm() = default;
 
@@ -44,9 +36,7 @@ bool TVKKRYDecryptionAlgorithm::isKindOf(TVKString const& name) const {
     return name.compare("TVKKRYDecryptionAlgorithm") == 0 || TVKKRYAlgorithm::isKindOf(name);
 }
 
-TVKString TVKKRYDecryptionAlgorithm::getInstanceName() const {
-    return "TVKKRYDecryptionAlgorithm";
-}
+TVKString TVKKRYDecryptionAlgorithm::getInstanceName() const { return "TVKKRYDecryptionAlgorithm"; }
 
 TVKKRYSignatureAlgorithm::TVKKRYSignatureAlgorithm() = default;
 
@@ -56,9 +46,7 @@ bool TVKKRYSignatureAlgorithm::isKindOf(TVKString const& name) const {
     return name.compare("TVKKRYSignatureAlgorithm") == 0 || TVKKRYAlgorithm::isKindOf(name);
 }
 
-TVKString TVKKRYSignatureAlgorithm::getInstanceName() const {
-    return "TVKKRYSignatureAlgorithm";
-}
+TVKString TVKKRYSignatureAlgorithm::getInstanceName() const { return "TVKKRYSignatureAlgorithm"; }
 
 TVKKRYVerificationAlgorithm::TVKKRYVerificationAlgorithm() = default;
 
@@ -68,9 +56,7 @@ bool TVKKRYVerificationAlgorithm::isKindOf(TVKString const& name) const {
     return name.compare("TVKKRYVerificationAlgorithm") == 0 || TVKKRYAlgorithm::isKindOf(name);
 }
 
-TVKString TVKKRYVerificationAlgorithm::getInstanceName() const {
-    return "TVKKRYVerificationAlgorithm";
-}
+TVKString TVKKRYVerificationAlgorithm::getInstanceName() const { return "TVKKRYVerificationAlgorithm"; }
 
 TVKKRYPublicKeyGenAlgorithm::TVKKRYPublicKeyGenAlgorithm() = default;
 
@@ -80,9 +66,7 @@ bool TVKKRYPublicKeyGenAlgorithm::isKindOf(TVKString const& name) const {
     return name.compare("TVKKRYPublicKeyGenAlgorithm") == 0 || TVKKRYAlgorithm::isKindOf(name);
 }
 
-TVKString TVKKRYPublicKeyGenAlgorithm::getInstanceName() const {
-    return "TVKKRYPublicKeyGenAlgorithm";
-}
+TVKString TVKKRYPublicKeyGenAlgorithm::getInstanceName() const { return "TVKKRYPublicKeyGenAlgorithm"; }
 
 TVKKRYRandomDataGenAlgorithm::TVKKRYRandomDataGenAlgorithm() = default;
 
@@ -92,6 +76,4 @@ bool TVKKRYRandomDataGenAlgorithm::isKindOf(TVKString const& name) const {
     return name.compare("TVKKRYRandomDataGenAlgorithm") == 0 || TVKKRYAlgorithm::isKindOf(name);
 }
 
-TVKString TVKKRYRandomDataGenAlgorithm::getInstanceName() const {
-    return "TVKKRYRandomDataGenAlgorithm";
-}
+TVKString TVKKRYRandomDataGenAlgorithm::getInstanceName() const { return "TVKKRYRandomDataGenAlgorithm"; }

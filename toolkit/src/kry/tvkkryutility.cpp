@@ -31,7 +31,8 @@ class SystemAlgorithmFactory : public TVKKRYAlgorithmFactory {
 public:
     TVKKRYAlgorithmFactory* duplicate() const override { return new SystemAlgorithmFactory; }
 
-    TVKKRYRandomDataGenAlgorithm* make_Default_RandomDataGenAlgorithm(TVKASNCBuffer const* /*seed*/) const override {
+    TVKKRYRandomDataGenAlgorithm*
+    make_Default_RandomDataGenAlgorithm(TVKASNCBuffer const* /*seed*/) const override {
         return new SystemRandomDataGenAlgorithm;
     }
 };
@@ -65,7 +66,8 @@ void TVKKRYUtility::setDefaultAlgorithmFactory(TVKKRYAlgorithmFactory const& fac
 TVKBuffer TVKKRYUtility::generateRandomData(unsigned int length, TVKASNCBuffer const* seed,
                                             TVKKRYAlgorithmFactory const* factory) {
     TVKKRYAlgorithmFactory const& source = factory == nullptr ? getDefaultAlgorithmFactory() : *factory;
-    std::unique_ptr<TVKKRYRandomDataGenAlgorithm> const random(source.make_Default_RandomDataGenAlgorithm(seed));
+    std::unique_ptr<TVKKRYRandomDataGenAlgorithm> const random(
+        source.make_Default_RandomDataGenAlgorithm(seed));
     if (random == nullptr) {
         throw TVKException(kFile, __LINE__, TVKCORE_NO_RANDOM_DATA, "the factory makes no random data");
     }

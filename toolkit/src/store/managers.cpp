@@ -13,6 +13,4 @@ TVKCAPIManager::TVKCAPIManager() = default;
 
 TVKCAPIManager::~TVKCAPIManager() = default;
 
-bool TVKCAPIManager::isKindOf(TVKString const& name) const {
-    return name.compare("TVKCAPIManager") == 0;
-}
+bool TVKCAPIManager::isKindOf(TVKString const& name) const { return name.compare("TVKCAPIManager") == 0; }

@@ -8,31 +8,25 @@
 // Status values of the ASN.1 calls: 0 is success.
 enum TVKASNStatus : int {
     TVKASN_OK = 0,
-    TVKASN_TRUNCATED = 1,       // the bytes end inside a value
-    TVKASN_BAD_LENGTH = 2,      // a length that DER doesn't permit, or one that leaves its surroundings
-    TVKASN_BAD_TAG = 3,         // a tag that DER doesn't permit
-    TVKASN_WRONG_TYPE = 4,      // a value of another type than the object's
-    TVKASN_BAD_VALUE = 5,       // content octets that the type doesn't permit
-    TVKASN_TRAILING_DATA = 6,   // bytes behind the last value
-    TVKASN_TOO_DEEP = 7,        // nested deeper than this library goes
-    TVKASN_NO_VALUE = 8,        // the object, or a part that it can't do without, holds no value
-    TVKASN_OUT_OF_RANGE = 9     // a value that the result can't hold
+    TVKASN_TRUNCATED = 1,     // the bytes end inside a value
+    TVKASN_BAD_LENGTH = 2,    // a length that DER doesn't permit, or one that leaves its surroundings
+    TVKASN_BAD_TAG = 3,       // a tag that DER doesn't permit
+    TVKASN_WRONG_TYPE = 4,    // a value of another type than the object's
+    TVKASN_BAD_VALUE = 5,     // content octets that the type doesn't permit
+    TVKASN_TRAILING_DATA = 6, // bytes behind the last value
+    TVKASN_TOO_DEEP = 7,      // nested deeper than this library goes
+    TVKASN_NO_VALUE = 8,      // the object, or a part that it can't do without, holds no value
+    TVKASN_OUT_OF_RANGE = 9   // a value that the result can't hold
 };
 
 // A short English text for a status; never null.
 TVK_API char const* tvkasnStatusText(int status);
 
 // Whether an object's bytes are secret: those of a secure object are wiped before their memory is given back.
-enum TVKASNSecurityType {
-    TVKASNNotSecure = 0,
-    TVKASNSecure = 1
-};
+enum TVKASNSecurityType { TVKASNNotSecure = 0, TVKASNSecure = 1 };
 
 // What a change of a composite's child makes stale.
-enum TVKASNInvalidateType {
-    TVKASNInvalidateValue = 0,
-    TVKASNInvalidateEncoding = 1
-};
+enum TVKASNInvalidateType { TVKASNInvalidateValue = 0, TVKASNInvalidateEncoding = 1 };
 
 // The classes of a tag, as they stand in the identifier octet (X.690, 8.1.2.2).
 enum TVKASNTagClass : int {
@@ -42,8 +36,8 @@ enum TVKASNTagClass : int {
     TVKASNPrivate = 0xC0
 };
 
-// A growable buffer for encodings. What `write` appends, `read` consumes from the front. Wiped before its memory is
-// given back.
+// A growable buffer for encodings. What `write` appends, `read` consumes from the front. Wiped before its
+// memory is given back.
 class TVK_API TVKASNBuffer : public TVKASNCBuffer {
 public:
     explicit TVKASNBuffer(TVKASNSecurityType security);
@@ -64,17 +58,17 @@ struct DerHeader;
 
 // The root of all ASN.1 values. An object knows its tag, its value and its DER encoding (X.690, clause 10).
 //
-// An object that was read keeps one copy of its bytes; its children are views into that copy, and their values are
-// taken apart when they are asked for. The encoding is kept until the value changes, so an object that was read and
-// not changed writes the same bytes again. Objects aren't copied; a value goes from one object to another by `write`
-// and `read`. An object is for one thread at a time.
+// An object that was read keeps one copy of its bytes; its children are views into that copy, and their
+// values are taken apart when they are asked for. The encoding is kept until the value changes, so an object
+// that was read and not changed writes the same bytes again. Objects aren't copied; a value goes from one
+// object to another by `write` and `read`. An object is for one thread at a time.
 class TVK_API TVKASNObject {
 public:
     TVKASNObject(TVKASNObject const&) = delete;
     TVKASNObject& operator=(TVKASNObject const&) = delete;
 
-    // Takes the content octets of a value, `length` of them, from the front of `content`, which must stay valid as long
-    // as the object holds the value: the library's own step below `read`.
+    // Takes the content octets of a value, `length` of them, from the front of `content`, which must stay
+    // valid as long as the object holds the value: the library's own step below `read`.
     virtual int decode_value(TVKASNCBuffer& content, unsigned long length) = 0;
 
     // Appends the content octets.
@@ -132,8 +126,8 @@ public:
 
     virtual void set_secure(TVKASNSecurityType security);
 
-    // Decodes one value from the front of `in` and moves `in` behind it. Gives non-zero when the bytes aren't such a
-    // value; `in` is then as it was, and the object is empty.
+    // Decodes one value from the front of `in` and moves `in` behind it. Gives non-zero when the bytes aren't
+    // such a value; `in` is then as it was, and the object is empty.
     virtual int read(TVKASNCBuffer& in);
 
     // Appends the DER encoding. Gives TVKASN_NO_VALUE, and appends nothing, when a value is missing.
@@ -155,8 +149,8 @@ public:
 protected:
     TVKASNObject(TVKASNSecurityType security, int tagClass, unsigned long tag, bool constructed);
 
-    // A value for every input: a failed strict decoding is tried again in the other encodings of X.690, from a
-    // canonical copy beside the bytes as they came.
+    // A value for every input: a failed strict decoding is tried again in the other encodings of X.690, from
+    // a canonical copy beside the bytes as they came.
     void accept_other_encodings();
 
     // The value's content octets; null and 0 without a value.
@@ -222,8 +216,8 @@ public:
     bool check_encode_flags(bool deep) const override;
     int display_state_flags(TVKASNBuffer& out, int indent) const override;
 
-    // Appends a child; children are encoded and decoded in the order of registration. Gives TVKASN_BAD_VALUE for null
-    // and for a child that has a place already.
+    // Appends a child; children are encoded and decoded in the order of registration. Gives TVKASN_BAD_VALUE
+    // for null and for a child that has a place already.
     virtual int register_child(TVKASNObject* child);
 
     // The same, in front of all others.

@@ -20,14 +20,15 @@ protected:
     virtual int check_content(unsigned char const* bytes, unsigned long length) const;
 };
 
-// ASN.1 INTEGER of any length. The content octets are kept as they came, also where they aren't the shortest form.
+// ASN.1 INTEGER of any length. The content octets are kept as they came, also where they aren't the shortest
+// form.
 class TVK_API TVKASNInteger : public TVKASNPrimitive {
 public:
     explicit TVKASNInteger(TVKASNSecurityType security);
     ~TVKASNInteger() override;
 
-    // `value` points at the library's own copy of the content octets, big-endian two's complement, valid as long as the
-    // object is unchanged. Without a value: TVKASN_NO_VALUE, and both results are as they were.
+    // `value` points at the library's own copy of the content octets, big-endian two's complement, valid as
+    // long as the object is unchanged. Without a value: TVKASN_NO_VALUE, and both results are as they were.
     int get_value(unsigned char*& value, unsigned long& length) const;
 
     // Gives TVKASN_OUT_OF_RANGE when the number doesn't fit.
@@ -70,7 +71,8 @@ public:
     explicit TVKASNBitString(TVKASNSecurityType security);
     ~TVKASNBitString() override;
 
-    // `value` points at the first byte of the bits in the library's own copy; the first bit is its most significant.
+    // `value` points at the first byte of the bits in the library's own copy; the first bit is its most
+    // significant.
     int get_value(unsigned char*& value, unsigned long& length) const;
 
     // Copies the bits; unused bits of the last byte become 0.
@@ -108,8 +110,8 @@ protected:
     int check_content(unsigned char const* bytes, unsigned long length) const override;
 };
 
-// A value of any type, held as its encoding. With a tag set by `set_class` and `set_tag` it takes values of that tag
-// alone.
+// A value of any type, held as its encoding. With a tag set by `set_class` and `set_tag` it takes values of
+// that tag alone.
 class TVK_API TVKASNAny : public TVKASNObject {
 public:
     explicit TVKASNAny(TVKASNSecurityType security);

@@ -5,9 +5,7 @@
 #include <tvkcore/base/tvkstring.h>
 
 // The forms in which a name can be shown.
-enum TVKASNStrRepType : int {
-    TVKASNStrRepRFC2253 = 5
-};
+enum TVKASNStrRepType : int { TVKASNStrRepRFC2253 = 5 };
 
 // Object identifiers, one element an arc.
 struct TVK_API TVKASNOID {
@@ -20,7 +18,8 @@ struct TVK_API TVKASNOID {
 
 class TVK_API TVKASNUtility {
 public:
-    // Decodes `der`, all of it, into `out`. Throws TVKASNException with the status on bad input; `out` is then empty.
+    // Decodes `der`, all of it, into `out`. Throws TVKASNException with the status on bad input; `out` is
+    // then empty.
     static void setDEREncoding(TVKASNCBuffer const& der, TVKASNObject& out);
 
     // The DER encoding. Throws TVKASNException with the status when a value is missing.
@@ -30,11 +29,12 @@ public:
     static void getIssuerAndSerialNumber(TVKASNx500Name const& issuer, TVKASNInteger const& serial,
                                          TVKASNIssuerAndSerialNumber& out);
 
-    // The name as an RFC 2253 string in UTF-8, last relative name first; an attribute type without a short name is
-    // shown as a dotted object identifier with its value as '#' and the hexadecimal digits of its encoding. With
-    // `escapeNonASCII` each byte above 127 is shown as a backslash and two hexadecimal digits. The empty string for a
-    // name without parts or without a value.
-    // Throws TVKException TVKCORE_UNKNOWN_STRING_FORM for another `type`, TVKASNException for a string that isn't
-    // whole characters of its type.
-    static TVKString getRFC2253String(TVKASNx500Name const& name, bool escapeNonASCII, TVKASNStrRepType const& type);
+    // The name as an RFC 2253 string in UTF-8, last relative name first; an attribute type without a short
+    // name is shown as a dotted object identifier with its value as '#' and the hexadecimal digits of its
+    // encoding. With `escapeNonASCII` each byte above 127 is shown as a backslash and two hexadecimal digits.
+    // The empty string for a name without parts or without a value. Throws TVKException
+    // TVKCORE_UNKNOWN_STRING_FORM for another `type`, TVKASNException for a string that isn't whole
+    // characters of its type.
+    static TVKString getRFC2253String(TVKASNx500Name const& name, bool escapeNonASCII,
+                                      TVKASNStrRepType const& type);
 };

@@ -36,7 +36,8 @@ public:
     TVKASNBitString subjectPublicKey;
 };
 
-// PrivateKeyInfo (RFC 5208, 5). Its bytes are wiped before their memory is given back, whatever the security type.
+// PrivateKeyInfo (RFC 5208, 5). Its bytes are wiped before their memory is given back, whatever the security
+// type.
 class TVK_API TVKASNPrivateKeyInfo : public TVKASNSequence {
 public:
     explicit TVKASNPrivateKeyInfo(TVKASNSecurityType security);
@@ -61,8 +62,8 @@ public:
     // Number of extensions.
     unsigned int get_count() const;
 
-    // Finds the first extension with this object identifier. `value` then shows the content of its extnValue, valid
-    // as long as this object is unchanged. False, with both results as they were, when there is none.
+    // Finds the first extension with this object identifier. `value` then shows the content of its extnValue,
+    // valid as long as this object is unchanged. False, with both results as they were, when there is none.
     bool find(unsigned long const* arcs, unsigned int count, bool& critical, TVKASNCBuffer& value) const;
 };
 
@@ -86,8 +87,8 @@ public:
     TVKASNExplicit extensionsTag;
 };
 
-// An X.509 certificate (RFC 5280, 4.1). Beside DER it takes the other encodings of X.690, as other decoders do; it
-// still writes the bytes that it read. The signature isn't verified.
+// An X.509 certificate (RFC 5280, 4.1). Beside DER it takes the other encodings of X.690, as other decoders
+// do; it still writes the bytes that it read. The signature isn't verified.
 class TVK_API TVKASNx509Certificate : public TVKASNSequence {
 public:
     explicit TVKASNx509Certificate(TVKASNSecurityType security);

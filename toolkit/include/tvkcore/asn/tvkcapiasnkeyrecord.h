@@ -4,8 +4,8 @@
 #include <tvkcore/base/tvkexport.h>
 #include <tvkcore/base/tvkstring.h>
 
-// The record of a key that a provider holds: what a key of format KeyRecord carries in its blob. It holds no key
-// material. Its encoding is
+// The record of a key that a provider holds: what a key of format KeyRecord carries in its blob. It holds no
+// key material. Its encoding is
 //
 //   SEQUENCE { providerName OCTET STRING, objectId OCTET STRING, keySize INTEGER, subject OCTET STRING }
 class TVK_API TVKCAPIASNKeyRecord {

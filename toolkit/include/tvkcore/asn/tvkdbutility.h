@@ -2,8 +2,8 @@
 
 #include <tvkcore/asn/tvkasnx509certificate.h>
 
-// Casts of search attributes to their type. Each throws TVKException TVKCORE_WRONG_ATTRIBUTE_TYPE for an object of
-// another type; the result refers to the argument.
+// Casts of search attributes to their type. Each throws TVKException TVKCORE_WRONG_ATTRIBUTE_TYPE for an
+// object of another type; the result refers to the argument.
 class TVK_API TVKDBUtility {
 public:
     static TVKASNBitString const& downcastBitString(TVKASNObject const& object);

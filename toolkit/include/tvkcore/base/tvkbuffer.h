@@ -22,8 +22,8 @@ public:
     unsigned long length = 0;
 };
 
-// An owned, growable block of bytes with value semantics. The bytes are wiped before their memory is given back,
-// so a buffer may hold key material.
+// An owned, growable block of bytes with value semantics. The bytes are wiped before their memory is given
+// back, so a buffer may hold key material.
 class TVK_API TVKBuffer {
 public:
     TVKBuffer() = default;
@@ -43,7 +43,8 @@ public:
     // Copies the string's bytes, without a terminating zero byte.
     TVKBuffer(TVKString const& text);
 
-    // Replaces the content by a copy of `length` bytes, which may be bytes of this buffer. Unchanged on std::bad_alloc.
+    // Replaces the content by a copy of `length` bytes, which may be bytes of this buffer. Unchanged on
+    // std::bad_alloc.
     void assign(unsigned int length, unsigned char const* value);
 
     // Adds `length` bytes at the end, which may be bytes of this buffer. Unchanged on std::bad_alloc.
@@ -52,8 +53,8 @@ public:
     // Number of bytes.
     unsigned long getLength() const;
 
-    // The buffer's own storage, valid until the buffer changes; null when nothing was ever stored. The storage is
-    // writable: a caller may make a buffer at a wanted length and have it filled in place.
+    // The buffer's own storage, valid until the buffer changes; null when nothing was ever stored. The
+    // storage is writable: a caller may make a buffer at a wanted length and have it filled in place.
     unsigned char const* getValue() const;
 
     // A view of the content, valid until the buffer changes.

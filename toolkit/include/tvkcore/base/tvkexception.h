@@ -13,6 +13,7 @@ enum TVKCoreError : int {
     TVKCORE_NO_RANDOM_DATA = 571201,
     TVKCORE_WRONG_ATTRIBUTE_TYPE = 571301,
     TVKCORE_UNKNOWN_STRING_FORM = 571302,
+    TVKCORE_TEXT_NOT_CONVERTIBLE = 571303,
     TVKCORE_NOT_AVAILABLE = 571401
 };
 
@@ -43,7 +44,8 @@ private:
     std::string m_rendering;
 };
 
-// A failure of the module. In the form with five arguments the platform's last-error value stands beside the message.
+// A failure of the module. In the form with five arguments the platform's last-error value stands beside the
+// message.
 class TVK_API TVKCAPIException : public TVKException {
 public:
     TVKCAPIException(TVKString const& file, int line, int code, TVKString const& message);

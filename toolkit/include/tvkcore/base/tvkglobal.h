@@ -5,10 +5,7 @@
 #include <mutex>
 
 // Who deletes the elements of a container.
-enum TVKOwnership {
-    TVKOwnershipNone = 0,
-    TVKOwnershipOwned = 1
-};
+enum TVKOwnership { TVKOwnershipNone = 0, TVKOwnershipOwned = 1 };
 
 // A lock for one holder at a time; not recursive.
 class TVK_API TVKMutex {
@@ -25,8 +22,8 @@ private:
     std::mutex m_mutex;
 };
 
-// The library's global object. A module keeps one, made before and destroyed after all its other static objects;
-// while one exists the library's services (trace, library manager) are ready.
+// The library's global object. A module keeps one, made before and destroyed after all its other static
+// objects; while one exists the library's services (trace, library manager) are ready.
 class TVK_API TVKCoreGlobal {
 public:
     TVKCoreGlobal();
@@ -41,6 +38,6 @@ public:
 // Adds `delta` to `*target` as one atomic step and gives the value from before the addition.
 TVK_API long tvk_atomic_swap(long* target, long delta);
 
-// A new zero-terminated copy of `text`, released by the caller with operator delete; null for null. `reserved` is
-// not used.
+// A new zero-terminated copy of `text`, released by the caller with operator delete; null for null.
+// `reserved` is not used.
 TVK_API char* tvk_strdup(char const* text, void* reserved);

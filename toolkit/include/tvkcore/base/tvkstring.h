@@ -19,7 +19,8 @@ public:
     // Copies exactly `count` bytes, zero bytes included.
     TVKString(char const* text, unsigned int count);
 
-    // Copies `count` bytes of `other` from `position`, or as many as there are; empty when `position` lies behind the end.
+    // Copies `count` bytes of `other` from `position`, or as many as there are; empty when `position` lies
+    // behind the end.
     TVKString(TVKString const& other, unsigned int position, unsigned int count);
 
     TVKString(TVKString const& other) = default;

@@ -6,7 +6,8 @@
 #include <iosfwd>
 #include <mutex>
 
-// One trace record. The pointers are those of the traced operation: literals that live as long as its module does.
+// One trace record. The pointers are those of the traced operation: literals that live as long as its module
+// does.
 struct TVKTraceRecord {
     enum class Kind { entry, exit };
 
@@ -18,7 +19,8 @@ struct TVKTraceRecord {
     char const* label;
 };
 
-// Takes trace records. Calls come one at a time, from whatever thread is traced. A sink must not call into TVKTrace.
+// Takes trace records. Calls come one at a time, from whatever thread is traced. A sink must not call into
+// TVKTrace.
 class TVK_API TVKTraceSink {
 public:
     virtual ~TVKTraceSink();
@@ -36,8 +38,8 @@ private:
     std::ostream& m_stream;
 };
 
-// The trace: off until a host turns it on for some components and a sink. Usable from any thread, and from the first
-// static initialiser of a module on.
+// The trace: off until a host turns it on for some components and a sink. Usable from any thread, and from
+// the first static initialiser of a module on.
 class TVK_API TVKTrace {
 public:
     static constexpr unsigned long entryLevel = 0x80000000UL;
@@ -51,16 +53,16 @@ public:
     // The default instance; never null.
     static TVKTrace* s_defaultTracePtr;
 
-    // Writes one record if tracing is on for that component and level, and gives true exactly then. A sink that
-    // throws counts as not written. `component` and `level` are bit masks.
-    bool write(char const* file, unsigned int line, unsigned long const& component, unsigned long const& level,
-               char const* label);
+    // Writes one record if tracing is on for that component and level, and gives true exactly then. A sink
+    // that throws counts as not written. `component` and `level` are bit masks.
+    bool write(char const* file, unsigned int line, unsigned long const& component,
+               unsigned long const& level, char const* label);
 
     // Writes the exit record that belongs to an entry record which was written. Throws nothing.
     void writeExit(unsigned long component, char const* label) noexcept;
 
-    // Sends records of these components and levels to `sink`, which stays the caller's, until `disable` or the next
-    // `enable`.
+    // Sends records of these components and levels to `sink`, which stays the caller's, until `disable` or
+    // the next `enable`.
     void enable(unsigned long components, TVKTraceSink& sink, unsigned long levels = entryLevel | exitLevel);
 
     // Turns the trace off. When it returns no thread is inside the sink, which may then be destroyed.
@@ -75,8 +77,8 @@ private:
     TVKTraceSink* m_sink = nullptr;
 };
 
-// Marks the exit of a traced operation: the operation fills both fields, with a null `label` when its entry record was
-// not written, and the destructor writes the exit record when `label` isn't null.
+// Marks the exit of a traced operation: the operation fills both fields, with a null `label` when its entry
+// record was not written, and the destructor writes the exit record when `label` isn't null.
 class TVK_API TVKTraceSentry {
 public:
     TVKTraceSentry() = default;

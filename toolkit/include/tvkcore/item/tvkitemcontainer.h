@@ -6,7 +6,8 @@
 #include <deque>
 
 // A first-in-first-out list of items. With ownership it deletes the items that it still holds when it goes.
-template <typename Item> class TVKItemContainer {
+template <typename Item>
+class TVKItemContainer {
 public:
     explicit TVKItemContainer(TVKOwnership const& ownership) : m_ownership(ownership) {}
 
@@ -33,8 +34,8 @@ public:
         return item;
     }
 
-    // Appends an item, which is the container's from then on. False, and nothing appended, for null. On std::bad_alloc
-    // the item stays the caller's.
+    // Appends an item, which is the container's from then on. False, and nothing appended, for null. On
+    // std::bad_alloc the item stays the caller's.
     bool push_back(Item* item) {
         if (item == nullptr) {
             return false;

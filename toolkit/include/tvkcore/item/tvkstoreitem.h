@@ -7,8 +7,8 @@
 
 #include <iosfwd>
 
-// What a key store holds: something with a label. Items are values on the heap: whoever gets one owns and deletes it.
-// A label is a string of bytes, in practice UTF-8; it is kept as it was given.
+// What a key store holds: something with a label. Items are values on the heap: whoever gets one owns and
+// deletes it. A label is a string of bytes, in practice UTF-8; it is kept as it was given.
 class TVK_API TVKStoreItem {
 public:
     // Writes a line for people: class, label and what the item holds; never key material.
@@ -68,8 +68,8 @@ private:
     TVKBuffer m_certificateDER;
 };
 
-// A key, the certificate that belongs to it, and a label: that of the certificate item, or where it is empty that of
-// the key item.
+// A key, the certificate that belongs to it, and a label: that of the certificate item, or where it is empty
+// that of the key item.
 class TVK_API TVKKeyCertItem : public TVKStoreItem {
 public:
     // Keeps copies of what it needs.

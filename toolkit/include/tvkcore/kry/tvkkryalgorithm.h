@@ -5,10 +5,10 @@
 #include <tvkcore/base/tvkstring.h>
 #include <tvkcore/kry/tvkkrykey.h>
 
-// The abstract algorithm objects. A factory makes them, the caller owns and deletes them, and one thread at a time uses
-// one. Views given to an operation are read during the call only; results are new buffers. Operations in three steps
-// run Init, Update any number of times, Final; the first of each group is the same work in one step. Failures are
-// exceptions of the toolkit's types.
+// The abstract algorithm objects. A factory makes them, the caller owns and deletes them, and one thread at a
+// time uses one. Views given to an operation are read during the call only; results are new buffers.
+// Operations in three steps run Init, Update any number of times, Final; the first of each group is the same
+// work in one step. Failures are exceptions of the toolkit's types.
 
 // The root of the algorithm classes; holds no data.
 class TVK_API TVKKRYAlgorithm {

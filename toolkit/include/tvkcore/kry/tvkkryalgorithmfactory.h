@@ -15,9 +15,10 @@ class TVKKRYDecodeAlgorithm;
 // The domain parameters of an elliptic curve.
 class TVKASNECParameters;
 
-// Makes algorithm objects. Every result is a new object that the caller owns and deletes, or null when the factory
-// doesn't offer the algorithm or not with this key; the operations of this class all give null. A null result leaves
-// the factory as it was. Sizes are in bits. A factory may be used from several threads at once.
+// Makes algorithm objects. Every result is a new object that the caller owns and deletes, or null when the
+// factory doesn't offer the algorithm or not with this key; the operations of this class all give null. A
+// null result leaves the factory as it was. Sizes are in bits. A factory may be used from several threads at
+// once.
 class TVK_API TVKKRYAlgorithmFactory {
 public:
     TVKKRYAlgorithmFactory();
@@ -26,16 +27,16 @@ public:
     // A new factory like this one, owned by the caller.
     virtual TVKKRYAlgorithmFactory* duplicate() const = 0;
 
-    virtual TVKKRYRandomDataGenAlgorithm* make_Default_RandomDataGenAlgorithm(
-                                                                              TVKASNCBuffer const* seed) const;
+    virtual TVKKRYRandomDataGenAlgorithm*
+    make_Default_RandomDataGenAlgorithm(TVKASNCBuffer const* seed) const;
 
     virtual TVKKRYPublicKeyComputeAlgorithm* make_ECDH_PublicKeyComputeAlgorithm(TVKKRYKey const& key) const;
 
     virtual TVKKRYPublicKeyGenAlgorithm* make_RSA_PublicKeyGenAlgorithm(unsigned int keySizeBits) const;
     virtual TVKKRYPublicKeyGenAlgorithm* make_DSA_PublicKeyGenAlgorithm(unsigned int keySizeBits) const;
 
-    virtual TVKKRYPublicKeyGenAlgorithm* make_ECDSA_PublicKeyGenAlgorithm(
-                                                                          TVKASNECParameters const& parameters) const;
+    virtual TVKKRYPublicKeyGenAlgorithm*
+    make_ECDSA_PublicKeyGenAlgorithm(TVKASNECParameters const& parameters) const;
 
     virtual TVKKRYPublicKeyGenAlgorithm* make_ECDSA_PublicKeyGenAlgorithm(unsigned int keySizeBits) const;
 
@@ -46,31 +47,25 @@ public:
     virtual TVKKRYSecretKeyGenAlgorithm* make_RC2_SecretKeyGenAlgorithm(unsigned int keySizeBits) const;
     virtual TVKKRYSecretKeyGenAlgorithm* make_RC4_SecretKeyGenAlgorithm(unsigned int keySizeBits) const;
 
-    virtual TVKKRYSecretKeyGenAlgorithm* make_PBEDESWithMD2_SecretKeyGenAlgorithm(
-                                                                                  TVKASNCBuffer const& password,
-                                                                                  TVKASNCBuffer const& salt,
-                                                                                  unsigned int iterations) const;
-    virtual TVKKRYSecretKeyGenAlgorithm* make_PBEDESWithMD5_SecretKeyGenAlgorithm(
-                                                                                  TVKASNCBuffer const& password,
-                                                                                  TVKASNCBuffer const& salt,
-                                                                                  unsigned int iterations) const;
-    virtual TVKKRYSecretKeyGenAlgorithm* make_PBEDESWithSHA1_SecretKeyGenAlgorithm(
-                                                                                   TVKASNCBuffer const& password,
-                                                                                   TVKASNCBuffer const& salt,
-                                                                                   unsigned int iterations) const;
-    virtual TVKKRYSecretKeyGenAlgorithm* make_PFXDES3KEYWithSHA1_SecretKeyGenAlgorithm(
-                                                                                       TVKASNCBuffer const& password,
-                                                                                       TVKASNCBuffer const& salt,
-                                                                                       unsigned int iterations) const;
+    virtual TVKKRYSecretKeyGenAlgorithm*
+    make_PBEDESWithMD2_SecretKeyGenAlgorithm(TVKASNCBuffer const& password, TVKASNCBuffer const& salt,
+                                             unsigned int iterations) const;
+    virtual TVKKRYSecretKeyGenAlgorithm*
+    make_PBEDESWithMD5_SecretKeyGenAlgorithm(TVKASNCBuffer const& password, TVKASNCBuffer const& salt,
+                                             unsigned int iterations) const;
+    virtual TVKKRYSecretKeyGenAlgorithm*
+    make_PBEDESWithSHA1_SecretKeyGenAlgorithm(TVKASNCBuffer const& password, TVKASNCBuffer const& salt,
+                                              unsigned int iterations) const;
+    virtual TVKKRYSecretKeyGenAlgorithm*
+    make_PFXDES3KEYWithSHA1_SecretKeyGenAlgorithm(TVKASNCBuffer const& password, TVKASNCBuffer const& salt,
+                                                  unsigned int iterations) const;
 
-    virtual TVKKRYSecretKeyGenAlgorithm* make_PFXRC2WithSHA1_SecretKeyGenAlgorithm(unsigned int keySizeBits,
-                                                                                   TVKASNCBuffer const& password,
-                                                                                   TVKASNCBuffer const& salt,
-                                                                                   unsigned int iterations) const;
-    virtual TVKKRYSecretKeyGenAlgorithm* make_PFXRC4WithSHA1_SecretKeyGenAlgorithm(unsigned int keySizeBits,
-                                                                                   TVKASNCBuffer const& password,
-                                                                                   TVKASNCBuffer const& salt,
-                                                                                   unsigned int iterations) const;
+    virtual TVKKRYSecretKeyGenAlgorithm*
+    make_PFXRC2WithSHA1_SecretKeyGenAlgorithm(unsigned int keySizeBits, TVKASNCBuffer const& password,
+                                              TVKASNCBuffer const& salt, unsigned int iterations) const;
+    virtual TVKKRYSecretKeyGenAlgorithm*
+    make_PFXRC4WithSHA1_SecretKeyGenAlgorithm(unsigned int keySizeBits, TVKASNCBuffer const& password,
+                                              TVKASNCBuffer const& salt, unsigned int iterations) const;
 
     virtual TVKKRYSecretKeyGenAlgorithm* make_AES_SecretKeyGenAlgorithm(unsigned int keySizeBits) const;
 
@@ -121,74 +116,65 @@ public:
     virtual TVKKRYVerificationAlgorithm* make_SHA224WithRSA_VerificationAlgorithm(TVKKRYKey const& key) const;
     virtual TVKKRYVerificationAlgorithm* make_SHA224WithDSA_VerificationAlgorithm(TVKKRYKey const& key) const;
     virtual TVKKRYVerificationAlgorithm* make_ECDSAWithSHA1_VerificationAlgorithm(TVKKRYKey const& key) const;
-    virtual TVKKRYVerificationAlgorithm* make_ECDSAWithSHA256_VerificationAlgorithm(
-                                                                                    TVKKRYKey const& key) const;
-    virtual TVKKRYVerificationAlgorithm* make_ECDSAWithSHA384_VerificationAlgorithm(
-                                                                                    TVKKRYKey const& key) const;
-    virtual TVKKRYVerificationAlgorithm* make_ECDSAWithSHA512_VerificationAlgorithm(
-                                                                                    TVKKRYKey const& key) const;
-    virtual TVKKRYVerificationAlgorithm* make_ECDSAWithSHA224_VerificationAlgorithm(
-                                                                                    TVKKRYKey const& key) const;
+    virtual TVKKRYVerificationAlgorithm*
+    make_ECDSAWithSHA256_VerificationAlgorithm(TVKKRYKey const& key) const;
+    virtual TVKKRYVerificationAlgorithm*
+    make_ECDSAWithSHA384_VerificationAlgorithm(TVKKRYKey const& key) const;
+    virtual TVKKRYVerificationAlgorithm*
+    make_ECDSAWithSHA512_VerificationAlgorithm(TVKKRYKey const& key) const;
+    virtual TVKKRYVerificationAlgorithm*
+    make_ECDSAWithSHA224_VerificationAlgorithm(TVKKRYKey const& key) const;
 
     virtual TVKKRYEncryptionAlgorithm* make_RSAPKCS_EncryptionAlgorithm(TVKKRYKey const& key) const;
     virtual TVKKRYEncryptionAlgorithm* make_RSA_EncryptionAlgorithm(TVKKRYKey const& key) const;
 
-    virtual TVKKRYEncryptionAlgorithm* make_DESCBCIV8_EncryptionAlgorithm(TVKKRYKey const& key,
-                                                                          TVKASNCBuffer const& iv,
-                                                                          bool padding) const;
+    virtual TVKKRYEncryptionAlgorithm*
+    make_DESCBCIV8_EncryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding) const;
     virtual TVKKRYEncryptionAlgorithm* make_DES2KEYEDECBCIV8_EncryptionAlgorithm(TVKKRYKey const& key,
                                                                                  TVKASNCBuffer const& iv,
                                                                                  bool padding) const;
     virtual TVKKRYEncryptionAlgorithm* make_DES3KEYEDECBCIV8_EncryptionAlgorithm(TVKKRYKey const& key,
                                                                                  TVKASNCBuffer const& iv,
                                                                                  bool padding) const;
-    virtual TVKKRYEncryptionAlgorithm* make_RC2CBCIV8_EncryptionAlgorithm(TVKKRYKey const& key,
-                                                                          TVKASNCBuffer const& iv,
-                                                                          bool padding) const;
+    virtual TVKKRYEncryptionAlgorithm*
+    make_RC2CBCIV8_EncryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding) const;
 
     virtual TVKKRYEncryptionAlgorithm* make_RC4_EncryptionAlgorithm(TVKKRYKey const& key) const;
 
-    virtual TVKKRYEncryptionAlgorithm* make_AESCBC_EncryptionAlgorithm(TVKKRYKey const& key,
-                                                                       TVKASNCBuffer const& iv,
-                                                                       bool padding) const;
+    virtual TVKKRYEncryptionAlgorithm*
+    make_AESCBC_EncryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding) const;
 
-    virtual TVKKRYAEADEncryptionAlgorithm* make_AESGCM_EncryptionAlgorithm(TVKKRYKey const& key,
-                                                                           TVKASNCBuffer const& iv,
-                                                                           bool padding) const;
+    virtual TVKKRYAEADEncryptionAlgorithm*
+    make_AESGCM_EncryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding) const;
 
-    virtual TVKKRYDecryptionAlgorithm* make_RSAPKCS_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                        TVKASNCBuffer const* keyRecoveryBlock) const;
-    virtual TVKKRYDecryptionAlgorithm* make_RSA_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                    TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYDecryptionAlgorithm*
+    make_RSAPKCS_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYDecryptionAlgorithm*
+    make_RSA_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const* keyRecoveryBlock) const;
 
-    virtual TVKKRYDecryptionAlgorithm* make_DESCBCIV8_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                          TVKASNCBuffer const& iv,
-                                                                          bool padding,
-                                                                          TVKASNCBuffer const* keyRecoveryBlock) const;
-    virtual TVKKRYDecryptionAlgorithm* make_DES2KEYEDECBCIV8_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                                 TVKASNCBuffer const& iv,
-                                                                                 bool padding,
-                                                                                 TVKASNCBuffer const* keyRecoveryBlock) const;
-    virtual TVKKRYDecryptionAlgorithm* make_DES3KEYEDECBCIV8_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                                 TVKASNCBuffer const& iv,
-                                                                                 bool padding,
-                                                                                 TVKASNCBuffer const* keyRecoveryBlock) const;
-    virtual TVKKRYDecryptionAlgorithm* make_RC2CBCIV8_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                          TVKASNCBuffer const& iv,
-                                                                          bool padding,
-                                                                          TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYDecryptionAlgorithm*
+    make_DESCBCIV8_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding,
+                                       TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYDecryptionAlgorithm*
+    make_DES2KEYEDECBCIV8_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding,
+                                              TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYDecryptionAlgorithm*
+    make_DES3KEYEDECBCIV8_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding,
+                                              TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYDecryptionAlgorithm*
+    make_RC2CBCIV8_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding,
+                                       TVKASNCBuffer const* keyRecoveryBlock) const;
 
-    virtual TVKKRYDecryptionAlgorithm* make_RC4_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                    TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYDecryptionAlgorithm*
+    make_RC4_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const* keyRecoveryBlock) const;
 
-    virtual TVKKRYDecryptionAlgorithm* make_AESCBC_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                       TVKASNCBuffer const& iv, bool padding,
-                                                                       TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYDecryptionAlgorithm*
+    make_AESCBC_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding,
+                                    TVKASNCBuffer const* keyRecoveryBlock) const;
 
-    virtual TVKKRYAEADDecryptionAlgorithm* make_AESGCM_DecryptionAlgorithm(TVKKRYKey const& key,
-                                                                           TVKASNCBuffer const& iv,
-                                                                           bool padding,
-                                                                           TVKASNCBuffer const* keyRecoveryBlock) const;
+    virtual TVKKRYAEADDecryptionAlgorithm*
+    make_AESGCM_DecryptionAlgorithm(TVKKRYKey const& key, TVKASNCBuffer const& iv, bool padding,
+                                    TVKASNCBuffer const* keyRecoveryBlock) const;
 
     virtual TVKKRYCompressionAlgorithm* make_deflate_CompressionAlgorithm() const;
 

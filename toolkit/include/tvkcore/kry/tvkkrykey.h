@@ -3,15 +3,11 @@
 #include <tvkcore/base/tvkbuffer.h>
 #include <tvkcore/base/tvkexport.h>
 
-// A key as a value: its type, its format, its algorithm and a blob. What the blob holds is told by the format; it is
-// wiped before its memory is given back.
+// A key as a value: its type, its format, its algorithm and a blob. What the blob holds is told by the
+// format; it is wiped before its memory is given back.
 class TVK_API TVKKRYKey {
 public:
-    enum Type {
-        NoType = 0,
-        Public = 1,
-        Private = 2
-    };
+    enum Type { NoType = 0, Public = 1, Private = 2 };
 
     enum Format {
         NoFormat = 0,
@@ -20,10 +16,7 @@ public:
         KeyRecord = 5             // DER of a TVKCAPIASNKeyRecord: a reference to a key that a provider holds
     };
 
-    enum Algorithm {
-        NoAlgorithm = 0,
-        RSA = 1
-    };
+    enum Algorithm { NoAlgorithm = 0, RSA = 1 };
 
     // An empty key.
     TVKKRYKey();

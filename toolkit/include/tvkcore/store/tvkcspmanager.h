@@ -12,9 +12,7 @@
 
 // The indexes of a key store. Each value goes with a type of search attribute, named behind it.
 
-enum KeyUniqueIndex {
-    KeyUniqueIndexLabel = 0
-};
+enum KeyUniqueIndex { KeyUniqueIndexLabel = 0 };
 
 enum CertUniqueIndex {
     CertUniqueIndexLabel = 0,               // TVKASNUTF8String: the whole label or the friendly name
@@ -30,18 +28,14 @@ enum KeyCertUniqueIndex {
     KeyCertUniqueIndexIssuerAndSerial = 3
 };
 
-enum KeyCertReqUniqueIndex {
-    KeyCertReqUniqueIndexLabel = 0
-};
+enum KeyCertReqUniqueIndex { KeyCertReqUniqueIndexLabel = 0 };
 
-enum KeyMultiIndex {
-    KeyMultiIndexAll = 0
-};
+enum KeyMultiIndex { KeyMultiIndexAll = 0 };
 
 enum CertMultiIndex {
-    CertMultiIndexAll = 0,              // any object, not looked at
-    CertMultiIndexSubject = 1,          // TVKASNx500Name
-    CertMultiIndexSubjectPublicKey = 2  // TVKASNSubjectPublicKeyInfo
+    CertMultiIndexAll = 0,             // any object, not looked at
+    CertMultiIndexSubject = 1,         // TVKASNx500Name
+    CertMultiIndexSubjectPublicKey = 2 // TVKASNSubjectPublicKeyInfo
 };
 
 enum KeyCertMultiIndex {
@@ -50,9 +44,7 @@ enum KeyCertMultiIndex {
     KeyCertMultiIndexSubjectPublicKey = 2
 };
 
-enum KeyCertReqMultiIndex {
-    KeyCertReqMultiIndexAll = 0
-};
+enum KeyCertReqMultiIndex { KeyCertReqMultiIndexAll = 0 };
 
 // How many items `deleteItems` deleted.
 struct TVKDeleteCount {
@@ -60,9 +52,9 @@ struct TVKDeleteCount {
     unsigned long reserved; // always 0
 };
 
-// A key store over one provider and one certificate store. Items, iterators, containers and factories that it hands out
-// are new and belong to the caller; items given to it stay the caller's. Changing operations give the number of items
-// changed. Failures are exceptions of the toolkit's types; not to find something is none.
+// A key store over one provider and one certificate store. Items, iterators, containers and factories that it
+// hands out are new and belong to the caller; items given to it stay the caller's. Changing operations give
+// the number of items changed. Failures are exceptions of the toolkit's types; not to find something is none.
 class TVK_API TVKCspManager {
 public:
     // A position in a walk, for one thread at a time. It may be used while the store that it walks is open.
@@ -93,8 +85,8 @@ public:
     virtual Iterator* getKeyCertIterator() = 0;
     virtual Iterator* getKeyCertReqIterator() = 0;
 
-    // The next item of a walk, or null at its end, after which the iterator stands at the start again. Each takes an
-    // iterator of its own kind.
+    // The next item of a walk, or null at its end, after which the iterator stands at the start again. Each
+    // takes an iterator of its own kind.
     virtual TVKKeyItem* getNextKeyItem(Iterator& iterator) = 0;
     virtual TVKCertItem* getNextCertItem(Iterator& iterator) = 0;
     virtual TVKKeyCertItem* getNextKeyCertItem(Iterator& iterator) = 0;
@@ -107,7 +99,8 @@ public:
     virtual TVKKeyItem* getItem(KeyUniqueIndex index, TVKASNObject const& attribute) = 0;
 
     // All items that match, in store order; never null.
-    virtual TVKKeyCertReqItemContainer* getItem(KeyCertReqMultiIndex index, TVKASNObject const& attribute) = 0;
+    virtual TVKKeyCertReqItemContainer* getItem(KeyCertReqMultiIndex index,
+                                                TVKASNObject const& attribute) = 0;
     virtual TVKKeyCertItemContainer* getItem(KeyCertMultiIndex index, TVKASNObject const& attribute) = 0;
     virtual TVKCertItemContainer* getItem(CertMultiIndex index, TVKASNObject const& attribute) = 0;
     virtual TVKKeyItemContainer* getItem(KeyMultiIndex index, TVKASNObject const& attribute) = 0;
@@ -147,12 +140,13 @@ public:
     // A factory for algorithm objects that work with keys of this store.
     virtual TVKKRYAlgorithmFactory* getTVKKRYAlgorithmFactory() = 0;
 
-    // Makes a key in a new container called `label` and a certificate for it, signed by itself, with the friendly name
-    // `label`. `subject` is the DER encoding of a name; of `validity` only the end is used, of `algorithm` only the
-    // object identifier; `extra` has no effect.
+    // Makes a key in a new container called `label` and a certificate for it, signed by itself, with the
+    // friendly name `label`. `subject` is the DER encoding of a name; of `validity` only the end is used, of
+    // `algorithm` only the object identifier; `extra` has no effect.
     virtual TVKKeyCertItem* createSelfSignCertificate(TVKString const& label, TVKBuffer const& subject,
                                                       TVKASNValidity const& validity,
-                                                      TVKASNAlgorithmID const& algorithm, TVKBuffer const& extra) = 0;
+                                                      TVKASNAlgorithmID const& algorithm,
+                                                      TVKBuffer const& extra) = 0;
 
     // The provider's name.
     virtual TVKString getCSPName() = 0;

@@ -6,15 +6,16 @@
 #include <deque>
 
 // A set that keeps the order in which its elements were inserted.
-template <typename T, typename Predicate> class TVKPrioritySet {
+template <typename T, typename Predicate>
+class TVKPrioritySet {
 public:
     using const_iterator = typename std::deque<T>::const_iterator;
 
     // Adds `value` at the back, unless an element compares equal to it. Tells whether it was added.
     bool insert(T const& value) {
         Predicate const equal{};
-        bool const known =
-            std::any_of(m_values.begin(), m_values.end(), [&](T const& element) { return equal(element, value); });
+        bool const known = std::any_of(m_values.begin(), m_values.end(),
+                                       [&](T const& element) { return equal(element, value); });
         if (!known) {
             m_values.push_back(value);
         }
@@ -31,8 +32,10 @@ private:
     std::deque<T> m_values;
 };
 
-// A set of pointers that can own what it holds. What it owns it destroys by `tvkDestroyElement`, from front to back.
-template <typename Set> class TVKPtrContainer {
+// A set of pointers that can own what it holds. What it owns it destroys by `tvkDestroyElement`, from front
+// to back.
+template <typename Set>
+class TVKPtrContainer {
 public:
     explicit TVKPtrContainer(TVKOwnership const& ownershipOfElements) : ownership(ownershipOfElements) {}
 

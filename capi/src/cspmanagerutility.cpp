@@ -1,0 +1,380 @@
+#include "cspmanagerutility.h"
+
+#include "capimanagerutility.h"
+#include "certificateidentifiers.h"
+#include "cspmanager.h"
+#include "failure.h"
+#include "platformhandle.h"
+#include "tracing.h"
+#include "widetext.h"
+
+#include <tvkcore/asn/tvkasnutility.h>
+#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
+#include <tvkcore/base/tvkexception.h>
+#include <tvkcore/base/tvkwideinterntable.h>
+#include <tvkcore/kry/tvkkryutility.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace {
+
+constexpr SourceFile kSource{"./capi/src/cspmanagerutility", 2048};
+
+constexpr char kSeparator[] = "##";
+
+void append(TVKBuffer& buffer, TVKString const& text) {
+    buffer.append(text.length(), reinterpret_cast<unsigned char const*>(text.c_str()));
+}
+
+void assign(TVKBuffer& buffer, TVKString const& text) {
+    buffer.assign(text.length(), reinterpret_cast<unsigned char const*>(text.c_str()));
+}
+
+template <typename Structure>
+TVKBuffer imageOf(Structure const& structure) {
+    return {sizeof structure, reinterpret_cast<unsigned char const*>(&structure)};
+}
+
+} // namespace
+
+TVKBuffer CspManagerUtility::convertLabel(TVKBuffer const& label) {
+    OperationTrace const trace(kSource, "CspManagerUtility::convertLabel");
+    TVKASNCBuffer view(label.get());
+    TVKASNUTF8String text(TVKASNNotSecure);
+    // Only a value that takes up the whole label is an encoding; raw text may begin like one.
+    if (text.read(view) == TVKASN_OK && view.length == 0) {
+        return label;
+    }
+    text.set_value(label.getValue(), label.getLength());
+    return TVKASNUtility::getDEREncoding(text);
+}
+
+bool CspManagerUtility::compareLabel(TVKBuffer const& first, TVKBuffer const& second) {
+    OperationTrace const trace(kSource, "CspManagerUtility::compareLabel");
+    return convertLabel(first).compare(convertLabel(second)) == 0;
+}
+
+TVKString CspManagerUtility::makeDefaultLabel(TVKString const& prefix) {
+    OperationTrace const trace(kSource, "CspManagerUtility::makeDefaultLabel");
+    char seedText[100] = {};
+    auto const now = static_cast<std::uint32_t>(std::time(nullptr));
+    std::snprintf(seedText, sizeof seedText, "%lu", static_cast<unsigned long>(now));
+    TVKBuffer const seed(sizeof seedText, reinterpret_cast<unsigned char const*>(seedText));
+    std::unique_ptr<TVKKRYAlgorithmFactory> const factory(
+        TVKKRYUtility::getDefaultAlgorithmFactory().duplicate());
+    TVKBuffer const random = TVKKRYUtility::generateRandomData(8, &seed.get(), factory.get());
+
+    unsigned char const* bytes = random.getValue();
+    auto const littleEndian = [bytes](unsigned int at) {
+        return static_cast<unsigned long>(bytes[at]) | static_cast<unsigned long>(bytes[at + 1]) << 8 |
+               static_cast<unsigned long>(bytes[at + 2]) << 16 |
+               static_cast<unsigned long>(bytes[at + 3]) << 24;
+    };
+    char digits[64];
+    std::snprintf(digits, sizeof digits, "%lu%lu", littleEndian(0), littleEndian(4));
+    TVKString name(prefix);
+    name += digits;
+    return name;
+}
+
+bool CspManagerUtility::makeCertLabel(PCCERT_CONTEXT cert, TVKBuffer& label) {
+    OperationTrace const trace(kSource, "CspManagerUtility::makeCertLabel");
+    TVKBuffer name;
+    if (CapiManagerUtility::getCertFriendlyName(cert, name)) {
+        assign(label, narrowProperty(name));
+    } else {
+        CapiManagerUtility::getLabel(cert, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, name);
+        // The last two bytes are the terminator and a spare one.
+        unsigned long const length = name.getLength() < 2 ? 0 : name.getLength() - 2;
+        assign(label, "cn=");
+        label.append(static_cast<unsigned int>(length), name.getValue());
+    }
+    TVKBuffer serialNumber;
+    getCertSeriaNumber(cert, serialNumber);
+    append(label, kSeparator);
+    label.append(static_cast<unsigned int>(serialNumber.getLength()), serialNumber.getValue());
+    return true;
+}
+
+bool CspManagerUtility::getCertId(PCCERT_CONTEXT cert, TVKBuffer& id) {
+    OperationTrace const trace(kSource, "CspManagerUtility::getCertId");
+    CERT_ID image;
+    std::memset(&image, 0, sizeof image);
+    image.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
+    image.IssuerSerialNumber.Issuer.cbData = cert->pCertInfo->Issuer.cbData;
+    image.IssuerSerialNumber.Issuer.pbData = cert->pCertInfo->Issuer.pbData;
+    image.IssuerSerialNumber.SerialNumber.cbData = cert->pCertInfo->SerialNumber.cbData;
+    image.IssuerSerialNumber.SerialNumber.pbData = cert->pCertInfo->SerialNumber.pbData;
+    CertificateIdentifiers::remember(image);
+    id = imageOf(image);
+    return true;
+}
+
+bool CspManagerUtility::getCertSeriaNumber(PCCERT_CONTEXT cert, TVKBuffer& text) {
+    OperationTrace const trace(kSource, "CspManagerUtility::getCertSeriaNumber");
+    auto const certificate = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(TVKASNCBuffer(cert->pbCertEncoded, cert->cbCertEncoded), *certificate);
+    unsigned char* serial = nullptr;
+    unsigned long length = 0;
+    certificate->tbsCertificate.serialNumber.get_value(serial, length);
+    std::string out;
+    out.reserve(3 * length + 128);
+    static constexpr char digits[] = "0123456789abcdef";
+    for (unsigned long i = 0; i < length; ++i) {
+        if (i != 0) {
+            out += ':';
+        }
+        if (serial[i] >= 0x10) {
+            out += digits[serial[i] >> 4];
+        }
+        out += digits[serial[i] & 0x0F];
+    }
+    out += kSeparator;
+    out += TVKASNUtility::getRFC2253String(certificate->tbsCertificate.issuer, false, TVKASNStrRepRFC2253)
+               .view();
+    text.assign(static_cast<unsigned int>(out.size()), reinterpret_cast<unsigned char const*>(out.data()));
+    return true;
+}
+
+bool CspManagerUtility::getCapiKey(TVKBuffer certId, HCERTSTORE store, HCRYPTPROV* provider, HCRYPTKEY* key) {
+    OperationTrace const trace(kSource, "CspManagerUtility::getCapiKey");
+    std::optional<CertificateIdentifiers::Copy> const copy = CertificateIdentifiers::find(certId);
+    if (!copy) {
+        return false;
+    }
+    CERT_ID const id = copy->id();
+    OwnedCertificate const cert(CapiManagerUtility::findCertificateInStore(
+        store, CapiManagerUtility::encoding, 0, CERT_FIND_CERT_ID, &id, nullptr));
+    return cert.isSet() && CapiManagerUtility::getKeyInCert(cert.get(), provider, key);
+}
+
+namespace {
+
+// The provider reference in a buffer, as long as it is one whose strings this process handed out.
+std::optional<CRYPT_KEY_PROV_INFO> readReference(TVKBuffer const& image) {
+    CRYPT_KEY_PROV_INFO info;
+    if (image.getLength() != sizeof info) {
+        return std::nullopt;
+    }
+    std::memcpy(&info, image.getValue(), sizeof info);
+    if (!TVKWideInternTable::holds(info.pwszProvName) || !TVKWideInternTable::holds(info.pwszContainerName)) {
+        return std::nullopt;
+    }
+    return info;
+}
+
+constexpr char kNotOpened[] = "CryptAcquireContext() return value rc=0x";
+
+} // namespace
+
+void CspManagerUtility::getCapiKeyProv(TVKBuffer keyProvInfo, HCRYPTPROV* provider, DWORD* keySpec,
+                                       HCRYPTKEY* key, bool deleteContainer) {
+    OperationTrace const trace(kSource, "CspManagerUtility::getCapiKeyProv");
+    std::optional<CRYPT_KEY_PROV_INFO> const info = readReference(keyProvInfo);
+    std::optional<TVKString> const providerName = info ? narrow(info->pwszProvName) : std::nullopt;
+    std::optional<TVKString> const containerName = info ? narrow(info->pwszContainerName) : std::nullopt;
+    if (!providerName || !containerName) {
+        raiseWithSystemCode(kSource, errorKeyNotReached, kNotOpened, ERROR_INVALID_PARAMETER);
+    }
+    unsigned long const flags = deleteContainer ? CRYPT_DELETEKEYSET : 0;
+    if (!CapiManagerUtility::getCSPHandle(provider, containerName->c_str(), providerName->c_str(),
+                                          info->dwProvType, flags)) {
+        raiseWithLastError(kSource, errorKeyNotReached, kNotOpened);
+    }
+    if (deleteContainer) {
+        // The platform leaves the handle undefined after a deletion, and sets it when the container was made
+        // anew.
+        CryptReleaseContext(*provider, 0);
+        return;
+    }
+    if (!CryptGetUserKey(*provider, info->dwKeySpec, key)) {
+        raiseWithLastError(kSource, errorKeyNotReached, "CryptGetUserKey() return value rc=0x");
+    }
+    *keySpec = info->dwKeySpec;
+}
+
+bool CspManagerUtility::convertRealKey(TVKBuffer keyProvInfo, TVKBuffer& material) {
+    OperationTrace const trace(kSource, "CspManagerUtility::convertRealKey");
+    OwnedProvider provider;
+    OwnedKey key;
+    DWORD keySpec = 0;
+    getCapiKeyProv(keyProvInfo, provider.receive(), &keySpec, key.receive(), false);
+    char algorithm[] = szOID_RSA_RSA;
+    DWORD size = 0;
+    if (!CryptExportPKCS8(provider.get(), keySpec, algorithm, 0, nullptr, nullptr, &size)) {
+        DWORD const error = GetLastError();
+        if (error == static_cast<DWORD>(NTE_BAD_KEY_STATE) || error == static_cast<DWORD>(NTE_BAD_KEY) ||
+            error == static_cast<DWORD>(NTE_BAD_TYPE)) {
+            return false;
+        }
+        provider.reset(0);
+        raiseWithSystemCode(kSource, errorKeyNotReached, "CryptExportPKCS8() return value rc=0x", error);
+    }
+    // A buffer, because its bytes are wiped when it goes.
+    TVKBuffer exported(static_cast<unsigned int>(size), nullptr);
+    if (!CryptExportPKCS8(provider.get(), keySpec, algorithm, 0, nullptr,
+                          const_cast<BYTE*>(exported.getValue()), &size)) {
+        return false;
+    }
+    material.assign(static_cast<unsigned int>(size), exported.getValue());
+    return true;
+}
+
+TVKBuffer CspManagerUtility::reverseEndian(TVKBuffer const& input) {
+    OperationTrace const trace(kSource, "CspManagerUtility::reverseEndian");
+    TVKBuffer reversed(input);
+    auto* const bytes = const_cast<unsigned char*>(reversed.getValue());
+    std::reverse(bytes, bytes + reversed.getLength());
+    return reversed;
+}
+
+namespace {
+
+void requireCertificate(PCCERT_CONTEXT cert,
+                        std::source_location const& where = std::source_location::current()) {
+    if (cert == nullptr) {
+        throw TVKException(kSource.path, static_cast<int>(where.line()), errorCertificateMissing,
+                           "certPtr is NULL");
+    }
+}
+
+std::unique_ptr<TVKCertItem> certItemOf(PCCERT_CONTEXT cert) {
+    TVKBuffer label;
+    CspManagerUtility::makeCertLabel(cert, label);
+    TVKBuffer der;
+    der.assign(cert->cbCertEncoded, cert->pbCertEncoded);
+    return std::make_unique<TVKCertItem>(der, label);
+}
+
+TVKBuffer subjectImageOf(PCCERT_CONTEXT cert) {
+    CERT_NAME_BLOB subject;
+    std::memset(&subject, 0, sizeof subject);
+    subject.cbData = cert->pCertInfo->Subject.cbData;
+    subject.pbData = cert->pCertInfo->Subject.pbData;
+    return imageOf(subject);
+}
+
+void setReference(TVKKRYKey& key, TVKString const& providerName, TVKBuffer const& objectId,
+                  unsigned long keySizeBits, TVKBuffer const& subject) {
+    TVKCAPIASNKeyRecord const record(providerName, objectId, static_cast<unsigned int>(keySizeBits), subject);
+    key.setFormat(TVKKRYKey::KeyRecord);
+    key.setKeyBlob(record.getBuffer());
+}
+
+// The slot's public key in DER; empty when it can't be exported or encoded.
+TVKBuffer exportPublicKey(HCRYPTPROV provider, DWORD keySpec) {
+    TVKBuffer test;
+    DWORD size = 0;
+    if (!CapiManagerUtility::getPublicKeyInfo(provider, keySpec, test) ||
+        !CryptExportPublicKeyInfo(provider, keySpec, CapiManagerUtility::encoding, nullptr, &size)) {
+        return {};
+    }
+    auto const block = std::make_unique<BYTE[]>(std::max<std::size_t>(size, sizeof(CERT_PUBLIC_KEY_INFO)));
+    auto* const info = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(block.get());
+    if (!CryptExportPublicKeyInfo(provider, keySpec, CapiManagerUtility::encoding, info, &size)) {
+        return {};
+    }
+    DWORD encodedSize = 0;
+    if (!CryptEncodeObject(CapiManagerUtility::encoding, X509_PUBLIC_KEY_INFO, info, nullptr, &encodedSize)) {
+        return {};
+    }
+    auto const encoded = std::make_unique<BYTE[]>(encodedSize);
+    if (!CryptEncodeObject(CapiManagerUtility::encoding, X509_PUBLIC_KEY_INFO, info, encoded.get(),
+                           &encodedSize)) {
+        return {};
+    }
+    return {static_cast<unsigned int>(encodedSize), encoded.get()};
+}
+
+void setPublicKey(TVKKRYKey& key, HCRYPTPROV provider, DWORD keySpec) {
+    key.setFormat(TVKKRYKey::SubjectPublicKeyInfo);
+    OwnedKey handle;
+    if (!CryptGetUserKey(provider, keySpec, handle.receive())) {
+        raiseWithLastError(kSource, errorKeyNotReached, "CryptGetUserKey() return values rc=0x");
+    }
+    key.setKeyBlob(exportPublicKey(provider, keySpec));
+}
+
+void setReferenceByCertificate(TVKKRYKey& key, TVKString const& providerName, PCCERT_CONTEXT cert) {
+    unsigned long const keySizeBits = CapiManagerUtility::getKeySizeInBits(cert);
+    TVKBuffer const subject = subjectImageOf(cert);
+    TVKBuffer objectId;
+    CapiManagerUtility::isCertWithPrivateKey(cert, objectId);
+    setReference(key, providerName, objectId, keySizeBits, subject);
+}
+
+void setReferenceByContainer(TVKKRYKey& key, TVKString const& containerName, TVKString const& providerName,
+                             DWORD keySpec) {
+    // A reference without a certificate says 512, whatever the key's size.
+    constexpr unsigned long unknownKeySizeBits = 512;
+    CRYPT_KEY_PROV_INFO info;
+    std::memset(&info, 0, sizeof info);
+    info.pwszContainerName = widenForGood(containerName);
+    info.pwszProvName = widenForGood(providerName);
+    info.dwProvType = PROV_RSA_FULL;
+    info.dwKeySpec = keySpec;
+    setReference(key, providerName, imageOf(info), unknownKeySizeBits, TVKBuffer());
+}
+
+} // namespace
+
+TVKCertItem* CspManagerUtility::makeCertItem(PCCERT_CONTEXT cert) {
+    OperationTrace const trace(kSource, "CspManagerUtility::makeCertItem");
+    requireCertificate(cert);
+    return certItemOf(cert).release();
+}
+
+TVKKeyCertItem* CspManagerUtility::makeKeyCertItem(PCCERT_CONTEXT cert) {
+    OperationTrace const trace(kSource, "CspManagerUtility::makeKeyCertItem");
+    requireCertificate(cert);
+    std::unique_ptr<TVKCertItem> const certItem = certItemOf(cert);
+    std::unique_ptr<TVKKeyItem> const keyItem(makeKeyItem(0, 0, true, cert));
+    if (certItem == nullptr || keyItem == nullptr) {
+        return nullptr;
+    }
+    return new TVKKeyCertItem(*keyItem, *certItem);
+}
+
+TVKKeyItem* CspManagerUtility::makeKeyItem(HCRYPTPROV provider, DWORD keySpec, bool isPrivate,
+                                           PCCERT_CONTEXT cert) {
+    OperationTrace const trace(kSource, "CspManagerUtility::makeKeyItem");
+    TVKString containerName;
+    TVKString providerName;
+    if (provider != 0) {
+        CapiManagerUtility::getProvParam(provider, PP_CONTAINER, containerName);
+        CapiManagerUtility::getProvParam(provider, PP_NAME, providerName);
+    }
+    TVKKRYKey key;
+    key.setType(isPrivate ? TVKKRYKey::Private : TVKKRYKey::Public);
+    key.setAlgorithm(TVKKRYKey::RSA);
+    if (!isPrivate) {
+        setPublicKey(key, provider, keySpec);
+    } else if (cert != nullptr) {
+        setReferenceByCertificate(key, providerName, cert);
+    } else {
+        setReferenceByContainer(key, containerName, providerName, keySpec);
+    }
+    return new TVKKeyItem(key, TVKBuffer(containerName));
+}
+
+TVKKeyItem* CspManagerUtility::makeKeyItem(CSPManager& manager, PCCERT_CONTEXT cert) {
+    OperationTrace const trace(kSource, "CspManagerUtility::makeKeyItem");
+    requireCertificate(cert);
+    TVKBuffer label;
+    makeCertLabel(cert, label);
+    TVKKRYKey key;
+    key.setType(TVKKRYKey::Private);
+    key.setAlgorithm(TVKKRYKey::RSA);
+    TVKBuffer objectId;
+    getCertId(cert, objectId);
+    setReference(key, manager.getCSPName(), objectId, CapiManagerUtility::getKeySizeInBits(cert),
+                 subjectImageOf(cert));
+    return new TVKKeyItem(key, label);
+}

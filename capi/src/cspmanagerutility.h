@@ -1,0 +1,76 @@
+#pragma once
+
+#include <tvkcore/base/tvkbuffer.h>
+#include <tvkcore/base/tvkstring.h>
+#include <tvkcore/item/tvkstoreitem.h>
+
+#include <windows.h>
+
+#include <wincrypt.h>
+
+class CSPManager;
+
+// Between certificate contexts, key containers and store items. Holds no state. Items that an operation gives
+// back are new and belong to the caller.
+class CspManagerUtility {
+public:
+    // ---- Labels and identifiers ----
+
+    // The label in normal form: the DER encoding of a UTF8String. A label that is one already stays as it is.
+    static TVKBuffer convertLabel(TVKBuffer const& label);
+
+    // Whether both have the same normal form.
+    static bool compareLabel(TVKBuffer const& first, TVKBuffer const& second);
+
+    // A new name: `prefix` with random digits behind it.
+    static TVKString makeDefaultLabel(TVKString const& prefix);
+
+    // Sets `label` to the certificate's label: friendly name, or "cn=" and the display name, then "##", the
+    // serial text, "##" and the issuer. Always true. Throws the toolkit's exception for a certificate that
+    // doesn't decode.
+    static bool makeCertLabel(PCCERT_CONTEXT cert, TVKBuffer& label);
+
+    // Sets `id` to the image of the certificate's CERT_ID, whose pointers lead into the context. Always true.
+    static bool getCertId(PCCERT_CONTEXT cert, TVKBuffer& id);
+
+    // Sets `text` to the serial number's bytes in hexadecimal, without leading zeros, joined by ":", then
+    // "##" and the issuer as an RFC 2253 string. Always true. Throws as makeCertLabel.
+    static bool getCertSeriaNumber(PCCERT_CONTEXT cert, TVKBuffer& text);
+
+    // ---- Keys ----
+
+    // Opens the private key of the certificate that an identifier names; false when the store has no such
+    // certificate or the identifier wasn't made by this process. Throws 578012. The handles are the caller's,
+    // also a provider handle that was set before a throw.
+    static bool getCapiKey(TVKBuffer certId, HCERTSTORE store, HCRYPTPROV* provider, HCRYPTKEY* key);
+
+    // Opens the key that a provider reference names, or deletes its container, with `keySpec` and `key` left
+    // alone then. Throws 578012, with ERROR_INVALID_PARAMETER for a reference that wasn't made by this
+    // process. When only the key can't be had, the provider handle is in `*provider` and is the caller's.
+    static void getCapiKeyProv(TVKBuffer keyProvInfo, HCRYPTPROV* provider, DWORD* keySpec, HCRYPTKEY* key,
+                               bool deleteContainer);
+
+    // Exports the key that a provider reference names as a PKCS#8 PrivateKeyInfo. False, with `material` as
+    // it was, when the key may not leave the provider. Throws 578012.
+    static bool convertRealKey(TVKBuffer keyProvInfo, TVKBuffer& material);
+
+    // The same bytes in reverse order.
+    static TVKBuffer reverseEndian(TVKBuffer const& input);
+
+    // ---- Items ----
+    // A null certificate is a TVKException 571002.
+
+    static TVKCertItem* makeCertItem(PCCERT_CONTEXT cert);
+
+    // With a reference to the certificate's key.
+    static TVKKeyCertItem* makeKeyCertItem(PCCERT_CONTEXT cert);
+
+    // A key item labelled with the name of the provider handle's container: the public key of a slot, or a
+    // reference to the private key, by the certificate's key property where `cert` is given. A public key
+    // that can't be exported has an empty blob. Throws 578012 when the slot is empty.
+    static TVKKeyItem* makeKeyItem(HCRYPTPROV provider, DWORD keySpec, bool isPrivate, PCCERT_CONTEXT cert);
+
+    // A key item with a reference to the certificate's key by certificate identifier, which means something
+    // only while the context lives.
+    static TVKKeyItem* makeKeyItem(CSPManager& manager, PCCERT_CONTEXT cert);
+};
