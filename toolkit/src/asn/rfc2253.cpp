@@ -57,9 +57,14 @@ void appendEscaped(std::string& out, unsigned char octet, unsigned char place, b
     }
 }
 
-void appendText(std::string& out, TVKASNCBuffer const& content, int width, bool escapeNonASCII) {
+// Appends the text of a string value. False, with a part appended, where a character has no UTF-8 or isn't
+// whole.
+bool appendText(std::string& out, TVKASNCBuffer const& content, int width, bool escapeNonASCII) {
     std::string character;
     unsigned long const step = width == 0 ? 1 : static_cast<unsigned long>(width);
+    if (content.length % step != 0) {
+        return false;
+    }
     for (unsigned long at = 0; at < content.length; at += step) {
         // The last character counts as the last only, also where it is the first too: a lone '#' goes as it
         // is.
@@ -74,10 +79,14 @@ void appendText(std::string& out, TVKASNCBuffer const& content, int width, bool 
         }
         character.clear();
         tvk::appendUTF8(character, number);
+        if (character.empty()) {
+            return false;
+        }
         for (char const octet : character) {
             appendEscaped(out, static_cast<unsigned char>(octet), place, escapeNonASCII);
         }
     }
+    return true;
 }
 
 void appendAttribute(std::string& out, tvk::NameAttribute const& attribute, bool escapeNonASCII) {
@@ -86,18 +95,15 @@ void appendAttribute(std::string& out, tvk::NameAttribute const& attribute, bool
         name != nullptr ? std::string(name) : tvk::dottedObjectID(attribute.type.data, attribute.type.length);
     out += '=';
     int const width = tvk::stringWidth(attribute.valueHeader);
-    if (name == nullptr || width < 0) {
-        out += '#';
-        for (unsigned long i = 0; i < attribute.value.length; ++i) {
-            appendHex(out, attribute.value.data[i]);
-        }
+    std::size_t const start = out.size();
+    if (name != nullptr && width >= 0 && appendText(out, attribute.valueContent, width, escapeNonASCII)) {
         return;
     }
-    if (width > 1 && attribute.valueContent.length % static_cast<unsigned long>(width) != 0) {
-        throw TVKASNException(kFile, __LINE__, TVKASN_BAD_VALUE,
-                              "a string of a name doesn't hold whole characters");
+    out.resize(start);
+    out += '#';
+    for (unsigned long i = 0; i < attribute.value.length; ++i) {
+        appendHex(out, attribute.value.data[i]);
     }
-    appendText(out, attribute.valueContent, width, escapeNonASCII);
 }
 
 } // namespace

@@ -1,0 +1,269 @@
+#include "hex.h"
+#include "support/test_certificates.h"
+#include "support/trust_bundle.h"
+
+#include <tvkcore/tvkcore.h>
+
+#include <gtest/gtest.h>
+
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
+
+#include <cstring>
+#include <memory>
+
+using test_support::Bytes;
+
+namespace {
+
+std::vector<Bytes> const& bundle() {
+    static std::vector<Bytes> const s_bundle = test_support::readTrustBundle();
+    return s_bundle;
+}
+
+std::string encodingOf(TVKASNObject const& object) { return toHex(TVKASNUtility::getDEREncoding(object)); }
+
+template <typename T>
+std::string libcryptoEncoding(T const* object, int (*encode)(T const*, unsigned char**)) {
+    unsigned char* bytes = nullptr;
+    int const length = encode(object, &bytes);
+    std::string text = toHex(bytes, static_cast<unsigned long>(length));
+    OPENSSL_free(bytes);
+    return text;
+}
+
+std::string timeText(struct tm const& time) {
+    char text[64];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %w %j", &time);
+    return text;
+}
+
+std::string timeText(TVKASNTarnTime const& time) {
+    struct tm value = {};
+    EXPECT_EQ(time.get_value(value), TVKASN_OK);
+    return timeText(value);
+}
+
+std::string timeText(ASN1_TIME const* time) {
+    struct tm value = {};
+    EXPECT_EQ(ASN1_TIME_to_tm(time, &value), 1);
+    return timeText(value);
+}
+
+void expectSameAsLibcrypto(Bytes const& der, TVKASNx509Certificate const& certificate) {
+    unsigned char const* at = der.data();
+    std::unique_ptr<X509, decltype(&X509_free)> const x509(
+        d2i_X509(nullptr, &at, static_cast<long>(der.size())), &X509_free);
+    ASSERT_NE(x509, nullptr);
+    TVKASNTBSCertificate const& tbs = certificate.tbsCertificate;
+    EXPECT_EQ(encodingOf(tbs.issuer), libcryptoEncoding(X509_get_issuer_name(x509.get()), &i2d_X509_NAME));
+    EXPECT_EQ(encodingOf(tbs.subject), libcryptoEncoding(X509_get_subject_name(x509.get()), &i2d_X509_NAME));
+    EXPECT_EQ(encodingOf(tbs.serialNumber),
+              libcryptoEncoding(X509_get0_serialNumber(x509.get()), &i2d_ASN1_INTEGER));
+    EXPECT_EQ(timeText(tbs.validity.notBefore), timeText(X509_get0_notBefore(x509.get())));
+    EXPECT_EQ(timeText(tbs.validity.notAfter), timeText(X509_get0_notAfter(x509.get())));
+    EXPECT_EQ(encodingOf(tbs.subjectPublicKeyInfo),
+              libcryptoEncoding<X509_PUBKEY>(X509_get_X509_PUBKEY(x509.get()), &i2d_X509_PUBKEY));
+    ASN1_BIT_STRING const* signature = nullptr;
+    X509_get0_signature(&signature, nullptr, x509.get());
+    EXPECT_EQ(encodingOf(certificate.signature), libcryptoEncoding(signature, &i2d_ASN1_BIT_STRING));
+    long version = 0;
+    tbs.version.get_value(version);
+    EXPECT_EQ(version, X509_get_version(x509.get()));
+    EXPECT_EQ(tbs.extensions.get_count(),
+              static_cast<unsigned int>(std::max(0, X509_get_ext_count(x509.get()))));
+}
+
+} // namespace
+
+TEST(Certificates, OfTheTrustBundleAreTheSameAsInLibcrypto) {
+    for (std::size_t i = 0; i < bundle().size(); ++i) {
+        SCOPED_TRACE("certificate " + std::to_string(i));
+        TVKASNx509Certificate certificate(TVKASNNotSecure);
+        TVKASNUtility::setDEREncoding(viewOf(bundle()[i]), certificate);
+        EXPECT_EQ(encodingOf(certificate), toHex(bundle()[i]));
+        expectSameAsLibcrypto(bundle()[i], certificate);
+        // Written from its parts, as after a change, it is the same again.
+        TVKASNInteger serial(TVKASNNotSecure);
+        TVKASNUtility::setDEREncoding(
+            TVKASNUtility::getDEREncoding(certificate.tbsCertificate.serialNumber).get(), serial);
+        unsigned char* value = nullptr;
+        unsigned long length = 0;
+        serial.get_value(value, length);
+        certificate.tbsCertificate.serialNumber.set_value(value, length);
+        EXPECT_FALSE(certificate.is_encoding_valid());
+        EXPECT_EQ(encodingOf(certificate), toHex(bundle()[i]));
+    }
+}
+
+TEST(Certificates, AreRefusedWhenCutAnywhere) {
+    TVKASNx509Certificate certificate(TVKASNNotSecure);
+    for (Bytes const& der : bundle()) {
+        for (std::size_t length = 0; length < der.size(); ++length) {
+            // A copy of that length, so that a read behind it is seen.
+            Bytes const cut(der.begin(), der.begin() + static_cast<std::ptrdiff_t>(length));
+            TVKASNCBuffer view = viewOf(cut);
+            ASSERT_NE(certificate.read(view), TVKASN_OK) << "cut to " << length;
+            ASSERT_FALSE(certificate.is_present());
+        }
+    }
+}
+
+// Whatever single byte is wrong, the outcome is a certificate that can be written or an error.
+TEST(Certificates, SurviveAnyWrongByte) {
+    Bytes der = bundle().front();
+    TVKASNx509Certificate certificate(TVKASNNotSecure);
+    for (std::size_t at = 0; at < der.size(); ++at) {
+        std::uint8_t const right = der[at];
+        for (unsigned int const wrong : {right ^ 0x01U, right ^ 0x80U, 0x00U, 0xFFU, 0x80U}) {
+            der[at] = static_cast<std::uint8_t>(wrong);
+            TVKASNCBuffer view = viewOf(der);
+            if (certificate.read(view) == TVKASN_OK) {
+                TVKASNBuffer out(TVKASNNotSecure);
+                EXPECT_EQ(certificate.write(out), TVKASN_OK);
+                struct tm time = {};
+                certificate.tbsCertificate.validity.notAfter.get_value(time);
+                TVKASNUtility::getRFC2253String(certificate.tbsCertificate.issuer, false,
+                                                TVKASNStrRepRFC2253);
+            }
+        }
+        der[at] = right;
+    }
+}
+
+namespace {
+
+// A length in more octets than needed, for the value at `at`.
+Bytes withLongLength(Bytes const& der, unsigned int octets) {
+    Bytes out = {der[0], static_cast<std::uint8_t>(0x80U | octets)};
+    unsigned long const length = static_cast<unsigned long>(der[2]) << 8 | der[3];
+    for (unsigned int i = octets; i > 0; --i) {
+        out.push_back(static_cast<std::uint8_t>(i > 4 ? 0 : length >> (8 * (i - 1))));
+    }
+    out.insert(out.end(), der.begin() + 4, der.end());
+    return out;
+}
+
+Bytes withIndefiniteLength(Bytes const& der) {
+    Bytes out = {der[0], 0x80};
+    out.insert(out.end(), der.begin() + 4, der.end());
+    out.insert(out.end(), {0, 0});
+    return out;
+}
+
+// The signature, which stands last, as a constructed string of two pieces.
+Bytes withSignatureInPieces(Bytes const& der, std::size_t signatureLength) {
+    std::size_t const start = der.size() - signatureLength - 4;
+    Bytes pieces = {0x23, 0x80, 0x03, 0x05, 0x00};
+    auto const bits = der.end() - static_cast<std::ptrdiff_t>(signatureLength);
+    pieces.insert(pieces.end(), bits, bits + 4);
+    pieces.insert(pieces.end(), {0x03, 0x81, static_cast<std::uint8_t>(signatureLength - 3), 0x00});
+    pieces.insert(pieces.end(), bits + 4, der.end());
+    pieces.insert(pieces.end(), {0, 0});
+    Bytes out(der.begin(), der.begin() + static_cast<std::ptrdiff_t>(start));
+    out.insert(out.end(), pieces.begin(), pieces.end());
+    return withIndefiniteLength(out);
+}
+
+} // namespace
+
+TEST(Certificates, AreTakenInTheOtherEncodingsThatLibcryptoTakes) {
+    test_support::TestKey const& key = test_support::TestKey::shared(1024);
+    Bytes const der = test_support::makeCertificate({}, key);
+    TVKASNx509Certificate plain(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(viewOf(der), plain);
+    struct {
+        Bytes bytes;
+        char const* why;
+    } const rows[] = {{withLongLength(der, 3), "length in one octet more"},
+                      {withLongLength(der, 8), "length in eight octets"},
+                      {withIndefiniteLength(der), "indefinite length"},
+                      {withSignatureInPieces(der, 128), "constructed signature"}};
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.why);
+        TVKASNx509Certificate certificate(TVKASNNotSecure);
+        TVKASNUtility::setDEREncoding(viewOf(row.bytes), certificate);
+        EXPECT_EQ(encodingOf(certificate), toHex(row.bytes));
+        EXPECT_EQ(encodingOf(certificate.tbsCertificate), encodingOf(plain.tbsCertificate));
+        EXPECT_EQ(encodingOf(certificate.signature), encodingOf(plain.signature));
+        unsigned char const* at = row.bytes.data();
+        std::unique_ptr<X509, decltype(&X509_free)> const x509(
+            d2i_X509(nullptr, &at, static_cast<long>(row.bytes.size())), &X509_free);
+        EXPECT_NE(x509, nullptr) << "the case itself is wrong";
+        for (std::size_t length = 0; length < row.bytes.size(); ++length) {
+            Bytes const cut(row.bytes.begin(), row.bytes.begin() + static_cast<std::ptrdiff_t>(length));
+            TVKASNCBuffer view = viewOf(cut);
+            ASSERT_NE(certificate.read(view), TVKASN_OK) << "cut to " << length;
+        }
+        // Other values are read by the distinguished rules alone.
+        TVKASNSequence sequence(TVKASNNotSecure);
+        TVKASNCBuffer view = viewOf(row.bytes);
+        EXPECT_NE(sequence.read(view), TVKASN_OK);
+    }
+    Bytes const deep(100000, 0xA0);
+    TVKASNx509Certificate certificate(TVKASNNotSecure);
+    TVKASNCBuffer view = viewOf(deep);
+    EXPECT_NE(certificate.read(view), TVKASN_OK);
+    Bytes nested;
+    for (int i = 0; i < 100000; ++i) {
+        nested.insert(nested.end(), {0x30, 0x80});
+    }
+    view = viewOf(nested);
+    EXPECT_NE(certificate.read(view), TVKASN_OK) << "nested without end";
+}
+
+TEST(Certificates, GivePartsForSearches) {
+    test_support::TestKey const& key = test_support::TestKey::shared(1024);
+    test_support::CertificateFields fields;
+    fields.serial = fromHex("c3");
+    fields.extensions = {{"basicConstraints", "critical,CA:TRUE"}, {"subjectAltName", "DNS:example.org"}};
+    TVKASNx509Certificate first(TVKASNNotSecure);
+    TVKASNx509Certificate second(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(viewOf(test_support::makeCertificate(fields, key)), first);
+    fields.serial = fromHex("c4");
+    TVKASNUtility::setDEREncoding(viewOf(test_support::makeCertificate(fields, key)), second);
+
+    TVKASNIssuerAndSerialNumber a(TVKASNNotSecure);
+    TVKASNIssuerAndSerialNumber b(TVKASNNotSecure);
+    TVKASNUtility::getIssuerAndSerialNumber(first.tbsCertificate.issuer, first.tbsCertificate.serialNumber,
+                                            a);
+    TVKASNUtility::getIssuerAndSerialNumber(first.tbsCertificate.subject, first.tbsCertificate.serialNumber,
+                                            b);
+    EXPECT_EQ(TVKASNObject::compare(a, b), 0);
+    TVKASNUtility::getIssuerAndSerialNumber(second.tbsCertificate.issuer, second.tbsCertificate.serialNumber,
+                                            b);
+    EXPECT_NE(TVKASNObject::compare(a, b), 0);
+    EXPECT_THROW(TVKASNUtility::getIssuerAndSerialNumber(TVKASNx500Name(TVKASNNotSecure), a.serialNumber, b),
+                 TVKASNException);
+    EXPECT_FALSE(b.is_present());
+    EXPECT_NE(TVKASNObject::compare(first.tbsCertificate, second.tbsCertificate), 0);
+    EXPECT_EQ(TVKASNObject::compare(first.tbsCertificate.subjectPublicKeyInfo,
+                                    second.tbsCertificate.subjectPublicKeyInfo),
+              0);
+
+    unsigned long const basicConstraints[] = {2, 5, 29, 19};
+    unsigned long const keyUsage[] = {2, 5, 29, 15};
+    bool critical = false;
+    TVKASNCBuffer value;
+    EXPECT_TRUE(first.tbsCertificate.extensions.find(basicConstraints, 4, critical, value));
+    EXPECT_TRUE(critical);
+    EXPECT_EQ(toHex(value), "30030101ff");
+    EXPECT_FALSE(first.tbsCertificate.extensions.find(keyUsage, 4, critical, value));
+}
+
+TEST(Attributes, AreCastToTheirTypeOrRefused) {
+    TVKASNx509Certificate const certificate(TVKASNNotSecure);
+    TVKASNTBSCertificate const& tbs = certificate.tbsCertificate;
+    TVKASNIssuerAndSerialNumber const issuerAndSerial(TVKASNNotSecure);
+    EXPECT_EQ(&TVKDBUtility::downcastBitString(certificate.signature), &certificate.signature);
+    EXPECT_EQ(&TVKDBUtility::downcastTBSCertificate(tbs), &tbs);
+    EXPECT_EQ(&TVKDBUtility::downcastX500name(tbs.issuer), &tbs.issuer);
+    EXPECT_EQ(&TVKDBUtility::downcastSubjectPublicKeyInfo(tbs.subjectPublicKeyInfo),
+              &tbs.subjectPublicKeyInfo);
+    EXPECT_EQ(&TVKDBUtility::downcastIssuerAndSerialNumber(issuerAndSerial), &issuerAndSerial);
+    EXPECT_THROW(TVKDBUtility::downcastBitString(tbs), TVKException);
+    EXPECT_THROW(TVKDBUtility::downcastTBSCertificate(certificate), TVKException);
+    EXPECT_THROW(TVKDBUtility::downcastX500name(certificate.signature), TVKException);
+    EXPECT_THROW(TVKDBUtility::downcastSubjectPublicKeyInfo(tbs), TVKException);
+    EXPECT_THROW(TVKDBUtility::downcastIssuerAndSerialNumber(tbs.issuer), TVKException);
+}
