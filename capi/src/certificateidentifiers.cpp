@@ -28,16 +28,16 @@ BYTE* dataOf(TVKBuffer const& buffer) { return const_cast<BYTE*>(buffer.getValue
 } // namespace
 
 CertificateIdentifiers::Copy::Copy(TVKBuffer const& issuer, TVKBuffer const& serialNumber)
-    : m_issuer(issuer), m_serialNumber(serialNumber) {}
+    : issuer_(issuer), serialNumber_(serialNumber) {}
 
 CERT_ID CertificateIdentifiers::Copy::id() const {
     CERT_ID id;
     std::memset(&id, 0, sizeof id);
     id.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
-    id.IssuerSerialNumber.Issuer.cbData = lengthOf(m_issuer);
-    id.IssuerSerialNumber.Issuer.pbData = dataOf(m_issuer);
-    id.IssuerSerialNumber.SerialNumber.cbData = lengthOf(m_serialNumber);
-    id.IssuerSerialNumber.SerialNumber.pbData = dataOf(m_serialNumber);
+    id.IssuerSerialNumber.Issuer.cbData = lengthOf(issuer_);
+    id.IssuerSerialNumber.Issuer.pbData = dataOf(issuer_);
+    id.IssuerSerialNumber.SerialNumber.cbData = lengthOf(serialNumber_);
+    id.IssuerSerialNumber.SerialNumber.pbData = dataOf(serialNumber_);
     return id;
 }
 

@@ -25,8 +25,8 @@ public:
         CERT_ID id() const;
 
     private:
-        TVKBuffer m_issuer;
-        TVKBuffer m_serialNumber;
+        TVKBuffer issuer_;
+        TVKBuffer serialNumber_;
     };
 
     // The copy for an image, or nothing for one that wasn't made here.

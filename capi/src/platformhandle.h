@@ -14,8 +14,8 @@ public:
     using Handle = typename Traits::Handle;
 
     PlatformHandle() = default;
-    explicit PlatformHandle(Handle handle) noexcept : m_handle(handle) {}
-    PlatformHandle(PlatformHandle&& other) noexcept : m_handle(other.release()) {}
+    explicit PlatformHandle(Handle handle) noexcept : handle_(handle) {}
+    PlatformHandle(PlatformHandle&& other) noexcept : handle_(other.release()) {}
     PlatformHandle& operator=(PlatformHandle&& other) noexcept {
         if (this != &other) {
             reset(other.release());
@@ -24,24 +24,24 @@ public:
     }
     ~PlatformHandle() { reset(Handle{}); }
 
-    Handle get() const noexcept { return m_handle; }
-    bool isSet() const noexcept { return m_handle != Handle{}; }
+    Handle get() const noexcept { return handle_; }
+    bool isSet() const noexcept { return handle_ != Handle{}; }
 
     // Where a platform call writes a new handle. Only for a holder that is empty.
-    Handle* receive() noexcept { return &m_handle; }
+    Handle* receive() noexcept { return &handle_; }
 
     // Hands the handle to the caller.
-    Handle release() noexcept { return std::exchange(m_handle, Handle{}); }
+    Handle release() noexcept { return std::exchange(handle_, Handle{}); }
 
     void reset(Handle handle) noexcept {
-        Handle const old = std::exchange(m_handle, handle);
+        Handle const old = std::exchange(handle_, handle);
         if (old != Handle{}) {
             Traits::free(old);
         }
     }
 
 private:
-    Handle m_handle{};
+    Handle handle_{};
 };
 
 struct ProviderTraits {

@@ -19,11 +19,11 @@ public:
         unsigned long const component = source.component;
         unsigned long const level = TVKTrace::entryLevel;
         if (TVKTrace::s_defaultTracePtr->write(source.path, where.line(), component, level, label)) {
-            m_sentry.component = component;
-            m_sentry.label = label;
+            sentry_.component = component;
+            sentry_.label = label;
         }
     }
 
 private:
-    TVKTraceSentry m_sentry;
+    TVKTraceSentry sentry_;
 };

@@ -23,8 +23,8 @@ class Utf8Thread {};
 // Gives the thread a UTF-8 locale while it lives.
 class Utf8Thread {
 public:
-    Utf8Thread() : m_before(uselocale(utf8())) {}
-    ~Utf8Thread() { uselocale(m_before); }
+    Utf8Thread() : before_(uselocale(utf8())) {}
+    ~Utf8Thread() { uselocale(before_); }
     Utf8Thread(Utf8Thread const&) = delete;
     Utf8Thread& operator=(Utf8Thread const&) = delete;
 
@@ -46,7 +46,7 @@ private:
         return s_locale.handle;
     }
 
-    locale_t m_before;
+    locale_t before_;
 };
 #endif
 

@@ -50,28 +50,28 @@ inline int readDerHeader(unsigned char const* bytes, unsigned long count, DerHea
 // Walks the values that stand one behind the other in a span. Allocates nothing.
 class DerCursor {
 public:
-    DerCursor(unsigned char const* bytes, unsigned long count) : m_at(bytes), m_left(count) {}
+    DerCursor(unsigned char const* bytes, unsigned long count) : at_(bytes), left_(count) {}
 
-    bool atEnd() const { return m_left == 0; }
+    bool atEnd() const { return left_ == 0; }
 
     // Reads the next value; `value` and `content` then show all of it and its content octets.
     int next(DerHeader& header, TVKASNCBuffer& value, TVKASNCBuffer& content) {
-        if (int const status = readDerHeader(m_at, m_left, header); status != TVKASN_OK) {
+        if (int const status = readDerHeader(at_, left_, header); status != TVKASN_OK) {
             return status;
         }
         unsigned long const size = header.headerLength + header.contentLength;
-        value.data = const_cast<unsigned char*>(m_at);
+        value.data = const_cast<unsigned char*>(at_);
         value.length = size;
         content.data = value.data + header.headerLength;
         content.length = header.contentLength;
-        m_at += size;
-        m_left -= size;
+        at_ += size;
+        left_ -= size;
         return TVKASN_OK;
     }
 
     // The same, for a value whose single identifier octet is known.
     int expect(unsigned char identifier, TVKASNCBuffer& content) {
-        if (m_left != 0 && m_at[0] != identifier) {
+        if (left_ != 0 && at_[0] != identifier) {
             return TVKASN_WRONG_TYPE;
         }
         DerHeader header;
@@ -79,11 +79,11 @@ public:
         return next(header, value, content);
     }
 
-    unsigned char const* position() const { return m_at; }
+    unsigned char const* position() const { return at_; }
 
 private:
-    unsigned char const* m_at;
-    unsigned long m_left;
+    unsigned char const* at_;
+    unsigned long left_;
 };
 
 constexpr unsigned int kLongestHeader = 16;

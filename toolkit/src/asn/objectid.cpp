@@ -23,20 +23,20 @@ class Decimal {
 public:
     void timesPlus(unsigned int factor, unsigned int summand) {
         unsigned int carry = summand;
-        for (unsigned char& digit : m_digits) {
+        for (unsigned char& digit : digits_) {
             carry += digit * factor;
             digit = static_cast<unsigned char>(carry % 10);
             carry /= 10;
         }
         for (; carry != 0; carry /= 10) {
-            m_digits.push_back(static_cast<unsigned char>(carry % 10));
+            digits_.push_back(static_cast<unsigned char>(carry % 10));
         }
     }
 
     bool isAtLeast(unsigned int number) const {
         unsigned int value = 0;
-        for (std::size_t i = m_digits.size(); i > 0; --i) {
-            value = value * 10 + m_digits[i - 1];
+        for (std::size_t i = digits_.size(); i > 0; --i) {
+            value = value * 10 + digits_[i - 1];
             if (value >= number) {
                 return true;
             }
@@ -46,30 +46,30 @@ public:
 
     void minus(unsigned int number) {
         for (std::size_t i = 0; number != 0; ++i) {
-            int digit = m_digits[i] - static_cast<int>(number % 10);
+            int digit = digits_[i] - static_cast<int>(number % 10);
             number /= 10;
             if (digit < 0) {
                 digit += 10;
                 ++number;
             }
-            m_digits[i] = static_cast<unsigned char>(digit);
+            digits_[i] = static_cast<unsigned char>(digit);
         }
-        while (!m_digits.empty() && m_digits.back() == 0) {
-            m_digits.pop_back();
+        while (!digits_.empty() && digits_.back() == 0) {
+            digits_.pop_back();
         }
     }
 
     void appendTo(std::string& out) const {
-        if (m_digits.empty()) {
+        if (digits_.empty()) {
             out += '0';
         }
-        for (std::size_t i = m_digits.size(); i > 0; --i) {
-            out += static_cast<char>('0' + m_digits[i - 1]);
+        for (std::size_t i = digits_.size(); i > 0; --i) {
+            out += static_cast<char>('0' + digits_[i - 1]);
         }
     }
 
 private:
-    std::vector<unsigned char> m_digits;
+    std::vector<unsigned char> digits_;
 };
 
 } // namespace

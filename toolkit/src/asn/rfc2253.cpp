@@ -44,17 +44,15 @@ void appendHex(std::string& out, unsigned char octet) {
 // Appends one byte of UTF-8 (RFC 2253, 2.4). `place` tells whether it is the first or the last of its value.
 void appendEscaped(std::string& out, unsigned char octet, unsigned char place, bool escapeNonASCII) {
     unsigned char const escape = kEscapes[octet];
-    if (escape == none) {
-        out += static_cast<char>(octet);
-    } else if ((escape & always) != 0 || (escape & place) != 0) {
-        out += '\\';
-        out += static_cast<char>(octet);
-    } else if (escape == asHex || (escape == nonASCII && escapeNonASCII)) {
+    if (escape == asHex || (escape == nonASCII && escapeNonASCII)) {
         out += '\\';
         appendHex(out, octet);
-    } else {
-        out += static_cast<char>(octet);
+        return;
     }
+    if ((escape & (always | place)) != 0) {
+        out += '\\';
+    }
+    out += static_cast<char>(octet);
 }
 
 // Appends the text of a string value. False, with a part appended, where a character has no UTF-8 or isn't

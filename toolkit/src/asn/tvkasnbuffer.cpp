@@ -7,8 +7,8 @@
 TVKASNBuffer::TVKASNBuffer(TVKASNSecurityType /*security*/) {}
 
 TVKASNBuffer::~TVKASNBuffer() {
-    tvk_secure_wipe(m_storage, m_capacity);
-    delete[] m_storage;
+    tvk_secure_wipe(storage_, capacity_);
+    delete[] storage_;
 }
 
 void TVKASNBuffer::append(unsigned char const* bytes, unsigned long count) {
@@ -16,18 +16,18 @@ void TVKASNBuffer::append(unsigned char const* bytes, unsigned long count) {
         return;
     }
     // What was read already lies in front of `data`.
-    unsigned long const consumed = m_storage == nullptr ? 0 : static_cast<unsigned long>(data - m_storage);
-    if (consumed + length + count > m_capacity) {
+    unsigned long const consumed = storage_ == nullptr ? 0 : static_cast<unsigned long>(data - storage_);
+    if (consumed + length + count > capacity_) {
         unsigned long const capacity = std::max<unsigned long>({64, (length + count), 2 * length});
         auto* fresh = new unsigned char[capacity];
         if (length != 0) {
             std::memcpy(fresh, data, length);
         }
         std::memcpy(fresh + length, bytes, count);
-        tvk_secure_wipe(m_storage, m_capacity);
-        delete[] m_storage;
-        m_storage = fresh;
-        m_capacity = capacity;
+        tvk_secure_wipe(storage_, capacity_);
+        delete[] storage_;
+        storage_ = fresh;
+        capacity_ = capacity;
         data = fresh;
     } else {
         std::memmove(data + length, bytes, count);

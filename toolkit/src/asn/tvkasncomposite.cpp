@@ -12,7 +12,7 @@ int TVKASNComposite::decode_value(TVKASNCBuffer& content, unsigned long length) 
         return TVKASN_TRUNCATED;
     }
     TVKASNCBuffer rest(content.data, length);
-    for (TVKASNObject* child = m_first; child != nullptr; child = child->m_next) {
+    for (TVKASNObject* child = first_; child != nullptr; child = child->next_) {
         tvk::DerHeader header;
         int status = TVKASN_TRUNCATED;
         if (rest.length != 0) {
@@ -28,7 +28,7 @@ int TVKASNComposite::decode_value(TVKASNCBuffer& content, unsigned long length) 
             }
             status = TVKASN_WRONG_TYPE;
         }
-        if (!child->m_optional && child->m_default == nullptr) {
+        if (!child->optional_ && child->default_ == nullptr) {
             return status;
         }
         child->emptyi();
@@ -43,9 +43,9 @@ int TVKASNComposite::decode_value(TVKASNCBuffer& content, unsigned long length) 
 }
 
 int TVKASNComposite::encode_value(TVKASNBuffer& out) const {
-    for (TVKASNObject const* child = m_first; child != nullptr; child = child->m_next) {
+    for (TVKASNObject const* child = first_; child != nullptr; child = child->next_) {
         if (!child->is_present()) {
-            if (!child->m_optional && child->m_default == nullptr) {
+            if (!child->optional_ && child->default_ == nullptr) {
                 return TVKASN_NO_VALUE;
             }
             continue;
@@ -62,21 +62,21 @@ int TVKASNComposite::encode_value(TVKASNBuffer& out) const {
 
 void TVKASNComposite::check_valid(bool deep) {
     TVKASNObject::check_valid(deep);
-    for (TVKASNObject* child = m_first; deep && child != nullptr; child = child->m_next) {
+    for (TVKASNObject* child = first_; deep && child != nullptr; child = child->next_) {
         child->check_valid(deep);
     }
 }
 
 void TVKASNComposite::invalidate_value(TVKASNInvalidateType type) {
     TVKASNObject::invalidate_value(type);
-    for (TVKASNObject* child = m_first; type == TVKASNInvalidateValue && child != nullptr;
-         child = child->m_next) {
+    for (TVKASNObject* child = first_; type == TVKASNInvalidateValue && child != nullptr;
+         child = child->next_) {
         child->invalidate_value(type);
     }
 }
 
 int TVKASNComposite::emptyi() {
-    for (TVKASNObject* child = m_first; child != nullptr; child = child->m_next) {
+    for (TVKASNObject* child = first_; child != nullptr; child = child->next_) {
         child->emptyi();
         child->forget_value();
     }
@@ -85,7 +85,7 @@ int TVKASNComposite::emptyi() {
 
 int TVKASNComposite::get_child_count() const {
     int count = 0;
-    for (TVKASNObject const* child = m_first; child != nullptr; child = child->m_next) {
+    for (TVKASNObject const* child = first_; child != nullptr; child = child->next_) {
         ++count;
     }
     return count;
@@ -95,7 +95,7 @@ int TVKASNComposite::display(TVKASNBuffer& out) const {
     if (!is_present()) {
         return TVKASN_NO_VALUE;
     }
-    for (TVKASNObject const* child = m_first; child != nullptr; child = child->m_next) {
+    for (TVKASNObject const* child = first_; child != nullptr; child = child->next_) {
         if (child->is_present()) {
             child->display(out);
             out.append(reinterpret_cast<unsigned char const*>("\n"), 1);
@@ -105,7 +105,7 @@ int TVKASNComposite::display(TVKASNBuffer& out) const {
 }
 
 int TVKASNComposite::normalize() {
-    for (TVKASNObject* child = m_first; child != nullptr; child = child->m_next) {
+    for (TVKASNObject* child = first_; child != nullptr; child = child->next_) {
         if (child->is_present() && child->is_default_value()) {
             child->empty();
         } else if (int const status = child->normalize(); status != TVKASN_OK) {
@@ -119,8 +119,8 @@ bool TVKASNComposite::is_valid(bool deep) const {
     if (!is_present()) {
         return false;
     }
-    for (TVKASNObject const* child = m_first; deep && child != nullptr; child = child->m_next) {
-        bool const absent = !child->is_present() && (child->m_optional || child->m_default != nullptr);
+    for (TVKASNObject const* child = first_; deep && child != nullptr; child = child->next_) {
+        bool const absent = !child->is_present() && (child->optional_ || child->default_ != nullptr);
         if (!absent && !child->is_valid(true)) {
             return false;
         }
@@ -130,10 +130,10 @@ bool TVKASNComposite::is_valid(bool deep) const {
 
 // A composite is there when it was read or when a child has been given a value.
 bool TVKASNComposite::is_present() const {
-    if (m_present) {
+    if (present_) {
         return true;
     }
-    for (TVKASNObject const* child = m_first; child != nullptr; child = child->m_next) {
+    for (TVKASNObject const* child = first_; child != nullptr; child = child->next_) {
         if (child->is_present()) {
             return true;
         }
@@ -143,12 +143,12 @@ bool TVKASNComposite::is_present() const {
 
 void TVKASNComposite::set_secure(TVKASNSecurityType security) {
     TVKASNObject::set_secure(security);
-    for (TVKASNObject* child = m_first; child != nullptr; child = child->m_next) {
+    for (TVKASNObject* child = first_; child != nullptr; child = child->next_) {
         child->set_secure(security);
     }
 }
 
-bool TVKASNComposite::check_encode_flags() const { return is_present() || (m_emptyPermitted && m_optional); }
+bool TVKASNComposite::check_encode_flags() const { return is_present() || (emptyPermitted_ && optional_); }
 
 bool TVKASNComposite::check_encode_flags(bool deep) const {
     return check_encode_flags() && (!deep || is_valid(true));
@@ -156,44 +156,43 @@ bool TVKASNComposite::check_encode_flags(bool deep) const {
 
 int TVKASNComposite::display_state_flags(TVKASNBuffer& out, int indent) const {
     int status = TVKASNObject::display_state_flags(out, indent);
-    for (TVKASNObject const* child = m_first; status == TVKASN_OK && child != nullptr;
-         child = child->m_next) {
+    for (TVKASNObject const* child = first_; status == TVKASN_OK && child != nullptr; child = child->next_) {
         status = child->display_state_flags(out, indent + 2);
     }
     return status;
 }
 
 int TVKASNComposite::register_child(TVKASNObject* child) {
-    if (child == nullptr || child->m_parent != nullptr) {
+    if (child == nullptr || child->parent_ != nullptr) {
         return TVKASN_BAD_VALUE;
     }
-    child->m_parent = this;
-    if (m_last == nullptr) {
-        m_first = child;
+    child->parent_ = this;
+    if (last_ == nullptr) {
+        first_ = child;
     } else {
-        m_last->m_next = child;
+        last_->next_ = child;
     }
-    m_last = child;
+    last_ = child;
     return TVKASN_OK;
 }
 
 int TVKASNComposite::register_child_before(TVKASNObject* child) {
-    if (child == nullptr || child->m_parent != nullptr) {
+    if (child == nullptr || child->parent_ != nullptr) {
         return TVKASN_BAD_VALUE;
     }
-    child->m_parent = this;
-    child->m_next = m_first;
-    m_first = child;
-    if (m_last == nullptr) {
-        m_last = child;
+    child->parent_ = this;
+    child->next_ = first_;
+    first_ = child;
+    if (last_ == nullptr) {
+        last_ = child;
     }
     return TVKASN_OK;
 }
 
-bool TVKASNComposite::get_empty_permitted() { return m_emptyPermitted; }
+bool TVKASNComposite::get_empty_permitted() { return emptyPermitted_; }
 
 unsigned long TVKASNComposite::set_empty_permitted(bool permitted) {
-    m_emptyPermitted = permitted;
+    emptyPermitted_ = permitted;
     return TVKASN_OK;
 }
 

@@ -33,40 +33,40 @@ char const* tvkasnStatusText(int status) {
 }
 
 TVKASNObject::TVKASNObject(TVKASNSecurityType security, int tagClass, unsigned long tag, bool constructed)
-    : m_tag(tag), m_class(static_cast<unsigned char>(tagClass)), m_constructed(constructed),
-      m_secure(security == TVKASNSecure) {}
+    : tag_(tag), class_(static_cast<unsigned char>(tagClass)), constructed_(constructed),
+      secure_(security == TVKASNSecure) {}
 
 TVKASNObject::~TVKASNObject() { release_storage(); }
 
 void TVKASNObject::check_valid(bool /*deep*/) {
-    if (!m_present) {
-        m_encodingValid = false;
+    if (!present_) {
+        encodingValid_ = false;
     }
 }
 
 void TVKASNObject::invalidate_encoding() const {
-    for (TVKASNObject const* object = this; object != nullptr; object = object->m_parent) {
-        object->m_encodingValid = false;
+    for (TVKASNObject const* object = this; object != nullptr; object = object->parent_) {
+        object->encodingValid_ = false;
     }
 }
 
 void TVKASNObject::invalidate_value(TVKASNInvalidateType type) {
     invalidate_encoding();
     if (type == TVKASNInvalidateValue) {
-        m_present = false;
+        present_ = false;
     }
 }
 
-void TVKASNObject::set_value_valid() { m_present = true; }
+void TVKASNObject::set_value_valid() { present_ = true; }
 
 bool TVKASNObject::check_type(unsigned long tag, int tagClass) const {
-    return tag == m_tag && tagClass == m_class;
+    return tag == tag_ && tagClass == class_;
 }
 
-void TVKASNObject::set_default_value(TVKASNObject* value) { m_default = value; }
+void TVKASNObject::set_default_value(TVKASNObject* value) { default_ = value; }
 
 int TVKASNObject::get_encoding() const {
-    return m_encodingValid || check_encode_flags(true) ? TVKASN_OK : TVKASN_NO_VALUE;
+    return encodingValid_ || check_encode_flags(true) ? TVKASN_OK : TVKASN_NO_VALUE;
 }
 
 int TVKASNObject::get_encoding(TVKASNBuffer& out) const { return write(out); }
@@ -75,13 +75,13 @@ int TVKASNObject::emptyi() { return TVKASN_OK; }
 
 int TVKASNObject::get_child_count() const { return 0; }
 
-bool TVKASNObject::encoding_primitive_permitted() const { return !m_constructed; }
+bool TVKASNObject::encoding_primitive_permitted() const { return !constructed_; }
 
-bool TVKASNObject::encoding_constructed_permitted() const { return m_constructed; }
+bool TVKASNObject::encoding_constructed_permitted() const { return constructed_; }
 
 bool TVKASNObject::encoding_indefinite_permitted() const { return false; }
 
-bool TVKASNObject::is_constructed() const { return m_constructed; }
+bool TVKASNObject::is_constructed() const { return constructed_; }
 
 void TVKASNObject::set_indefinite_length(bool /*indefinite*/) {}
 
@@ -89,16 +89,16 @@ bool TVKASNObject::is_indefinite_length() const { return false; }
 
 bool TVKASNObject::is_polymorphic() const { return false; }
 
-bool TVKASNObject::should_generate_constructed() const { return m_constructed; }
+bool TVKASNObject::should_generate_constructed() const { return constructed_; }
 
 void TVKASNObject::set_class(int tagClass) {
     empty();
-    m_class = static_cast<unsigned char>(tagClass);
+    class_ = static_cast<unsigned char>(tagClass);
 }
 
 void TVKASNObject::set_tag(unsigned long tag) {
     empty();
-    m_tag = tag;
+    tag_ = tag;
 }
 
 int TVKASNObject::display(TVKASNBuffer& /*out*/) const { return is_present() ? TVKASN_OK : TVKASN_NO_VALUE; }
@@ -112,23 +112,21 @@ int TVKASNObject::empty() {
 
 int TVKASNObject::normalize() { return TVKASN_OK; }
 
-bool TVKASNObject::is_optional() const { return m_optional; }
+bool TVKASNObject::is_optional() const { return optional_; }
 
-bool TVKASNObject::is_defaultable() const { return m_default != nullptr; }
+bool TVKASNObject::is_defaultable() const { return default_ != nullptr; }
 
-bool TVKASNObject::is_encoding_valid() const { return m_encodingValid; }
+bool TVKASNObject::is_encoding_valid() const { return encodingValid_; }
 
-TVKASNObject* TVKASNObject::get_default_value() const { return m_default; }
+TVKASNObject* TVKASNObject::get_default_value() const { return default_; }
 
-bool TVKASNObject::is_default_value() const {
-    return m_default != nullptr && compare(*this, *m_default) == 0;
-}
+bool TVKASNObject::is_default_value() const { return default_ != nullptr && compare(*this, *default_) == 0; }
 
-bool TVKASNObject::is_valid(bool /*deep*/) const { return m_present; }
+bool TVKASNObject::is_valid(bool /*deep*/) const { return present_; }
 
-bool TVKASNObject::is_present() const { return m_present; }
+bool TVKASNObject::is_present() const { return present_; }
 
-void TVKASNObject::set_secure(TVKASNSecurityType security) { m_secure = security == TVKASNSecure; }
+void TVKASNObject::set_secure(TVKASNSecurityType security) { secure_ = security == TVKASNSecure; }
 
 int TVKASNObject::read(TVKASNCBuffer& in) {
     tvk::DerHeader header;
@@ -145,12 +143,12 @@ int TVKASNObject::read(TVKASNCBuffer& in) {
     }
     if (status != TVKASN_OK) {
         empty();
-        if (m_otherEncodings && read_other_encoding(in) == TVKASN_OK) {
+        if (otherEncodings_ && read_other_encoding(in) == TVKASN_OK) {
             status = TVKASN_OK;
         }
     }
-    if (m_parent != nullptr) {
-        m_parent->invalidate_encoding();
+    if (parent_ != nullptr) {
+        parent_->invalidate_encoding();
     }
     return status;
 }
@@ -173,8 +171,8 @@ int TVKASNObject::decode_owned(unsigned char* storage, unsigned long size) {
         tvk_secure_wipe(storage, size);
         return status;
     }
-    m_storage = holder.release();
-    m_storageSize = size;
+    storage_ = holder.release();
+    storageSize_ = size;
     return TVKASN_OK;
 }
 
@@ -192,8 +190,8 @@ int TVKASNObject::read_other_encoding(TVKASNCBuffer& in) {
         return status;
     }
     // The children stay with the canonical copy; the whole is written as it came.
-    m_encoding = m_storage + canonicalLength;
-    m_encodingLength = consumed;
+    encoding_ = storage_ + canonicalLength;
+    encodingLength_ = consumed;
     in.data += consumed;
     in.length -= consumed;
     return TVKASN_OK;
@@ -201,28 +199,28 @@ int TVKASNObject::read_other_encoding(TVKASNCBuffer& in) {
 
 // Takes the value at the front of `in`, whose bytes stay where they are. The header fits the object's tag.
 int TVKASNObject::decode(TVKASNCBuffer& in, tvk::DerHeader const& header) {
-    if (header.constructed != m_constructed && !is_polymorphic()) {
+    if (header.constructed != constructed_ && !is_polymorphic()) {
         return TVKASN_WRONG_TYPE;
     }
     release_storage();
-    m_encoding = in.data;
-    m_encodingLength = header.headerLength + header.contentLength;
-    m_headerLength = header.headerLength;
+    encoding_ = in.data;
+    encodingLength_ = header.headerLength + header.contentLength;
+    headerLength_ = header.headerLength;
     TVKASNCBuffer content(in.data + header.headerLength, header.contentLength);
     if (int const status = decode_value(content, header.contentLength); status != TVKASN_OK) {
         forget_value();
         return status;
     }
-    m_present = true;
-    m_encodingValid = true;
-    in.data += m_encodingLength;
-    in.length -= m_encodingLength;
+    present_ = true;
+    encodingValid_ = true;
+    in.data += encodingLength_;
+    in.length -= encodingLength_;
     return TVKASN_OK;
 }
 
 int TVKASNObject::write(TVKASNBuffer& out) const {
-    if (m_encodingValid) {
-        out.append(m_encoding, m_encodingLength);
+    if (encodingValid_) {
+        out.append(encoding_, encodingLength_);
         return TVKASN_OK;
     }
     if (!is_present()) {
@@ -233,26 +231,26 @@ int TVKASNObject::write(TVKASNBuffer& out) const {
         return status;
     }
     unsigned char header[tvk::kLongestHeader];
-    out.append(header, tvk::writeDerHeader(header, m_class, m_constructed, m_tag, body.length));
+    out.append(header, tvk::writeDerHeader(header, class_, constructed_, tag_, body.length));
     out.append(body.data, body.length);
     return TVKASN_OK;
 }
 
 int TVKASNObject::set_optional(bool optional) {
-    m_optional = optional;
+    optional_ = optional;
     return TVKASN_OK;
 }
 
-bool TVKASNObject::check_encode_flags() const { return m_present; }
+bool TVKASNObject::check_encode_flags() const { return present_; }
 
 bool TVKASNObject::check_encode_flags(bool /*deep*/) const { return check_encode_flags(); }
 
 int TVKASNObject::display_state_flags(TVKASNBuffer& out, int indent) const {
     std::string line(static_cast<std::size_t>(indent < 0 ? 0 : indent), ' ');
     line += is_present() ? "present" : "absent";
-    line += m_encodingValid ? " encoded" : "";
-    line += m_optional ? " optional" : "";
-    line += m_secure ? " secure" : "";
+    line += encodingValid_ ? " encoded" : "";
+    line += optional_ ? " optional" : "";
+    line += secure_ ? " secure" : "";
     line += '\n';
     out.append(reinterpret_cast<unsigned char const*>(line.data()), line.size());
     return TVKASN_OK;
@@ -281,15 +279,15 @@ int TVKASNObject::compare(TVKASNObject const& a, TVKASNObject const& b) {
     // Encodings that were kept are compared where they stand, without a copy.
     TVKASNBuffer writtenA(TVKASNSecure);
     TVKASNBuffer writtenB(TVKASNSecure);
-    TVKASNCBuffer viewA(a.m_encoding, a.m_encodingLength);
-    TVKASNCBuffer viewB(b.m_encoding, b.m_encodingLength);
+    TVKASNCBuffer viewA(a.encoding_, a.encodingLength_);
+    TVKASNCBuffer viewB(b.encoding_, b.encodingLength_);
     bool hasA = true;
     bool hasB = true;
-    if (!a.m_encodingValid) {
+    if (!a.encodingValid_) {
         hasA = a.write(writtenA) == TVKASN_OK;
         viewA = writtenA;
     }
-    if (!b.m_encodingValid) {
+    if (!b.encodingValid_) {
         hasB = b.write(writtenB) == TVKASN_OK;
         viewB = writtenB;
     }
@@ -299,17 +297,17 @@ int TVKASNObject::compare(TVKASNObject const& a, TVKASNObject const& b) {
     return tvk::compareValues(viewA.data, viewA.length, viewB.data, viewB.length);
 }
 
-void TVKASNObject::accept_other_encodings() { m_otherEncodings = true; }
+void TVKASNObject::accept_other_encodings() { otherEncodings_ = true; }
 
 unsigned char const* TVKASNObject::content() const {
-    return m_encoding == nullptr ? nullptr : m_encoding + m_headerLength;
+    return encoding_ == nullptr ? nullptr : encoding_ + headerLength_;
 }
 
-unsigned long TVKASNObject::content_length() const { return m_encodingLength - m_headerLength; }
+unsigned long TVKASNObject::content_length() const { return encodingLength_ - headerLength_; }
 
 int TVKASNObject::store_content(unsigned char const* bytes, unsigned long length) {
     unsigned char header[tvk::kLongestHeader];
-    unsigned int const headerLength = tvk::writeDerHeader(header, m_class, m_constructed, m_tag, length);
+    unsigned int const headerLength = tvk::writeDerHeader(header, class_, constructed_, tag_, length);
     unsigned long const size = headerLength + length;
     auto storage = std::make_unique_for_overwrite<unsigned char[]>(size);
     std::memcpy(storage.get(), header, headerLength);
@@ -317,37 +315,37 @@ int TVKASNObject::store_content(unsigned char const* bytes, unsigned long length
         std::memcpy(storage.get() + headerLength, bytes, length);
     }
     release_storage();
-    m_storage = storage.release();
-    m_storageSize = size;
-    m_encoding = m_storage;
-    m_encodingLength = size;
-    m_headerLength = static_cast<unsigned char>(headerLength);
+    storage_ = storage.release();
+    storageSize_ = size;
+    encoding_ = storage_;
+    encodingLength_ = size;
+    headerLength_ = static_cast<unsigned char>(headerLength);
     invalidate_encoding();
-    m_encodingValid = true;
-    m_present = true;
+    encodingValid_ = true;
+    present_ = true;
     return TVKASN_OK;
 }
 
-TVKASNSecurityType TVKASNObject::security() const { return m_secure ? TVKASNSecure : TVKASNNotSecure; }
+TVKASNSecurityType TVKASNObject::security() const { return secure_ ? TVKASNSecure : TVKASNNotSecure; }
 
-TVKASNObject* TVKASNObject::next_sibling() const { return m_next; }
+TVKASNObject* TVKASNObject::next_sibling() const { return next_; }
 
 void TVKASNObject::release_storage() noexcept {
-    if (m_storage != nullptr) {
-        if (m_secure) {
-            tvk_secure_wipe(m_storage, m_storageSize);
+    if (storage_ != nullptr) {
+        if (secure_) {
+            tvk_secure_wipe(storage_, storageSize_);
         }
-        delete[] m_storage;
-        m_storage = nullptr;
-        m_storageSize = 0;
+        delete[] storage_;
+        storage_ = nullptr;
+        storageSize_ = 0;
     }
 }
 
 void TVKASNObject::forget_value() noexcept {
     release_storage();
-    m_present = false;
-    m_encodingValid = false;
-    m_encoding = nullptr;
-    m_encodingLength = 0;
-    m_headerLength = 0;
+    present_ = false;
+    encodingValid_ = false;
+    encoding_ = nullptr;
+    encodingLength_ = 0;
+    headerLength_ = 0;
 }

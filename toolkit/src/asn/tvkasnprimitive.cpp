@@ -244,12 +244,12 @@ int TVKASNAny::encode_value(TVKASNBuffer& out) const {
 bool TVKASNAny::is_polymorphic() const { return true; }
 
 void TVKASNAny::set_class(int tagClass) {
-    m_tagged = true;
+    tagged_ = true;
     TVKASNObject::set_class(tagClass);
 }
 
 void TVKASNAny::set_tag(unsigned long tag) {
-    m_tagged = true;
+    tagged_ = true;
     TVKASNObject::set_tag(tag);
 }
 
@@ -262,5 +262,5 @@ int TVKASNAny::display(TVKASNBuffer& out) const {
 }
 
 bool TVKASNAny::check_type(unsigned long tag, int tagClass) const {
-    return !m_tagged || TVKASNObject::check_type(tag, tagClass);
+    return !tagged_ || TVKASNObject::check_type(tag, tagClass);
 }

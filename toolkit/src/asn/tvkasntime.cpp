@@ -13,18 +13,18 @@ constexpr int kFirstTwoDigitYear = 1950;
 // Reads decimal digits from the front of a text.
 class DigitReader {
 public:
-    DigitReader(unsigned char const* text, unsigned long length) : m_at(text), m_left(length) {}
+    DigitReader(unsigned char const* text, unsigned long length) : at_(text), left_(length) {}
 
     std::optional<int> number(unsigned int digits) {
-        if (m_left < digits) {
+        if (left_ < digits) {
             return std::nullopt;
         }
         int value = 0;
         for (unsigned int i = 0; i < digits; ++i) {
-            if (m_at[i] < '0' || m_at[i] > '9') {
+            if (at_[i] < '0' || at_[i] > '9') {
                 return std::nullopt;
             }
-            value = value * 10 + (m_at[i] - '0');
+            value = value * 10 + (at_[i] - '0');
         }
         skip(digits);
         return value;
@@ -35,18 +35,18 @@ public:
         return value && *value >= least && *value <= most ? value : std::nullopt;
     }
 
-    bool atDigit() const { return m_left != 0 && *m_at >= '0' && *m_at <= '9'; }
-    bool atEnd() const { return m_left == 0; }
-    char peek() const { return m_left == 0 ? '\0' : static_cast<char>(*m_at); }
+    bool atDigit() const { return left_ != 0 && *at_ >= '0' && *at_ <= '9'; }
+    bool atEnd() const { return left_ == 0; }
+    char peek() const { return left_ == 0 ? '\0' : static_cast<char>(*at_); }
 
     void skip(unsigned int count) {
-        m_at += count;
-        m_left -= count;
+        at_ += count;
+        left_ -= count;
     }
 
 private:
-    unsigned char const* m_at;
-    unsigned long m_left;
+    unsigned char const* at_;
+    unsigned long left_;
 };
 
 // The minutes that a zone lies ahead of UTC.

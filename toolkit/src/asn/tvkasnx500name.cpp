@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -87,7 +88,13 @@ struct ComparableAttribute {
     std::u32string text; // of a text
     std::string value;   // of anything else
 
-    auto operator<=>(ComparableAttribute const&) const = default;
+    auto fields() const { return std::tie(relativeName, type, isText, text, value); }
+    friend bool operator==(ComparableAttribute const& a, ComparableAttribute const& b) {
+        return a.fields() == b.fields();
+    }
+    friend bool operator<(ComparableAttribute const& a, ComparableAttribute const& b) {
+        return a.fields() < b.fields();
+    }
 };
 
 std::string bytesOf(TVKASNCBuffer const& view) {

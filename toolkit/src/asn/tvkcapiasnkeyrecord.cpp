@@ -36,7 +36,7 @@ TVKASNCBuffer viewOf(TVKASNOctetString const& value) {
 
 TVKCAPIASNKeyRecord::TVKCAPIASNKeyRecord(TVKString const& providerName, TVKBuffer const& objectId,
                                          unsigned int keySize, TVKBuffer const& subject)
-    : m_providerName(providerName), m_objectId(objectId), m_keySize(keySize), m_subject(subject) {}
+    : providerName_(providerName), objectId_(objectId), keySize_(keySize), subject_(subject) {}
 
 TVKCAPIASNKeyRecord::TVKCAPIASNKeyRecord(TVKBuffer const& encoded) {
     KeyRecordSequence record;
@@ -52,29 +52,29 @@ TVKCAPIASNKeyRecord::TVKCAPIASNKeyRecord(TVKBuffer const& encoded) {
                               tvkasnStatusText(status));
     }
     TVKASNCBuffer const name = viewOf(record.providerName);
-    m_providerName =
+    providerName_ =
         TVKString(reinterpret_cast<char const*>(name.data), static_cast<unsigned int>(name.length));
-    m_objectId = TVKBuffer(viewOf(record.objectId));
-    m_keySize = static_cast<unsigned int>(keySize);
-    m_subject = TVKBuffer(viewOf(record.subject));
+    objectId_ = TVKBuffer(viewOf(record.objectId));
+    keySize_ = static_cast<unsigned int>(keySize);
+    subject_ = TVKBuffer(viewOf(record.subject));
 }
 
 TVKCAPIASNKeyRecord::~TVKCAPIASNKeyRecord() = default;
 
 TVKBuffer TVKCAPIASNKeyRecord::getBuffer() const {
     KeyRecordSequence record;
-    record.providerName.set_value(reinterpret_cast<unsigned char const*>(m_providerName.c_str()),
-                                  m_providerName.size());
-    record.objectId.set_value(m_objectId.getValue(), m_objectId.getLength());
-    record.keySize.set_value(static_cast<long>(m_keySize));
-    record.subject.set_value(m_subject.getValue(), m_subject.getLength());
+    record.providerName.set_value(reinterpret_cast<unsigned char const*>(providerName_.c_str()),
+                                  providerName_.size());
+    record.objectId.set_value(objectId_.getValue(), objectId_.getLength());
+    record.keySize.set_value(static_cast<long>(keySize_));
+    record.subject.set_value(subject_.getValue(), subject_.getLength());
     return TVKASNUtility::getDEREncoding(record);
 }
 
-TVKString TVKCAPIASNKeyRecord::getProviderName() const { return m_providerName; }
+TVKString TVKCAPIASNKeyRecord::getProviderName() const { return providerName_; }
 
-TVKBuffer TVKCAPIASNKeyRecord::getObjectId() const { return m_objectId; }
+TVKBuffer TVKCAPIASNKeyRecord::getObjectId() const { return objectId_; }
 
-unsigned int TVKCAPIASNKeyRecord::getKeySize() const { return m_keySize; }
+unsigned int TVKCAPIASNKeyRecord::getKeySize() const { return keySize_; }
 
-TVKBuffer TVKCAPIASNKeyRecord::getSubject() const { return m_subject; }
+TVKBuffer TVKCAPIASNKeyRecord::getSubject() const { return subject_; }

@@ -3,19 +3,19 @@
 namespace tvk {
 
 int NameCursor::next(NameAttribute& attribute) {
-    while (m_set.atEnd()) {
-        if (m_names.atEnd()) {
+    while (set_.atEnd()) {
+        if (names_.atEnd()) {
             return TVKASN_NO_VALUE;
         }
         TVKASNCBuffer set;
-        if (int const status = m_names.expect(kSetOctet, set); status != TVKASN_OK) {
+        if (int const status = names_.expect(kSetOctet, set); status != TVKASN_OK) {
             return status;
         }
-        m_set = DerCursor(set.data, set.length);
-        ++m_count;
+        set_ = DerCursor(set.data, set.length);
+        ++count_;
     }
     TVKASNCBuffer pair;
-    if (int const status = m_set.expect(kSequenceOctet, pair); status != TVKASN_OK) {
+    if (int const status = set_.expect(kSequenceOctet, pair); status != TVKASN_OK) {
         return status;
     }
     DerCursor parts(pair.data, pair.length);
@@ -29,7 +29,7 @@ int NameCursor::next(NameAttribute& attribute) {
         status != TVKASN_OK) {
         return status;
     }
-    attribute.relativeName = m_count - 1;
+    attribute.relativeName = count_ - 1;
     return parts.atEnd() ? TVKASN_OK : TVKASN_TRAILING_DATA;
 }
 

@@ -19,16 +19,16 @@ struct NameAttribute {
 class NameCursor {
 public:
     NameCursor(unsigned char const* content, unsigned long length)
-        : m_names(content, length), m_set(content, 0) {}
+        : names_(content, length), set_(content, 0) {}
 
     // TVKASN_OK with the next attribute; TVKASN_NO_VALUE behind the last one; else what is wrong with the
     // name.
     int next(NameAttribute& attribute);
 
 private:
-    DerCursor m_names;
-    DerCursor m_set;
-    unsigned int m_count = 0;
+    DerCursor names_;
+    DerCursor set_;
+    unsigned int count_ = 0;
 };
 
 // How many bytes a character of a string type takes: 0 for UTF-8, 1, 2 or 4; -1 for a type that isn't text.

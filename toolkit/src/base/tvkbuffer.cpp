@@ -18,19 +18,19 @@ TVKBuffer::TVKBuffer(unsigned int length, unsigned char const* value) {
         assign(length, value);
     } else if (length != 0) {
         reserve(length);
-        std::memset(m_view.data, 0, length);
-        m_view.length = length;
+        std::memset(view_.data, 0, length);
+        view_.length = length;
     }
 }
 
-TVKBuffer::TVKBuffer(TVKBuffer const& other) : TVKBuffer(other.m_view) {}
+TVKBuffer::TVKBuffer(TVKBuffer const& other) : TVKBuffer(other.view_) {}
 
 TVKBuffer::TVKBuffer(TVKBuffer&& other) noexcept
-    : m_view(std::exchange(other.m_view, TVKASNCBuffer())), m_capacity(std::exchange(other.m_capacity, 0)) {}
+    : view_(std::exchange(other.view_, TVKASNCBuffer())), capacity_(std::exchange(other.capacity_, 0)) {}
 
 TVKBuffer& TVKBuffer::operator=(TVKBuffer const& other) {
     if (this != &other) {
-        assign(static_cast<unsigned int>(other.m_view.length), other.m_view.data);
+        assign(static_cast<unsigned int>(other.view_.length), other.view_.data);
     }
     return *this;
 }
@@ -38,8 +38,8 @@ TVKBuffer& TVKBuffer::operator=(TVKBuffer const& other) {
 TVKBuffer& TVKBuffer::operator=(TVKBuffer&& other) noexcept {
     if (this != &other) {
         release();
-        m_view = std::exchange(other.m_view, TVKASNCBuffer());
-        m_capacity = std::exchange(other.m_capacity, 0);
+        view_ = std::exchange(other.view_, TVKASNCBuffer());
+        capacity_ = std::exchange(other.capacity_, 0);
     }
     return *this;
 }
@@ -53,66 +53,66 @@ TVKBuffer::TVKBuffer(TVKString const& text) {
 }
 
 void TVKBuffer::assign(unsigned int length, unsigned char const* value) {
-    if (length > m_capacity) {
+    if (length > capacity_) {
         TVKBuffer fresh;
         fresh.reserve(length);
-        std::memcpy(fresh.m_view.data, value, length);
-        fresh.m_view.length = length;
+        std::memcpy(fresh.view_.data, value, length);
+        fresh.view_.length = length;
         *this = std::move(fresh);
         return;
     }
     if (length != 0) {
-        std::memmove(m_view.data, value, length);
+        std::memmove(view_.data, value, length);
     }
-    if (length < m_view.length) {
-        tvk_secure_wipe(m_view.data + length, m_view.length - length);
+    if (length < view_.length) {
+        tvk_secure_wipe(view_.data + length, view_.length - length);
     }
-    m_view.length = length;
+    view_.length = length;
 }
 
 void TVKBuffer::append(unsigned int length, unsigned char const* value) {
     if (length == 0) {
         return;
     }
-    unsigned long const needed = m_view.length + length;
-    if (needed > m_capacity) {
+    unsigned long const needed = view_.length + length;
+    if (needed > capacity_) {
         TVKBuffer fresh;
-        fresh.reserve(m_capacity == 0 ? needed : std::max(needed, m_capacity * 2));
-        if (m_view.length != 0) {
-            std::memcpy(fresh.m_view.data, m_view.data, m_view.length);
+        fresh.reserve(capacity_ == 0 ? needed : std::max(needed, capacity_ * 2));
+        if (view_.length != 0) {
+            std::memcpy(fresh.view_.data, view_.data, view_.length);
         }
-        std::memcpy(fresh.m_view.data + m_view.length, value, length);
-        fresh.m_view.length = needed;
+        std::memcpy(fresh.view_.data + view_.length, value, length);
+        fresh.view_.length = needed;
         *this = std::move(fresh);
         return;
     }
-    std::memcpy(m_view.data + m_view.length, value, length);
-    m_view.length = needed;
+    std::memcpy(view_.data + view_.length, value, length);
+    view_.length = needed;
 }
 
-unsigned long TVKBuffer::getLength() const { return m_view.length; }
+unsigned long TVKBuffer::getLength() const { return view_.length; }
 
-unsigned char const* TVKBuffer::getValue() const { return m_view.data; }
+unsigned char const* TVKBuffer::getValue() const { return view_.data; }
 
-TVKASNCBuffer const& TVKBuffer::get() const { return m_view; }
+TVKASNCBuffer const& TVKBuffer::get() const { return view_; }
 
 int TVKBuffer::compare(TVKBuffer const& other) const {
-    unsigned long const common = std::min(m_view.length, other.m_view.length);
-    int const order = common == 0 ? 0 : std::memcmp(m_view.data, other.m_view.data, common);
-    if (order != 0 || m_view.length == other.m_view.length) {
+    unsigned long const common = std::min(view_.length, other.view_.length);
+    int const order = common == 0 ? 0 : std::memcmp(view_.data, other.view_.data, common);
+    if (order != 0 || view_.length == other.view_.length) {
         return order;
     }
-    return m_view.length < other.m_view.length ? -1 : 1;
+    return view_.length < other.view_.length ? -1 : 1;
 }
 
 void TVKBuffer::reserve(unsigned long capacity) {
-    m_view.data = new unsigned char[capacity];
-    m_capacity = capacity;
+    view_.data = new unsigned char[capacity];
+    capacity_ = capacity;
 }
 
 void TVKBuffer::release() noexcept {
-    tvk_secure_wipe(m_view.data, m_view.length);
-    delete[] m_view.data;
-    m_view = TVKASNCBuffer();
-    m_capacity = 0;
+    tvk_secure_wipe(view_.data, view_.length);
+    delete[] view_.data;
+    view_ = TVKASNCBuffer();
+    capacity_ = 0;
 }

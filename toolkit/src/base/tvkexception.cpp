@@ -3,9 +3,9 @@
 #include <cstdio>
 
 TVKException::TVKException(TVKString const& file, int line, int code, TVKString const& message)
-    : m_file(file), m_line(line), m_code(code), m_message(message), m_rendering(message.view()) {
-    if (m_rendering.empty()) {
-        m_rendering = "failure " + std::to_string(code);
+    : file_(file), line_(line), code_(code), message_(message), rendering_(message.view()) {
+    if (rendering_.empty()) {
+        rendering_ = "failure " + std::to_string(code);
     }
 }
 
@@ -13,24 +13,24 @@ TVKException::TVKException(TVKException const& other) = default;
 TVKException& TVKException::operator=(TVKException const& other) = default;
 TVKException::~TVKException() = default;
 
-TVKString const& TVKException::getFile() const { return m_file; }
+TVKString const& TVKException::getFile() const { return file_; }
 
-int TVKException::getLine() const { return m_line; }
+int TVKException::getLine() const { return line_; }
 
-int TVKException::getCode() const { return m_code; }
+int TVKException::getCode() const { return code_; }
 
-TVKString const& TVKException::getMessage() const { return m_message; }
+TVKString const& TVKException::getMessage() const { return message_; }
 
-char const* TVKException::what() const noexcept { return m_rendering.c_str(); }
+char const* TVKException::what() const noexcept { return rendering_.c_str(); }
 
-void TVKException::setRendering(std::string const& rendering) { m_rendering = rendering; }
+void TVKException::setRendering(std::string const& rendering) { rendering_ = rendering; }
 
 TVKCAPIException::TVKCAPIException(TVKString const& file, int line, int code, TVKString const& message)
     : TVKException(file, line, code, message) {}
 
 TVKCAPIException::TVKCAPIException(TVKString const& file, int line, int code, TVKString const& message,
                                    int systemCode)
-    : TVKException(file, line, code, message), m_hasSystemCode(true), m_systemCode(systemCode) {
+    : TVKException(file, line, code, message), hasSystemCode_(true), systemCode_(systemCode) {
     char digits[16];
     std::snprintf(digits, sizeof digits, "%x", static_cast<unsigned int>(systemCode));
     setRendering(std::string(message.view()) + digits);
@@ -40,9 +40,9 @@ TVKCAPIException::TVKCAPIException(TVKCAPIException const& other) = default;
 TVKCAPIException& TVKCAPIException::operator=(TVKCAPIException const& other) = default;
 TVKCAPIException::~TVKCAPIException() = default;
 
-bool TVKCAPIException::hasSystemCode() const { return m_hasSystemCode; }
+bool TVKCAPIException::hasSystemCode() const { return hasSystemCode_; }
 
-int TVKCAPIException::getSystemCode() const { return m_systemCode; }
+int TVKCAPIException::getSystemCode() const { return systemCode_; }
 
 TVKASNException::TVKASNException(TVKString const& file, int line, int code, TVKString const& message)
     : TVKException(file, line, code, message) {}

@@ -10,13 +10,9 @@ constinit std::atomic<long> s_instances{0};
 
 } // namespace
 
-TVKMutex::TVKMutex() = default;
+void TVKMutex::lock() { mutex_.lock(); }
 
-TVKMutex::~TVKMutex() = default;
-
-void TVKMutex::lock() { m_mutex.lock(); }
-
-void TVKMutex::unlock() { m_mutex.unlock(); }
+void TVKMutex::unlock() { mutex_.unlock(); }
 
 TVKCoreGlobal::TVKCoreGlobal() { s_instances.fetch_add(1); }
 

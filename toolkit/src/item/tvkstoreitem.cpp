@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-TVKStoreItem::TVKStoreItem(TVKBuffer const& label) : m_label(label) {}
+TVKStoreItem::TVKStoreItem(TVKBuffer const& label) : label_(label) {}
 
 TVKStoreItem::~TVKStoreItem() = default;
 
@@ -11,26 +11,25 @@ bool TVKStoreItem::isKindOf(TVKString const& name) const { return name.compare("
 TVKString TVKStoreItem::getInstanceName() const { return "TVKStoreItem"; }
 
 TVKASNUTF8String& TVKStoreItem::getLabel(TVKASNUTF8String& out) const {
-    out.set_value(m_label.getValue(), m_label.getLength());
+    out.set_value(label_.getValue(), label_.getLength());
     return out;
 }
 
 TVKString TVKStoreItem::getLabelAsString() const {
-    return {reinterpret_cast<char const*>(m_label.getValue()),
-            static_cast<unsigned int>(m_label.getLength())};
+    return {reinterpret_cast<char const*>(label_.getValue()), static_cast<unsigned int>(label_.getLength())};
 }
 
-TVKBuffer const& TVKStoreItem::label() const { return m_label; }
+TVKBuffer const& TVKStoreItem::label() const { return label_; }
 
 void TVKStoreItem::dumpLabel(std::ostream& out) const {
     out << getInstanceName().view() << " \"" << getLabelAsString().view() << '"';
 }
 
-TVKKeyItem::TVKKeyItem(TVKKRYKey const& key, TVKBuffer const& label) : TVKStoreItem(label), m_key(key) {}
+TVKKeyItem::TVKKeyItem(TVKKRYKey const& key, TVKBuffer const& label) : TVKStoreItem(label), key_(key) {}
 
 void TVKKeyItem::dump(std::ostream& out) const {
     dumpLabel(out);
-    out << " key format " << m_key.getFormat() << '\n';
+    out << " key format " << key_.getFormat() << '\n';
 }
 
 TVKKeyItem::~TVKKeyItem() = default;
@@ -41,14 +40,14 @@ bool TVKKeyItem::isKindOf(TVKString const& name) const {
 
 TVKString TVKKeyItem::getInstanceName() const { return "TVKKeyItem"; }
 
-TVKKRYKey TVKKeyItem::getKey() const { return m_key; }
+TVKKRYKey TVKKeyItem::getKey() const { return key_; }
 
 TVKCertItem::TVKCertItem(TVKBuffer const& certificateDER, TVKBuffer const& label)
-    : TVKStoreItem(label), m_certificateDER(certificateDER) {}
+    : TVKStoreItem(label), certificateDER_(certificateDER) {}
 
 void TVKCertItem::dump(std::ostream& out) const {
     dumpLabel(out);
-    out << " certificate of " << m_certificateDER.getLength() << " bytes\n";
+    out << " certificate of " << certificateDER_.getLength() << " bytes\n";
 }
 
 TVKCertItem::~TVKCertItem() = default;
@@ -59,7 +58,7 @@ bool TVKCertItem::isKindOf(TVKString const& name) const {
 
 TVKString TVKCertItem::getInstanceName() const { return "TVKCertItem"; }
 
-TVKBuffer TVKCertItem::getCertificateDER() const { return m_certificateDER; }
+TVKBuffer TVKCertItem::getCertificateDER() const { return certificateDER_; }
 
 namespace {
 
@@ -73,12 +72,12 @@ TVKBuffer labelOf(TVKCertItem const& certItem, TVKKeyItem const& keyItem) {
 } // namespace
 
 TVKKeyCertItem::TVKKeyCertItem(TVKKeyItem const& keyItem, TVKCertItem const& certItem)
-    : TVKStoreItem(labelOf(certItem, keyItem)), m_key(keyItem.getKey()), m_certItem(certItem) {}
+    : TVKStoreItem(labelOf(certItem, keyItem)), key_(keyItem.getKey()), certItem_(certItem) {}
 
 void TVKKeyCertItem::dump(std::ostream& out) const {
     dumpLabel(out);
-    out << " key format " << m_key.getFormat() << ", certificate of "
-        << m_certItem.getCertificateDER().getLength() << " bytes\n";
+    out << " key format " << key_.getFormat() << ", certificate of "
+        << certItem_.getCertificateDER().getLength() << " bytes\n";
 }
 
 TVKKeyCertItem::~TVKKeyCertItem() = default;
@@ -89,21 +88,21 @@ bool TVKKeyCertItem::isKindOf(TVKString const& name) const {
 
 TVKString TVKKeyCertItem::getInstanceName() const { return "TVKKeyCertItem"; }
 
-TVKBuffer TVKKeyCertItem::getCertificateDER() const { return m_certItem.getCertificateDER(); }
+TVKBuffer TVKKeyCertItem::getCertificateDER() const { return certItem_.getCertificateDER(); }
 
-TVKCertItem TVKKeyCertItem::getCertItem() const { return m_certItem; }
+TVKCertItem TVKKeyCertItem::getCertItem() const { return certItem_; }
 
-TVKKRYKey TVKKeyCertItem::getKey() const { return m_key; }
+TVKKRYKey TVKKeyCertItem::getKey() const { return key_; }
 
-void TVKKeyCertItem::setKey(TVKKRYKey const& key) { m_key = key; }
+void TVKKeyCertItem::setKey(TVKKRYKey const& key) { key_ = key; }
 
 TVKKeyCertReqItem::TVKKeyCertReqItem(TVKKeyItem const& keyItem, TVKBuffer const& requestDER,
                                      TVKBuffer const& label)
-    : TVKStoreItem(label), m_key(keyItem.getKey()), m_requestDER(requestDER) {}
+    : TVKStoreItem(label), key_(keyItem.getKey()), requestDER_(requestDER) {}
 
 void TVKKeyCertReqItem::dump(std::ostream& out) const {
     dumpLabel(out);
-    out << " key format " << m_key.getFormat() << ", request of " << m_requestDER.getLength() << " bytes\n";
+    out << " key format " << key_.getFormat() << ", request of " << requestDER_.getLength() << " bytes\n";
 }
 
 TVKKeyCertReqItem::~TVKKeyCertReqItem() = default;
@@ -114,6 +113,6 @@ bool TVKKeyCertReqItem::isKindOf(TVKString const& name) const {
 
 TVKString TVKKeyCertReqItem::getInstanceName() const { return "TVKKeyCertReqItem"; }
 
-TVKBuffer TVKKeyCertReqItem::getRequestDER() const { return m_requestDER; }
+TVKBuffer TVKKeyCertReqItem::getRequestDER() const { return requestDER_; }
 
-TVKKRYKey TVKKeyCertReqItem::getKey() const { return m_key; }
+TVKKRYKey TVKKeyCertReqItem::getKey() const { return key_; }

@@ -48,8 +48,8 @@ public:
     void append(unsigned char const* bytes, unsigned long count);
 
 private:
-    unsigned char* m_storage = nullptr;
-    unsigned long m_capacity = 0;
+    unsigned char* storage_ = nullptr;
+    unsigned long capacity_ = 0;
 };
 
 namespace tvk {
@@ -172,22 +172,22 @@ private:
     void release_storage() noexcept;
     void forget_value() noexcept;
 
-    TVKASNObject* m_parent = nullptr;
-    TVKASNObject* m_next = nullptr;
-    TVKASNObject* m_default = nullptr;
-    unsigned char const* m_encoding = nullptr; // the whole value, identifier octets first
-    unsigned long m_encodingLength = 0;
-    unsigned char* m_storage = nullptr; // this object's own copy, null when the bytes are an ancestor's
-    unsigned long m_storageSize = 0;
-    unsigned long m_tag;
-    unsigned char m_class;
-    unsigned char m_headerLength = 0;
-    bool m_constructed : 1;
-    bool m_secure : 1;
-    bool m_optional : 1 = false;
-    bool m_present : 1 = false;
-    mutable bool m_encodingValid : 1 = false;
-    bool m_otherEncodings : 1 = false;
+    TVKASNObject* parent_ = nullptr;
+    TVKASNObject* next_ = nullptr;
+    TVKASNObject* default_ = nullptr;
+    unsigned char const* encoding_ = nullptr; // the whole value, identifier octets first
+    unsigned long encodingLength_ = 0;
+    unsigned char* storage_ = nullptr; // this object's own copy, null when the bytes are an ancestor's
+    unsigned long storageSize_ = 0;
+    unsigned long tag_;
+    unsigned char class_;
+    unsigned char headerLength_ = 0;
+    bool constructed_ : 1;
+    bool secure_ : 1;
+    bool optional_ : 1 = false;
+    bool present_ : 1 = false;
+    mutable bool encodingValid_ : 1 = false;
+    bool otherEncodings_ : 1 = false;
 };
 
 // A value with child objects. A child stays a member of the derived class and isn't owned by the composite.
@@ -228,9 +228,9 @@ public:
     virtual unsigned long set_empty_permitted(bool permitted);
 
 private:
-    TVKASNObject* m_first = nullptr;
-    TVKASNObject* m_last = nullptr;
-    bool m_emptyPermitted = true;
+    TVKASNObject* first_ = nullptr;
+    TVKASNObject* last_ = nullptr;
+    bool emptyPermitted_ = true;
 };
 
 // ASN.1 SEQUENCE with a fixed list of components.

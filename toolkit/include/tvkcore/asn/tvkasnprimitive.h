@@ -128,5 +128,5 @@ protected:
     bool check_type(unsigned long tag, int tagClass) const override;
 
 private:
-    bool m_tagged = false;
+    bool tagged_ = false;
 };

@@ -31,8 +31,8 @@ public:
     TVKBuffer getSubject() const;
 
 private:
-    TVKString m_providerName;
-    TVKBuffer m_objectId;
-    unsigned int m_keySize;
-    TVKBuffer m_subject;
+    TVKString providerName_;
+    TVKBuffer objectId_;
+    unsigned int keySize_;
+    TVKBuffer subject_;
 };

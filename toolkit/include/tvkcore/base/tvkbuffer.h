@@ -67,6 +67,6 @@ private:
     void reserve(unsigned long capacity);
     void release() noexcept;
 
-    TVKASNCBuffer m_view;
-    unsigned long m_capacity = 0;
+    TVKASNCBuffer view_;
+    unsigned long capacity_ = 0;
 };

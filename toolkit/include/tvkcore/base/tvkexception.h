@@ -37,11 +37,11 @@ protected:
     void setRendering(std::string const& rendering);
 
 private:
-    TVKString m_file;
-    int m_line;
-    int m_code;
-    TVKString m_message;
-    std::string m_rendering;
+    TVKString file_;
+    int line_;
+    int code_;
+    TVKString message_;
+    std::string rendering_;
 };
 
 // A failure of the module. In the form with five arguments the platform's last-error value stands beside the
@@ -60,8 +60,8 @@ public:
     int getSystemCode() const;
 
 private:
-    bool m_hasSystemCode = false;
-    int m_systemCode = 0;
+    bool hasSystemCode_ = false;
+    int systemCode_ = 0;
 };
 
 // An ASN.1 call gave a non-zero status, which is the code (see TVKASNStatus).

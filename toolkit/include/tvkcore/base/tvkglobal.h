@@ -10,8 +10,8 @@ enum TVKOwnership { TVKOwnershipNone = 0, TVKOwnershipOwned = 1 };
 // A lock for one holder at a time; not recursive.
 class TVK_API TVKMutex {
 public:
-    TVKMutex();
-    ~TVKMutex();
+    TVKMutex() = default;
+    ~TVKMutex() = default;
     TVKMutex(TVKMutex const&) = delete;
     TVKMutex& operator=(TVKMutex const&) = delete;
 
@@ -19,7 +19,7 @@ public:
     void unlock();
 
 private:
-    std::mutex m_mutex;
+    std::mutex mutex_;
 };
 
 // The library's global object. A module keeps one, made before and destroyed after all its other static

@@ -49,5 +49,5 @@ public:
     friend bool operator==(TVKString const&, TVKString const&) = default;
 
 private:
-    std::string m_text;
+    std::string text_;
 };

@@ -35,7 +35,7 @@ public:
     void record(TVKTraceRecord const& record) override;
 
 private:
-    std::ostream& m_stream;
+    std::ostream& stream_;
 };
 
 // The trace: off until a host turns it on for some components and a sink. Usable from any thread, and from
@@ -71,10 +71,10 @@ public:
 private:
     bool deliver(TVKTraceRecord const& record);
 
-    std::atomic<unsigned long> m_components{0};
-    std::atomic<unsigned long> m_levels{0};
-    std::mutex m_mutex;
-    TVKTraceSink* m_sink = nullptr;
+    std::atomic<unsigned long> components_{0};
+    std::atomic<unsigned long> levels_{0};
+    std::mutex mutex_;
+    TVKTraceSink* sink_ = nullptr;
 };
 
 // Marks the exit of a traced operation: the operation fills both fields, with a null `label` when its entry

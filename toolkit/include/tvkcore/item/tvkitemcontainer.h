@@ -9,11 +9,11 @@
 template <typename Item>
 class TVKItemContainer {
 public:
-    explicit TVKItemContainer(TVKOwnership const& ownership) : m_ownership(ownership) {}
+    explicit TVKItemContainer(TVKOwnership const& ownership) : ownership_(ownership) {}
 
     virtual ~TVKItemContainer() {
-        if (m_ownership == TVKOwnershipOwned) {
-            for (Item* item : m_items) {
+        if (ownership_ == TVKOwnershipOwned) {
+            for (Item* item : items_) {
                 delete item;
             }
         }
@@ -22,15 +22,15 @@ public:
     TVKItemContainer(TVKItemContainer const&) = delete;
     TVKItemContainer& operator=(TVKItemContainer const&) = delete;
 
-    unsigned int size() const { return static_cast<unsigned int>(m_items.size()); }
+    unsigned int size() const { return static_cast<unsigned int>(items_.size()); }
 
     // Removes the oldest item and hands it to the caller; null when there is none.
     Item* pop_front() {
-        if (m_items.empty()) {
+        if (items_.empty()) {
             return nullptr;
         }
-        Item* item = m_items.front();
-        m_items.pop_front();
+        Item* item = items_.front();
+        items_.pop_front();
         return item;
     }
 
@@ -40,13 +40,13 @@ public:
         if (item == nullptr) {
             return false;
         }
-        m_items.push_back(item);
+        items_.push_back(item);
         return true;
     }
 
 private:
-    TVKOwnership m_ownership;
-    std::deque<Item*> m_items;
+    TVKOwnership ownership_;
+    std::deque<Item*> items_;
 };
 
 using TVKKeyItemContainer = TVKItemContainer<TVKKeyItem>;

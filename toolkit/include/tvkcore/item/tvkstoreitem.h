@@ -32,7 +32,7 @@ protected:
     void dumpLabel(std::ostream& out) const;
 
 private:
-    TVKBuffer m_label;
+    TVKBuffer label_;
 };
 
 // A key with a label.
@@ -48,7 +48,7 @@ public:
     TVKKRYKey getKey() const;
 
 private:
-    TVKKRYKey m_key;
+    TVKKRYKey key_;
 };
 
 // A certificate with a label.
@@ -65,7 +65,7 @@ public:
     TVKBuffer getCertificateDER() const;
 
 private:
-    TVKBuffer m_certificateDER;
+    TVKBuffer certificateDER_;
 };
 
 // A key, the certificate that belongs to it, and a label: that of the certificate item, or where it is empty
@@ -85,8 +85,8 @@ public:
     void setKey(TVKKRYKey const& key);
 
 private:
-    TVKKRYKey m_key;
-    TVKCertItem m_certItem;
+    TVKKRYKey key_;
+    TVKCertItem certItem_;
 };
 
 // A key with a certificate request.
@@ -103,6 +103,6 @@ public:
     TVKKRYKey getKey() const;
 
 private:
-    TVKKRYKey m_key;
-    TVKBuffer m_requestDER;
+    TVKKRYKey key_;
+    TVKBuffer requestDER_;
 };

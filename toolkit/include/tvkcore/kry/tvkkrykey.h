@@ -38,10 +38,10 @@ public:
     void setKeyBlob(TVKBuffer const& blob);
 
 private:
-    Type m_type = NoType;
-    Format m_format = NoFormat;
-    Algorithm m_algorithm = NoAlgorithm;
-    TVKBuffer m_blob;
+    Type type_ = NoType;
+    Format format_ = NoFormat;
+    Algorithm algorithm_ = NoAlgorithm;
+    TVKBuffer blob_;
 };
 
 // A public key and the private key that belongs to it.
@@ -57,6 +57,6 @@ public:
     TVKKRYKey const& getPrivateKey() const;
 
 private:
-    TVKKRYKey m_publicKey;
-    TVKKRYKey m_privateKey;
+    TVKKRYKey publicKey_;
+    TVKKRYKey privateKey_;
 };

@@ -14,22 +14,22 @@ public:
     // Adds `value` at the back, unless an element compares equal to it. Tells whether it was added.
     bool insert(T const& value) {
         Predicate const equal{};
-        bool const known = std::any_of(m_values.begin(), m_values.end(),
+        bool const known = std::any_of(values_.begin(), values_.end(),
                                        [&](T const& element) { return equal(element, value); });
         if (!known) {
-            m_values.push_back(value);
+            values_.push_back(value);
         }
         return !known;
     }
 
-    unsigned int size() const { return static_cast<unsigned int>(m_values.size()); }
+    unsigned int size() const { return static_cast<unsigned int>(values_.size()); }
 
     // From front to back.
-    const_iterator begin() const { return m_values.begin(); }
-    const_iterator end() const { return m_values.end(); }
+    const_iterator begin() const { return values_.begin(); }
+    const_iterator end() const { return values_.end(); }
 
 private:
-    std::deque<T> m_values;
+    std::deque<T> values_;
 };
 
 // A set of pointers that can own what it holds. What it owns it destroys by `tvkDestroyElement`, from front

@@ -1,0 +1,46 @@
+# bash completion for tvkstore
+
+_tvkstore() {
+    local current=${COMP_WORDS[COMP_CWORD]}
+    local previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local everywhere="--store --provider --json --module --trace --help"
+    local item="--label --serial --issuer --cert"
+    COMPREPLY=()
+
+    case $previous in
+    --store)
+        mapfile -t COMPREPLY < <(compgen -W "MY CA ROOT UserDS" -- "$current")
+        return
+        ;;
+    --module | --cert | --out)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        return
+        ;;
+    --provider | --label | --serial | --issuer)
+        return
+        ;;
+    esac
+
+    local word command=
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        case $word in
+        providers | list | show | random)
+            command=$word
+            break
+            ;;
+        esac
+    done
+
+    local words
+    case $command in
+    "") words="providers list show random --version $everywhere" ;;
+    list) words="--keys $everywhere" ;;
+    show) words="--keys $item $everywhere" ;;
+    random) words="--out --hex --force $everywhere" ;;
+    *) words=$everywhere ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+
+complete -F _tvkstore tvkstore

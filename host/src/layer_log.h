@@ -1,0 +1,29 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <sys/types.h>
+
+namespace tvkstore {
+
+// The log of the layer under the module, which alone tells path and cause, and alone tells of an entry that a
+// walk passed by as damaged. While one exists the layer writes into memory, unless the caller's WINCRYPT_LOG
+// says where to; what is left goes to standard error at the end.
+class LayerLog {
+public:
+    LayerLog();
+    ~LayerLog();
+    LayerLog(LayerLog const&) = delete;
+    LayerLog& operator=(LayerLog const&) = delete;
+
+    // Puts on standard error what the layer wrote since the last time, every line once a run. True when it
+    // wrote anything, known lines too.
+    bool relay();
+
+private:
+    int m_file = -1;
+    off_t m_read = 0;
+    std::set<std::string> m_told;
+};
+
+} // namespace tvkstore

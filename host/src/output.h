@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tvkstore {
+
+// Takes the bytes of a result. Throws Failure when they can't be written.
+class ByteSink {
+public:
+    virtual ~ByteSink();
+    virtual void write(std::string_view bytes) = 0;
+};
+
+// Writes all of it to a file descriptor. Throws Failure that names `object`.
+void writeAll(int descriptor, std::string_view bytes, std::string const& object);
+
+// Standard output, buffered.
+class Output : public ByteSink {
+public:
+    void write(std::string_view bytes) override;
+
+    // Writes what is left and closes the stream, as some file systems tell of a failed write only then.
+    void finish();
+
+    bool isTerminal() const;
+
+private:
+    void flush();
+
+    std::string m_buffer;
+};
+
+} // namespace tvkstore

@@ -1,0 +1,184 @@
+#include "bundle_store.h"
+
+#include "boundary.h"
+#include "database_files.h"
+#include "file_descriptor.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <openssl/evp.h>
+
+namespace wincrypt {
+
+class Bundle {
+public:
+    struct Entry {
+        Bytes encoding;
+        CertificateFields fields; // views into the encoding
+        std::int64_t identity = 0;
+    };
+
+    Bundle(std::string path, const struct stat& status, std::string_view text);
+
+    bool isOf(const std::string& path, const struct stat& status) const noexcept {
+        return path_ == path && status_.st_dev == status.st_dev && status_.st_ino == status.st_ino &&
+               status_.st_size == status.st_size && status_.st_mtim.tv_sec == status.st_mtim.tv_sec &&
+               status_.st_mtim.tv_nsec == status.st_mtim.tv_nsec;
+    }
+    const std::vector<Entry>& entries() const noexcept { return entries_; }
+
+private:
+    std::string path_;
+    struct stat status_;
+    std::vector<Entry> entries_;
+};
+
+namespace {
+
+constexpr off_t largestBundle = 64 * 1024 * 1024;
+constexpr std::string_view beginMark = "-----BEGIN CERTIFICATE-----";
+constexpr std::string_view endMark = "-----END CERTIFICATE-----";
+
+std::optional<Bytes> decodeBase64(std::string_view text) {
+    std::string compact;
+    compact.reserve(text.size());
+    for (const char byte : text)
+        if (!std::strchr(" \t\r\n", byte))
+            compact += byte;
+    if (compact.empty() || compact.size() % 4 != 0)
+        return std::nullopt;
+    Bytes bytes(compact.size() / 4 * 3);
+    const int size = EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(compact.data()),
+                                     static_cast<int>(compact.size()));
+    if (size < 0)
+        return std::nullopt;
+    const std::size_t padding = compact.ends_with("==") ? 2 : compact.ends_with('=') ? 1 : 0;
+    bytes.resize(static_cast<std::size_t>(size) - padding);
+    return bytes;
+}
+
+std::shared_ptr<const Bundle> readBundle(const std::string& path) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
+    if (!file || ::fstat(file.number(), &status) != 0)
+        failErrno(path, "the trust bundle can't be read");
+    if (!S_ISREG(status.st_mode) || status.st_size > largestBundle) {
+        logLine(path, "refused: not a trust bundle");
+        fail(ERROR_FILE_CORRUPT);
+    }
+    std::string text(static_cast<std::size_t>(status.st_size), '\0');
+    std::size_t size = 0;
+    while (size < text.size()) {
+        const ssize_t count = ::read(file.number(), text.data() + size, text.size() - size);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            failErrno(path, "the trust bundle can't be read");
+        if (count == 0)
+            break;
+        size += static_cast<std::size_t>(count);
+    }
+    text.resize(size);
+    return std::make_shared<const Bundle>(path, status, text);
+}
+
+// Kept until the file changes. Guarded by ProcessLock::bundle; never destroyed.
+std::shared_ptr<const Bundle>& keptBundle() {
+    static auto* const instance = new std::shared_ptr<const Bundle>;
+    return *instance;
+}
+
+std::shared_ptr<const Bundle> currentBundle() {
+    const std::string path = bundlePath();
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        logLine(path, std::string("there is no trust bundle: ") + std::strerror(errno));
+        return nullptr;
+    }
+    {
+        const std::lock_guard lock(processLock(ProcessLock::bundle));
+        if (keptBundle() && keptBundle()->isOf(path, status))
+            return keptBundle();
+    }
+    std::shared_ptr<const Bundle> bundle;
+    if (outcome([&] { bundle = readBundle(path); }) != ERROR_SUCCESS)
+        return nullptr; // logged; the certificates of other members stay visible
+    const std::lock_guard lock(processLock(ProcessLock::bundle));
+    keptBundle() = bundle;
+    return bundle;
+}
+
+} // namespace
+
+Bundle::Bundle(std::string path, const struct stat& status, std::string_view text)
+    : path_(std::move(path)), status_(status) {
+    std::size_t number = 0;
+    for (std::size_t place = text.find(beginMark); place != std::string_view::npos;
+         place = text.find(beginMark, place)) {
+        place += beginMark.size();
+        ++number;
+        const std::size_t end = text.find(endMark, place);
+        Entry entry;
+        auto encoding = decodeBase64(text.substr(place, end == std::string_view::npos ? 0 : end - place));
+        if (encoding)
+            entry.encoding = std::move(*encoding);
+        if (!parseCertificate(entry.encoding, entry.fields)) {
+            logLine(path_, "certificate " + std::to_string(number) + " is damaged and passed by");
+            continue;
+        }
+        entry.identity = identityOf(entry.fields.issuer, entry.fields.serialNumber);
+        entries_.push_back(std::move(entry));
+    }
+}
+
+std::string bundlePath() {
+    const char* named = ::secure_getenv("SSL_CERT_FILE");
+    return named != nullptr && *named != '\0' ? named : "/etc/ssl/certs/ca-certificates.crt";
+}
+
+CertificateContext* BundleStoreView::next(HCERTSTORE store, std::int64_t after, const Selection& selection) {
+    if (selection.kind == Selection::Kind::withKeyInfo || selection.kind == Selection::Kind::withFriendlyName)
+        return nullptr;
+    auto bundle = bundle_.load();
+    if (after == 0 || !bundle) {
+        bundle = currentBundle();
+        bundle_.store(bundle);
+    }
+    if (!bundle)
+        return nullptr;
+    const auto& entries = bundle->entries();
+    for (auto place = static_cast<std::size_t>(after); place < entries.size(); ++place) {
+        const Bundle::Entry& entry = entries[place];
+        if (selection.kind == Selection::Kind::identity &&
+            (entry.identity != selection.identity || !selection.matches(entry.fields)))
+            continue;
+        ContextHolder context;
+        if (outcome([&] {
+                context.reset(CertificateContext::create(
+                    entry.fields, store,
+                    {shared_from_this(), static_cast<std::int64_t>(place) + 1, nullptr, nullptr}));
+            }) == ERROR_SUCCESS)
+            return context.release();
+    }
+    return nullptr;
+}
+
+CertificateContext* BundleStoreView::add(HCERTSTORE, const CertificateFields&, const PropertySet&, DWORD) {
+    fail(E_ACCESSDENIED);
+}
+
+void BundleStoreView::remove(const CertificateContext&) { fail(E_ACCESSDENIED); }
+
+PropertySet BundleStoreView::properties(CertificateContext&) { return {}; }
+
+void BundleStoreView::setProperty(CertificateContext&, DWORD, std::optional<Bytes>) { fail(E_ACCESSDENIED); }
+
+std::shared_ptr<KeyContextSlot> BundleStoreView::keyContextSlot(std::int64_t, bool make) {
+    return make ? std::make_shared<KeyContextSlot>() : nullptr; // nothing else shares it
+}
+
+} // namespace wincrypt

@@ -1,0 +1,60 @@
+// One pass over a certificate (RFC 5280, 4.1), and the published structure filled from it.
+#pragma once
+
+#include "bytes.h"
+
+#include <wincrypt.h>
+
+namespace wincrypt {
+
+struct AlgorithmView {
+    ByteView objectId;   // content octets
+    ByteView parameters; // whole element, empty when absent
+};
+
+struct BitStringView {
+    ByteView bits;
+    DWORD unused = 0;
+};
+
+struct PublicKeyView {
+    ByteView whole; // SubjectPublicKeyInfo
+    AlgorithmView algorithm;
+    BitStringView key;
+};
+
+// Views into the encoding that was parsed.
+struct CertificateFields {
+    ByteView encoding;
+    DWORD version = CERT_V1;
+    ByteView serialNumber; // content octets, as they stand
+    AlgorithmView signatureAlgorithm;
+    ByteView issuer;  // whole Name
+    ByteView subject; // whole Name
+    FILETIME notBefore{};
+    FILETIME notAfter{};
+    PublicKeyView publicKey;
+    BitStringView issuerUniqueId;
+    BitStringView subjectUniqueId;
+    ByteView extensions; // content of the SEQUENCE OF Extension
+    DWORD extensionCount = 0;
+};
+
+// False when the bytes are not one complete certificate. A time that can't be read is left zero: the entry
+// stays usable, and who needs the time finds it in the encoding.
+bool parseCertificate(ByteView encoding, CertificateFields& fields);
+
+// The extension's value, empty when the certificate has none.
+ByteView extensionValue(const CertificateFields& fields, ByteView objectId);
+
+bool parsePublicKey(ByteView subjectPublicKeyInfo, PublicKeyView& view);
+
+// Room that fillCertificateInfo needs behind a copy of the encoding.
+std::size_t certificateInfoRoom(const CertificateFields& fields);
+
+// Fills the structure with pointers into `encoding`, an equal copy of what was parsed, and into `room`, which
+// is aligned for any type. False when an object identifier in it is none.
+bool fillCertificateInfo(const CertificateFields& fields, const std::uint8_t* encoding, std::byte* room,
+                         CERT_INFO& info);
+
+} // namespace wincrypt

@@ -1,0 +1,248 @@
+#include "database.h"
+
+#include "boundary.h"
+#include "database_files.h"
+#include "schema.h"
+
+#include <algorithm>
+#include <list>
+#include <sys/stat.h>
+
+namespace wincrypt {
+namespace {
+
+// Guarded by ProcessLock::databases, never destroyed: a thread may still be in a call while the process ends.
+struct Registry {
+    std::shared_ptr<Database> current[2];
+    std::list<Database*> all;
+};
+
+Registry& registry() {
+    static Registry* const instance = new Registry;
+    return *instance;
+}
+
+bool sameDatabase(const std::string& path, dev_t device, ino_t inode) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && status.st_dev == device && status.st_ino == inode;
+}
+
+} // namespace
+
+std::shared_ptr<Database> Database::of(Scope scope) {
+    installForkHandlers();
+    std::string path = databasePath(scope);
+    struct stat status {};
+    const bool exists = ::stat(path.c_str(), &status) == 0;
+    std::shared_ptr<Database> result;
+    std::shared_ptr<Database> former; // closed after the lock
+    {
+        const std::lock_guard lock(processLock(ProcessLock::databases));
+        std::shared_ptr<Database>& current = registry().current[static_cast<std::size_t>(scope)];
+        if (current && current->path_ == path && current->isCurrent(exists, status.st_dev, status.st_ino))
+            return current;
+        former = std::move(current);
+    }
+    result = std::make_shared<Database>(scope, std::move(path), exists, status.st_dev, status.st_ino);
+    const std::lock_guard lock(processLock(ProcessLock::databases));
+    registry().current[static_cast<std::size_t>(scope)] = result;
+    return result;
+}
+
+Database::Database(Scope scope, std::string path, bool exists, dev_t device, ino_t inode)
+    : scope_(scope), path_(std::move(path)), opened_(false), device_(exists ? device : 0),
+      inode_(exists ? inode : 0) {
+    const std::lock_guard lock(processLock(ProcessLock::databases));
+    registry().all.push_back(this);
+}
+
+Database::~Database() {
+    {
+        const std::lock_guard lock(processLock(ProcessLock::databases));
+        registry().all.remove(this);
+    }
+    const Lease lease;
+    closeIdle(false);
+}
+
+// A file that was put in the place of the one that is open is another database; so is one that was taken
+// away.
+bool Database::isCurrent(bool exists, dev_t device, ino_t inode) const noexcept {
+    if (!opened_.load())
+        return true;
+    return exists && device == device_.load() && inode == inode_.load();
+}
+
+std::string Database::directory() const { return path_.substr(0, path_.find_last_of('/')); }
+
+Connection* Database::idle() noexcept {
+    for (std::atomic<Connection*>& slot : idle_)
+        if (slot.load(std::memory_order_relaxed) != nullptr)
+            if (Connection* connection = slot.exchange(nullptr); connection != nullptr)
+                return connection;
+    return nullptr;
+}
+
+void Database::giveBack(Connection* connection) noexcept {
+    for (std::atomic<Connection*>& slot : idle_) {
+        Connection* expected = nullptr;
+        if (slot.compare_exchange_strong(expected, connection))
+            return;
+    }
+    if (connection == anchor_.load())
+        connection = idle_[0].exchange(connection);
+    delete connection;
+}
+
+void Database::closeIdle(bool keepLog) noexcept {
+    logIndex_.store(nullptr);
+    anchor_.store(nullptr);
+    while (Connection* connection = idle()) {
+        if (keepLog)
+            connection->keepLogOnClose();
+        delete connection;
+    }
+}
+
+Database::Use::~Use() {
+    if (connection_ == nullptr)
+        return;
+    // A file opened as immutable is not locked and not watched, so the next use opens it afresh.
+    if (connection_->mode() == Connection::Mode::immutable)
+        delete connection_;
+    else
+        database_->giveBack(connection_);
+}
+
+std::unique_ptr<Connection> Database::openExisting() {
+    const FileState state = examineFile(scope_, path_);
+    if (state == FileState::absent)
+        return nullptr;
+    const auto opened = [&](Connection::Mode mode) {
+        auto connection = std::make_unique<Connection>(path_, mode);
+        if (mode == Connection::Mode::readWrite)
+            connection->execute("PRAGMA synchronous = FULL");
+        connection->execute("PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON");
+        connection->number(
+            "PRAGMA schema_version"); // reads the file, so that what is wrong with it shows here
+        return connection;
+    };
+    if (state == FileState::writable) {
+        std::unique_ptr<Connection> connection;
+        const DWORD error = outcome([&] { connection = opened(Connection::Mode::readWrite); });
+        if (error == ERROR_SUCCESS)
+            return connection;
+        // A directory that can't be written has no room for the log, but reading needs none.
+        if (error != ERROR_ACCESS_DENIED)
+            fail(error);
+    }
+    std::unique_ptr<Connection> connection;
+    if (outcome([&] { connection = opened(Connection::Mode::readOnly); }) == ERROR_SUCCESS)
+        return connection;
+    struct stat log {};
+    if (::stat((path_ + "-wal").c_str(), &log) == 0 && log.st_size != 0) {
+        logLine(path_, "its write-ahead log can't be read");
+        fail(ERROR_ACCESS_DENIED);
+    }
+    return opened(Connection::Mode::immutable);
+}
+
+std::unique_ptr<Connection> Database::open(bool create) {
+    std::unique_ptr<Connection> connection = openExisting();
+    if (!connection) {
+        if (!create)
+            return nullptr;
+        createFile(path_);
+        connection = openExisting();
+        if (!connection) {
+            logLine(path_, "vanished while it was being made");
+            fail(ERROR_PATH_NOT_FOUND);
+        }
+    }
+    const Format format = examineFormat(*connection);
+    if (format != Format::current) {
+        if (format == Format::empty && !create)
+            return nullptr;
+        if (connection->mode() != Connection::Mode::readWrite) {
+            if (format == Format::empty)
+                return nullptr;
+            logLine(path_, "an older format that can't be migrated without write access");
+            fail(ERROR_ACCESS_DENIED);
+        }
+        if (format == Format::empty)
+            connection->execute(isOnNetwork(path_) ? "PRAGMA journal_mode = DELETE"
+                                                   : "PRAGMA journal_mode = WAL");
+        migrate(*connection);
+    }
+    struct stat status {};
+    if (::stat(path_.c_str(), &status) == 0) {
+        device_.store(status.st_dev);
+        inode_.store(status.st_ino);
+        opened_.store(true);
+    }
+    if (connection->mode() == Connection::Mode::readWrite && anchor_.load() == nullptr) {
+        const volatile std::uint32_t* index = connection->logIndex();
+        Connection* none = nullptr;
+        if (anchor_.compare_exchange_strong(none, connection.get()))
+            logIndex_.store(index);
+    }
+    return connection;
+}
+
+std::optional<Database::Use> Database::reader() {
+    auto lease = std::make_unique<Lease>();
+    Connection* connection = idle();
+    if (connection == nullptr)
+        connection = open(false).release();
+    if (connection == nullptr)
+        return std::nullopt;
+    return std::optional<Use>(std::in_place, *this, connection, std::move(lease));
+}
+
+Database::Use Database::writer() {
+    auto lease = std::make_unique<Lease>();
+    // A change to a file that no longer stands under its name would be acknowledged and lost.
+    if (opened_.load() && !sameDatabase(path_, device_.load(), inode_.load())) {
+        logLine(path_, "was removed or replaced while it was open");
+        fail(ERROR_FILE_NOT_FOUND);
+    }
+    Connection* connection = idle();
+    if (connection == nullptr)
+        connection = open(true).release();
+    Use use(*this, connection, std::move(lease));
+    if (use->mode() != Connection::Mode::readWrite) {
+        logLine(path_, "can't be written");
+        fail(ERROR_ACCESS_DENIED);
+    }
+    return use;
+}
+
+void Database::undo(Connection& connection) noexcept {
+    // A failed commit may have rolled back by itself; then there is nothing left to undo.
+    if (outcome([&] { connection.prepare(Query::rollback).run(); }) != ERROR_SUCCESS)
+        logLine(path_, "the change was already undone");
+}
+
+Stamp Database::stamp() {
+    const Lease lease; // the mapping goes before a fork
+    const volatile std::uint32_t* index = logIndex_.load();
+    Stamp stamp;
+    if (index == nullptr)
+        return stamp;
+    // The header stands twice; a writer fills the second copy first. Unequal copies are a change under way.
+    constexpr std::size_t words = std::tuple_size_v<decltype(stamp.words)>;
+    for (std::size_t i = 0; i < words; ++i)
+        stamp.words[i] = index[i];
+    std::atomic_thread_fence(std::memory_order_acquire);
+    stamp.known = true;
+    for (std::size_t i = 0; i < words; ++i)
+        stamp.known = stamp.known && index[words + i] == stamp.words[i];
+    return stamp;
+}
+
+void closeConnectionsBeforeFork() noexcept {
+    for (Database* database : registry().all)
+        database->closeIdle(true);
+}
+
+} // namespace wincrypt

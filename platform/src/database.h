@@ -1,0 +1,109 @@
+// One database per scope: where it lies, who may use it, its connections and its format version.
+#pragma once
+
+#include "process_locks.h"
+#include "sqlite_connection.h"
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <sys/types.h>
+#include <utility>
+
+namespace wincrypt {
+
+enum class Scope { user, machine };
+
+// State of the database at one moment, told without a query where the database has a write-ahead log: equal
+// known stamps mean that nothing was committed in between, by any process.
+struct Stamp {
+    std::array<std::uint32_t, 12> words{};
+    bool known = false;
+
+    bool sameAs(const Stamp& other) const noexcept { return known && other.known && words == other.words; }
+};
+
+class Database {
+public:
+    // The scope's database as the environment names it now. Nothing is opened or made.
+    // Error: ERROR_PATH_NOT_FOUND for the user's without a home directory.
+    static std::shared_ptr<Database> of(Scope scope);
+
+    Database(Scope scope, std::string path, bool exists, dev_t device, ino_t inode);
+    ~Database();
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    // A connection borrowed from the database; it goes back when the use ends. No other call of the layer and
+    // no callback runs meanwhile.
+    class Use {
+    public:
+        Use(Database& database, Connection* connection, std::unique_ptr<Lease> lease) noexcept
+            : database_(&database), lease_(std::move(lease)), connection_(connection) {}
+        Use(Use&& other) noexcept
+            : database_(other.database_), lease_(std::move(other.lease_)),
+              connection_(std::exchange(other.connection_, nullptr)) {}
+        ~Use();
+        Connection* operator->() const noexcept { return connection_; }
+
+    private:
+        Database* database_;
+        std::unique_ptr<Lease> lease_;
+        Connection* connection_;
+    };
+
+    // For reading: nothing when the database doesn't exist, which reads as empty.
+    std::optional<Use> reader();
+
+    // Runs the body in one durable transaction; what it throws undoes the whole. Makes the database when it
+    // is missing.
+    template <class Body>
+    auto change(Body&& body) {
+        Use use = writer();
+        use->prepare(Query::begin).run();
+        try {
+            auto result = body(*use.operator->());
+            use->prepare(Query::commit).run();
+            return result;
+        } catch (...) {
+            undo(*use.operator->());
+            throw;
+        }
+    }
+
+    Stamp stamp();
+
+    const std::string& path() const noexcept { return path_; }
+    Scope scope() const noexcept { return scope_; }
+    std::string directory() const;
+
+    // Fails where reading would.
+    void probe() { reader(); }
+
+private:
+    friend void closeConnectionsBeforeFork() noexcept;
+
+    Use writer();
+    void undo(Connection& connection) noexcept;
+    std::unique_ptr<Connection> open(bool create);
+    std::unique_ptr<Connection> openExisting();
+    Connection* idle() noexcept;
+    void giveBack(Connection* connection) noexcept;
+    void closeIdle(bool keepLog) noexcept;
+    bool isCurrent(bool exists, dev_t device, ino_t inode) const noexcept;
+
+    static constexpr std::size_t idleSlots = 16;
+
+    const Scope scope_;
+    const std::string path_;
+    std::atomic<bool> opened_;
+    std::atomic<dev_t> device_;
+    std::atomic<ino_t> inode_;
+    std::array<std::atomic<Connection*>, idleSlots> idle_{};
+    // The first connection stays open, so that the mapping of the log's index stays.
+    std::atomic<Connection*> anchor_{nullptr};
+    std::atomic<const volatile std::uint32_t*> logIndex_{nullptr};
+};
+
+} // namespace wincrypt

@@ -1,0 +1,162 @@
+#include "database_files.h"
+
+#include "file_descriptor.h"
+#include "log.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+#include <vector>
+
+namespace wincrypt {
+namespace {
+
+std::string environment(const char* name) {
+    const char* value = ::secure_getenv(name);
+    return value != nullptr ? value : "";
+}
+
+std::string homeDirectory() {
+    if (std::string home = environment("HOME"); !home.empty() && home.front() == '/')
+        return home;
+    std::vector<char> room(16384);
+    passwd entry{};
+    passwd* found = nullptr;
+    if (::getpwuid_r(::geteuid(), &entry, room.data(), room.size(), &found) == 0 && found != nullptr &&
+        entry.pw_dir != nullptr && entry.pw_dir[0] == '/')
+        return entry.pw_dir;
+    logLine("uid " + std::to_string(::geteuid()), "no home directory: set HOME or XDG_DATA_HOME");
+    fail(ERROR_PATH_NOT_FOUND);
+}
+
+std::string parentOf(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+} // namespace
+
+std::string databasePath(Scope scope) {
+    if (scope == Scope::machine) {
+        const std::string home = environment("WINCRYPT_MACHINE_HOME");
+        return (home.empty() ? "/var/lib/wincrypt" : home) + "/machine.db";
+    }
+    if (const std::string home = environment("WINCRYPT_USER_HOME"); !home.empty())
+        return home + "/user.db";
+    std::string data = environment("XDG_DATA_HOME");
+    if (data.empty() || data.front() != '/')
+        data = homeDirectory() + "/.local/share";
+    return data + "/wincrypt/user.db";
+}
+
+DWORD errorOfErrno(int number) noexcept {
+    switch (number) {
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case ELOOP:
+        return ERROR_ACCESS_DENIED;
+    case ENOENT:
+    case ENOTDIR:
+        return ERROR_PATH_NOT_FOUND;
+    case ENOSPC:
+    case EDQUOT:
+        return ERROR_DISK_FULL;
+    case ENOMEM:
+        return ERROR_NOT_ENOUGH_MEMORY;
+    default:
+        return ERROR_IO_DEVICE;
+    }
+}
+
+void failErrno(const std::string& path, const char* what) {
+    const int number = errno;
+    logLine(path, std::string(what) + ": " + std::strerror(number));
+    fail(errorOfErrno(number));
+}
+
+FileState examineFile(Scope scope, const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return FileState::absent;
+        failErrno(path, "can't be reached");
+    }
+    const auto refuse = [&](const char* why) {
+        logLine(path, why);
+        fail(ERROR_ACCESS_DENIED);
+    };
+    if (!S_ISREG(status.st_mode))
+        refuse("refused: not a regular file");
+    if (status.st_uid != ::geteuid() && !(scope == Scope::machine && status.st_uid == 0))
+        refuse("refused: it belongs to another user");
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        refuse("refused: others may write it");
+    return ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0 ? FileState::writable
+                                                                      : FileState::readOnly;
+}
+
+void createDirectories(const std::string& directory) {
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) == 0)
+        return;
+    if (errno != ENOENT)
+        failErrno(directory, "can't be reached");
+    const std::string parent = parentOf(directory);
+    if (parent != directory)
+        createDirectories(parent);
+    if (::mkdir(directory.c_str(), 0700) != 0) {
+        if (errno == EEXIST)
+            return;
+        failErrno(directory, "can't be made");
+    }
+    if (::chmod(directory.c_str(), 0700) != 0)
+        failErrno(directory, "its mode can't be set");
+    syncDirectory(parent);
+}
+
+void createFile(const std::string& path) {
+    const std::string directory = parentOf(path);
+    createDirectories(directory);
+    const FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!file) {
+        if (errno == EEXIST)
+            return;
+        failErrno(path, "can't be made");
+    }
+    if (::fchmod(file.number(), 0600) != 0)
+        failErrno(path, "its mode can't be set");
+    syncDirectory(directory);
+}
+
+void syncDirectory(const std::string& directory) {
+    const FileDescriptor file(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!file || ::fsync(file.number()) != 0)
+        failErrno(directory, "can't be made durable");
+}
+
+bool isOnNetwork(const std::string& path) {
+    struct statfs system {};
+    if (::statfs(path.c_str(), &system) != 0)
+        return false;
+    switch (static_cast<unsigned long>(system.f_type) & 0xFFFFFFFF) {
+    case 0x6969:     // NFS
+    case 0x517B:     // SMB
+    case 0xFF534D42: // CIFS
+    case 0xFE534D42: // SMB2
+    case 0x5346414F: // AFS
+    case 0x00C36400: // Ceph
+    case 0x01021997: // 9P
+    case 0x65735546: // FUSE, behind which anything may stand
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace wincrypt

@@ -1,0 +1,226 @@
+#include "database_store.h"
+
+#include "boundary.h"
+
+namespace wincrypt {
+namespace {
+
+// A certificate's row number is its store's number and its place there.
+constexpr int placeBits = 40;
+
+constexpr std::int64_t firstRow(std::int64_t store) { return store << placeBits; }
+constexpr std::int64_t endRow(std::int64_t store) { return (store + 1) << placeBits; }
+
+std::optional<Bytes> optionalBytes(const Statement& row, int column) {
+    if (row.isNull(column))
+        return std::nullopt;
+    const ByteView value = row.bytes(column);
+    return Bytes(value.begin(), value.end());
+}
+
+void bindOptional(Statement& statement, int index, const std::optional<Bytes>& value) {
+    if (value)
+        statement.bind(index, *value);
+    else
+        statement.bindNull(index);
+}
+
+Query queryFor(Selection::Kind kind) {
+    switch (kind) {
+    case Selection::Kind::any:
+        return Query::nextCertificate;
+    case Selection::Kind::withKeyInfo:
+        return Query::nextCertificateWithKey;
+    case Selection::Kind::withFriendlyName:
+        return Query::nextCertificateWithName;
+    case Selection::Kind::identity:
+        return Query::nextCertificateByIdentity;
+    }
+    fail(ERROR_INTERNAL_ERROR);
+}
+
+struct Former {
+    std::int64_t row;
+    PropertySet properties;
+};
+
+std::optional<Former> findEqual(Connection& connection, std::int64_t store, const Selection& selection,
+                                ByteView encoding) {
+    std::int64_t after = firstRow(store);
+    for (;;) {
+        Statement query = connection.prepare(Query::nextCertificateByIdentity);
+        if (!query.bind(1, after).bind(2, endRow(store)).bind(3, selection.identity).step())
+            return std::nullopt;
+        after = query.integer(0);
+        if (equal(query.bytes(3), encoding))
+            return Former{after, {optionalBytes(query, 1), optionalBytes(query, 2)}};
+    }
+}
+
+} // namespace
+
+DatabaseStoreView::DatabaseStoreView(std::shared_ptr<Database> database, std::string name, bool writable,
+                                     DWORD accessState)
+    : StoreView(accessState), database_(std::move(database)), name_(std::move(name)), writable_(writable) {}
+
+std::optional<std::int64_t> DatabaseStoreView::find(Connection& connection) {
+    if (const std::int64_t known = id_.load(); known != 0)
+        return known;
+    Statement query = connection.prepare(Query::storeByName);
+    if (!query.bindText(1, name_).step())
+        return std::nullopt;
+    return query.integer(0);
+}
+
+bool DatabaseStoreView::exists() {
+    auto use = database_->reader();
+    return use && find(*use->operator->()).has_value();
+}
+
+// A database that can't be written is to the caller a store that can't.
+template <class Body>
+auto DatabaseStoreView::change(Body&& body) {
+    if (!writable_)
+        fail(E_ACCESSDENIED);
+    try {
+        return database_->change(std::forward<Body>(body));
+    } catch (const Failure& failure) {
+        if (failure.code() == ERROR_ACCESS_DENIED)
+            fail(E_ACCESSDENIED);
+        throw;
+    }
+}
+
+CertificateContext* DatabaseStoreView::next(HCERTSTORE store, std::int64_t after,
+                                            const Selection& selection) {
+    auto reading = std::make_shared<PropertyReading>();
+    reading->stamp = database_->stamp();
+    auto use = database_->reader();
+    if (!use)
+        return nullptr;
+    Connection& connection = *use->operator->();
+    const auto id = find(connection);
+    if (!id)
+        return nullptr;
+    id_.store(*id);
+    if (after == 0)
+        after = firstRow(*id);
+    for (;;) {
+        Statement query = connection.prepare(queryFor(selection.kind));
+        query.bind(1, after).bind(2, endRow(*id));
+        if (selection.kind == Selection::Kind::identity)
+            query.bind(3, selection.identity);
+        if (!query.step())
+            return nullptr;
+        after = query.integer(0);
+        CertificateFields fields;
+        const bool decoded = parseCertificate(query.bytes(3), fields);
+        if (decoded && !selection.matches(fields))
+            continue;
+        reading->properties = {optionalBytes(query, 1), optionalBytes(query, 2)};
+        ContextHolder context;
+        const DWORD error = outcome([&] {
+            if (!decoded)
+                fail(CRYPT_E_ASN1_CORRUPT);
+            context.reset(
+                CertificateContext::create(fields, store, {shared_from_this(), after, nullptr, reading}));
+        });
+        if (error == ERROR_SUCCESS)
+            return context.release();
+        if (error != errorValue(CRYPT_E_ASN1_CORRUPT))
+            fail(error);
+        logLine(database_->path(),
+                "store " + name_ + ": row " + std::to_string(after) + " is damaged and passed by");
+    }
+}
+
+CertificateContext* DatabaseStoreView::add(HCERTSTORE store, const CertificateFields& fields,
+                                           const PropertySet& properties, DWORD disposition) {
+    const Selection selection =
+        Selection::byIdentity(fields.issuer, Bytes(fields.serialNumber.begin(), fields.serialNumber.end()));
+    auto reading = std::make_shared<PropertyReading>();
+    std::int64_t id = 0;
+    const std::int64_t row = change([&](Connection& connection) {
+        const auto found = find(connection);
+        if (!found)
+            connection.prepare(Query::addStore).bindText(1, name_).run();
+        id = found ? *found : find(connection).value();
+        if (disposition != CERT_STORE_ADD_ALWAYS) {
+            if (const auto former = findEqual(connection, id, selection, fields.encoding)) {
+                if (disposition == CERT_STORE_ADD_NEW)
+                    fail(CRYPT_E_EXISTS);
+                reading->properties = mergedProperties(disposition, former->properties, properties);
+                Statement update = connection.prepare(Query::replaceProperties);
+                update.bind(1, former->row);
+                bindOptional(update, 2, reading->properties.keyInfo);
+                bindOptional(update, 3, reading->properties.friendlyName);
+                update.run();
+                return former->row;
+            }
+        }
+        Statement place = connection.prepare(Query::takePlace);
+        place.bind(1, id).step();
+        const std::int64_t newRow = firstRow(id) + place.integer(0);
+        place.run();
+        reading->properties = properties;
+        Statement insert = connection.prepare(Query::addCertificate);
+        insert.bind(1, newRow).bind(2, selection.identity);
+        bindOptional(insert, 3, properties.keyInfo);
+        bindOptional(insert, 4, properties.friendlyName);
+        insert.bind(5, fields.encoding).run();
+        return newRow;
+    });
+    id_.store(id);
+    if (disposition == CERT_STORE_ADD_REPLACE_EXISTING)
+        if (const auto slot = keyContextSlot(row, false))
+            slot->set(std::nullopt);
+    return CertificateContext::create(fields, store, {shared_from_this(), row, nullptr, std::move(reading)});
+}
+
+void DatabaseStoreView::remove(const CertificateContext& context) {
+    change([&](Connection& connection) {
+        Statement query = connection.prepare(Query::deleteCertificate);
+        if (!query.bind(1, context.row).step())
+            fail(CRYPT_E_NOT_FOUND);
+        query.run();
+        return true;
+    });
+}
+
+PropertySet DatabaseStoreView::properties(CertificateContext& context) {
+    const std::shared_ptr<const PropertyReading> known = context.reading.load();
+    auto reading = std::make_shared<PropertyReading>();
+    reading->stamp = database_->stamp();
+    if (reading->stamp.sameAs(known->stamp))
+        return known->properties;
+    auto use = database_->reader();
+    if (!use)
+        return known->properties;
+    Statement query = (*use)->prepare(Query::certificateProperties);
+    // A certificate that was deleted meanwhile keeps what was read last.
+    if (!query.bind(1, context.row).step())
+        return known->properties;
+    reading->properties = {optionalBytes(query, 0), optionalBytes(query, 1)};
+    context.reading.store(reading);
+    return reading->properties;
+}
+
+void DatabaseStoreView::setProperty(CertificateContext& context, DWORD property,
+                                    std::optional<Bytes> stored) {
+    const Query query = property == CERT_KEY_PROV_INFO_PROP_ID ? Query::setKeyInfo : Query::setFriendlyName;
+    change([&](Connection& connection) {
+        Statement update = connection.prepare(query);
+        update.bind(1, context.row);
+        bindOptional(update, 2, stored);
+        if (!update.step())
+            fail(CRYPT_E_NOT_FOUND);
+        update.run();
+        return true;
+    });
+}
+
+std::shared_ptr<KeyContextSlot> DatabaseStoreView::keyContextSlot(std::int64_t row, bool make) {
+    return slotOfRow(*database_, row, make);
+}
+
+} // namespace wincrypt

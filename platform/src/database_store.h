@@ -1,0 +1,36 @@
+#pragma once
+
+#include "store_view.h"
+
+#include <string>
+
+namespace wincrypt {
+
+// Certificates of one named store in a database. The database is the only state.
+class DatabaseStoreView final : public StoreView {
+public:
+    DatabaseStoreView(std::shared_ptr<Database> database, std::string name, bool writable, DWORD accessState);
+
+    CertificateContext* next(HCERTSTORE store, std::int64_t after, const Selection& selection) override;
+    CertificateContext* add(HCERTSTORE store, const CertificateFields& fields, const PropertySet& properties,
+                            DWORD disposition) override;
+    void remove(const CertificateContext& context) override;
+    PropertySet properties(CertificateContext& context) override;
+    void setProperty(CertificateContext& context, DWORD property, std::optional<Bytes> stored) override;
+    std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) override;
+
+    // Whether the store was ever written to.
+    bool exists();
+
+private:
+    std::optional<std::int64_t> find(Connection& connection);
+    template <class Body>
+    auto change(Body&& body);
+
+    const std::shared_ptr<Database> database_;
+    const std::string name_;
+    const bool writable_;
+    std::atomic<std::int64_t> id_{0}; // of the store, once it is known: it never changes
+};
+
+} // namespace wincrypt

@@ -1,0 +1,102 @@
+#include "handle_table.h"
+
+#include "live_objects.h"
+#include "process_locks.h"
+
+#include <wincrypt_layer.h>
+
+#include <vector>
+
+namespace wincrypt {
+namespace {
+
+// Layout from the lowest bit: kind 4, shard 4, index 24, generation 32.
+static_assert(sizeof(ULONG_PTR) == 8, "a handle holds its generation in its upper half");
+static_assert(handleShards == 16);
+
+constexpr std::uint32_t maximumIndex = 0xFFFFFF;
+
+struct Slot {
+    std::shared_ptr<void> object;
+    std::uint32_t generation = 1;
+    HandleKind kind{};
+};
+
+struct Shard {
+    std::vector<Slot> slots;
+    std::vector<std::uint32_t> free;
+};
+
+// Never destroyed: a thread may still hold handles while the process ends.
+Shard* shards() {
+    static Shard* const all = new Shard[handleShards];
+    return all;
+}
+
+std::size_t shardOfThread() noexcept {
+    static std::atomic<std::size_t> next{0};
+    thread_local const std::size_t own = next.fetch_add(1, std::memory_order_relaxed) % handleShards;
+    return own;
+}
+
+Slot* locate(HandleKind kind, ULONG_PTR handle, Shard& shard) noexcept {
+    const std::size_t index = (handle >> 8) & maximumIndex;
+    if ((handle & 0xF) != static_cast<ULONG_PTR>(kind) || index >= shard.slots.size())
+        return nullptr;
+    Slot& slot = shard.slots[index];
+    return slot.object && slot.kind == kind && slot.generation == handle >> 32 ? &slot : nullptr;
+}
+
+} // namespace
+
+ULONG_PTR insertHandle(HandleKind kind, std::shared_ptr<void> object) {
+    installForkHandlers();
+    const std::size_t number = shardOfThread();
+    Shard& shard = shards()[number];
+    const std::lock_guard lock(processLock(ProcessLock::handles, number));
+    std::uint32_t index;
+    if (!shard.free.empty()) {
+        index = shard.free.back();
+        shard.free.pop_back();
+    } else {
+        if (shard.slots.size() > maximumIndex)
+            fail(ERROR_NOT_ENOUGH_MEMORY);
+        shard.free.reserve(shard.slots.size() + 1); // so that a release can't fail
+        index = static_cast<std::uint32_t>(shard.slots.size());
+        shard.slots.emplace_back();
+    }
+    Slot& slot = shard.slots[index];
+    slot.object = std::move(object);
+    slot.kind = kind;
+    liveObjects.fetch_add(1, std::memory_order_relaxed);
+    return static_cast<ULONG_PTR>(slot.generation) << 32 | static_cast<ULONG_PTR>(index) << 8 | number << 4 |
+           static_cast<ULONG_PTR>(kind);
+}
+
+std::shared_ptr<void> findHandle(HandleKind kind, ULONG_PTR handle) noexcept {
+    const std::size_t number = (handle >> 4) & 0xF;
+    Shard& shard = shards()[number];
+    const std::lock_guard lock(processLock(ProcessLock::handles, number));
+    const Slot* const slot = locate(kind, handle, shard);
+    return slot != nullptr ? slot->object : nullptr;
+}
+
+std::shared_ptr<void> removeHandle(HandleKind kind, ULONG_PTR handle) noexcept {
+    const std::size_t number = (handle >> 4) & 0xF;
+    Shard& shard = shards()[number];
+    const std::lock_guard lock(processLock(ProcessLock::handles, number));
+    Slot* const slot = locate(kind, handle, shard);
+    if (slot == nullptr)
+        return nullptr;
+    std::shared_ptr<void> object = std::move(slot->object);
+    slot->object = nullptr;
+    // A slot whose generations are used up is left out of use: no handle is ever given out twice.
+    if (++slot->generation != 0)
+        shard.free.push_back(static_cast<std::uint32_t>((handle >> 8) & maximumIndex));
+    liveObjects.fetch_sub(1, std::memory_order_relaxed);
+    return object;
+}
+
+} // namespace wincrypt
+
+size_t WincryptLiveObjectCount(void) { return wincrypt::liveObjects.load(); }

@@ -1,0 +1,123 @@
+#include "key_containers.h"
+
+namespace wincrypt {
+namespace {
+
+Bytes copy(ByteView view) { return {view.begin(), view.end()}; }
+
+std::optional<std::int64_t> containerId(Connection& connection, const std::string& name) {
+    Statement query = connection.prepare(Query::containerByName);
+    return query.bindText(1, name).step() ? std::optional(query.integer(0)) : std::nullopt;
+}
+
+std::int64_t insertContainer(Connection& connection, const std::string& name) {
+    Statement insert = connection.prepare(Query::addContainer);
+    insert.bindText(1, name).step();
+    const std::int64_t id = insert.integer(0);
+    insert.run();
+    return id;
+}
+
+} // namespace
+
+std::optional<StoredContainer> loadContainer(Database& database, const std::string& name) {
+    auto use = database.reader();
+    if (!use)
+        return std::nullopt;
+    Statement query = (*use)->prepare(Query::containerByName);
+    query.bindText(1, name);
+    std::optional<StoredContainer> container;
+    while (query.step()) {
+        if (!container)
+            container.emplace().id = query.integer(0);
+        if (query.isNull(1))
+            continue;
+        const std::int64_t slot = query.integer(1);
+        if (slot != AT_KEYEXCHANGE && slot != AT_SIGNATURE)
+            fail(NTE_KEYSET_ENTRY_BAD);
+        container->keys[StoredContainer::placeOf(static_cast<DWORD>(slot))] =
+            StoredKey{static_cast<DWORD>(slot), static_cast<DWORD>(query.integer(2)),
+                      SealedKey{copy(query.bytes(3)), copy(query.bytes(4)), copy(query.bytes(5))}};
+    }
+    return container;
+}
+
+std::optional<std::string> storedContainerAfter(Database& database, const std::string& name) {
+    auto use = database.reader();
+    if (!use)
+        return std::nullopt;
+    Statement query = (*use)->prepare(Query::containerNameAfter);
+    if (!query.bindText(1, name).step())
+        return std::nullopt;
+    const ByteView found = query.bytes(0);
+    return std::string(found.begin(), found.end());
+}
+
+void storeContainer(Database& database, const std::string& name) {
+    database.change([&](Connection& connection) {
+        if (containerId(connection, name))
+            fail(NTE_EXISTS);
+        return insertContainer(connection, name);
+    });
+}
+
+bool removeContainer(Database& database, const std::string& name) {
+    // Looked at before anything is changed, so that a database that doesn't exist isn't made by a deletion.
+    if (!loadContainer(database, name))
+        return false;
+    return database.change([&](Connection& connection) {
+        const auto id = containerId(connection, name);
+        if (!id)
+            return false;
+        connection.prepare(Query::deleteKeys).bind(1, *id).run();
+        connection.prepare(Query::deleteContainer).bind(1, *id).run();
+        return true;
+    });
+}
+
+void storeKey(Database& database, const std::string& name, const StoredKey& key, bool makeContainer) {
+    database.change([&](Connection& connection) {
+        auto id = containerId(connection, name);
+        if (!id && !makeContainer)
+            fail(NTE_BAD_KEYSET);
+        if (!id)
+            id = insertContainer(connection, name);
+        connection.prepare(Query::deleteKey).bind(1, *id).bind(2, key.slot).run();
+        connection.prepare(Query::addKey)
+            .bind(1, *id)
+            .bind(2, key.slot)
+            .bind(3, key.flags)
+            .bind(4, key.sealed.sealedUnder)
+            .bind(5, key.sealed.nonce)
+            .bind(6, key.sealed.sealed)
+            .run();
+        return true;
+    });
+}
+
+std::optional<Bytes> storedCertificate(Database& database, const std::string& name, DWORD slot) {
+    const auto container = loadContainer(database, name);
+    if (!container)
+        return std::nullopt;
+    auto use = database.reader();
+    if (!use)
+        return std::nullopt;
+    Statement query = (*use)->prepare(Query::keyCertificate);
+    if (!query.bind(1, container->id).bind(2, slot).step() || query.isNull(0))
+        return std::nullopt;
+    return copy(query.bytes(0));
+}
+
+bool storeCertificate(Database& database, const std::string& name, DWORD slot, ByteView certificate) {
+    return database.change([&](Connection& connection) {
+        const auto id = containerId(connection, name);
+        if (!id)
+            return false;
+        Statement update = connection.prepare(Query::setKeyCertificate);
+        const bool found = update.bind(1, *id).bind(2, slot).bind(3, certificate).step();
+        update.run();
+        return found;
+    });
+}
+
+} // namespace wincrypt

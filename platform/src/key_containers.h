@@ -1,0 +1,43 @@
+// Key containers in the database.
+#pragma once
+
+#include "database.h"
+#include "key_sealing.h"
+
+#include <wincrypt.h>
+
+#include <optional>
+#include <string>
+
+namespace wincrypt {
+
+struct StoredKey {
+    DWORD slot = 0;
+    DWORD flags = 0; // CRYPT_EXPORTABLE or 0
+    SealedKey sealed;
+};
+
+struct StoredContainer {
+    std::int64_t id = 0;
+    std::optional<StoredKey> keys[2]; // by slot, the exchange key first
+
+    static std::size_t placeOf(DWORD slot) noexcept { return slot == AT_KEYEXCHANGE ? 0 : 1; }
+};
+
+// One query. Nothing when there is no such container.
+std::optional<StoredContainer> loadContainer(Database& database, const std::string& name);
+
+std::optional<std::string> storedContainerAfter(Database& database, const std::string& name);
+
+void storeContainer(Database& database, const std::string& name);  // error: NTE_EXISTS
+bool removeContainer(Database& database, const std::string& name); // false when there is none
+
+// Puts the key in its slot, in place of another and without that one's certificate; the container of the
+// default name is made by this when `makeContainer` says so. Error: NTE_BAD_KEYSET when the container is
+// gone.
+void storeKey(Database& database, const std::string& name, const StoredKey& key, bool makeContainer);
+
+std::optional<Bytes> storedCertificate(Database& database, const std::string& name, DWORD slot);
+bool storeCertificate(Database& database, const std::string& name, DWORD slot, ByteView certificate);
+
+} // namespace wincrypt

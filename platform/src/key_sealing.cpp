@@ -1,0 +1,185 @@
+#include "key_sealing.h"
+
+#include "database_files.h"
+#include "digest.h"
+#include "file_descriptor.h"
+#include "log.h"
+
+#include <openssl/rand.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <optional>
+#include <sys/stat.h>
+
+namespace wincrypt {
+namespace {
+
+constexpr std::size_t keyFileSize = 32;
+constexpr std::size_t nonceSize = 12;
+constexpr std::size_t tagSize = 16;
+constexpr std::size_t identifierSize = 8;
+constexpr std::size_t maximumCredential = 64 * 1024;
+
+struct SealingKey {
+    SecureBytes key;
+    Bytes identifier;
+};
+
+std::string keyFilePath(const Database& database) { return database.directory() + "/sealing.key"; }
+
+// The secret may be any text that an administrator supplies, so the key is made from it by a hash of its own.
+SealingKey derive(ByteView secret) {
+    static constexpr char keyLabel[] = "wincrypt sealing key 1";
+    static constexpr char identifierLabel[] = "wincrypt sealing key identifier 1";
+    Bytes key = digest(CALG_SHA_256, {viewOf(keyLabel), secret});
+    SealingKey result{SecureBytes(key.begin(), key.end()), {}};
+    OPENSSL_cleanse(key.data(), key.size());
+    result.identifier = digest(CALG_SHA_256, {viewOf(identifierLabel), result.key});
+    result.identifier.resize(identifierSize);
+    return result;
+}
+
+std::optional<SecureBytes> readSecret(const std::string& path, bool ours) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return std::nullopt;
+        failErrno(path, "can't be read");
+    }
+    struct stat status {};
+    if (::fstat(file.number(), &status) != 0)
+        failErrno(path, "can't be read");
+    if (ours && (status.st_mode & 077) != 0) {
+        logLine(path, "refused: others may read or write it");
+        fail(ERROR_ACCESS_DENIED);
+    }
+    SecureBytes secret(maximumCredential);
+    std::size_t size = 0;
+    while (size < secret.size()) {
+        const ssize_t count = ::read(file.number(), secret.data() + size, secret.size() - size);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            failErrno(path, "can't be read");
+        if (count == 0)
+            break;
+        size += static_cast<std::size_t>(count);
+    }
+    if (size < keyFileSize || (ours && size != keyFileSize)) {
+        logLine(path, "refused: not a sealing key, which has 32 bytes");
+        fail(NTE_KEYSET_ENTRY_BAD);
+    }
+    secret.resize(size);
+    return secret;
+}
+
+std::optional<SealingKey> credentialKey() {
+    const char* directory = ::secure_getenv("CREDENTIALS_DIRECTORY");
+    if (directory == nullptr || *directory == '\0')
+        return std::nullopt;
+    const auto secret = readSecret(std::string(directory) + "/wincrypt-key", false);
+    return secret ? std::optional(derive(*secret)) : std::nullopt;
+}
+
+std::optional<SealingKey> fileKey(const Database& database) {
+    const auto secret = readSecret(keyFilePath(database), true);
+    return secret ? std::optional(derive(*secret)) : std::nullopt;
+}
+
+// The file is complete and durable before it bears its name, and a file of that name is never replaced.
+void makeKeyFile(const Database& database) {
+    const std::string path = keyFilePath(database);
+    createDirectories(database.directory());
+    SecureBytes secret(keyFileSize);
+    if (RAND_priv_bytes(secret.data(), static_cast<int>(secret.size())) != 1)
+        fail(NTE_FAIL);
+    std::string temporary = path + ".XXXXXX";
+    FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!file)
+        failErrno(temporary, "can't be made");
+    const bool written =
+        ::fchmod(file.number(), 0600) == 0 &&
+        ::write(file.number(), secret.data(), secret.size()) == static_cast<ssize_t>(secret.size()) &&
+        ::fsync(file.number()) == 0 && file.close();
+    const bool named = written && (::link(temporary.c_str(), path.c_str()) == 0 || errno == EEXIST);
+    const int error = errno;
+    ::unlink(temporary.c_str());
+    errno = error;
+    if (!named)
+        failErrno(path, "can't be made");
+    syncDirectory(database.directory());
+}
+
+// Encrypts or opens; nothing when the tag doesn't match.
+bool transform(bool encrypting, const SealingKey& key, ByteView nonce, ByteView context, ByteView input,
+               std::uint8_t* output, std::uint8_t* tag) {
+    const CipherContextPtr cipher(EVP_CIPHER_CTX_new());
+    int length = 0;
+    return cipher &&
+           EVP_CipherInit_ex(cipher.get(), EVP_aes_256_gcm(), nullptr, key.key.data(), nonce.data(),
+                             encrypting) == 1 &&
+           (encrypting || EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_GCM_SET_TAG, tagSize, tag) == 1) &&
+           EVP_CipherUpdate(cipher.get(), nullptr, &length, context.data(),
+                            static_cast<int>(context.size())) == 1 &&
+           EVP_CipherUpdate(cipher.get(), output, &length, input.data(), static_cast<int>(input.size())) ==
+               1 &&
+           EVP_CipherFinal_ex(cipher.get(), output + length, &length) == 1 &&
+           (!encrypting || EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_GCM_GET_TAG, tagSize, tag) == 1);
+}
+
+} // namespace
+
+Bytes sealingContext(const std::string& container, DWORD slot, DWORD flags) {
+    static constexpr char label[] = "wincrypt key 1";
+    Bytes context(label, label + sizeof label);
+    for (const DWORD number : {lengthOf(container.size()), slot, flags})
+        for (int shift = 24; shift >= 0; shift -= 8)
+            context.push_back(static_cast<std::uint8_t>(number >> shift));
+    context.insert(context.end(), container.begin(), container.end());
+    return context;
+}
+
+SealedKey sealKey(const Database& database, ByteView context, ByteView clear) {
+    const ErrorQueueGuard errors;
+    std::optional<SealingKey> key = credentialKey();
+    if (!key)
+        key = fileKey(database);
+    if (!key) {
+        makeKeyFile(database);
+        key = fileKey(database);
+    }
+    if (!key)
+        fail(ERROR_FILE_NOT_FOUND);
+    SealedKey result{key->identifier, Bytes(nonceSize), Bytes(clear.size() + tagSize)};
+    if (RAND_bytes(result.nonce.data(), static_cast<int>(nonceSize)) != 1 ||
+        !transform(true, *key, result.nonce, context, clear, result.sealed.data(),
+                   result.sealed.data() + clear.size()))
+        fail(NTE_FAIL);
+    return result;
+}
+
+SecureBytes openKey(const Database& database, ByteView context, const SealedKey& sealed) {
+    const ErrorQueueGuard errors;
+    const auto refuse = [&](const char* why) {
+        logLine(database.path(), why);
+        fail(NTE_KEYSET_ENTRY_BAD);
+    };
+    std::optional<SealingKey> key = credentialKey();
+    if (!key || key->identifier != sealed.sealedUnder)
+        key = fileKey(database);
+    if (!key || key->identifier != sealed.sealedUnder)
+        refuse("a private key is sealed under a sealing key that isn't there");
+    if (sealed.nonce.size() != nonceSize || sealed.sealed.size() <= tagSize)
+        refuse("a private key was altered");
+    const std::size_t size = sealed.sealed.size() - tagSize;
+    SecureBytes clear(size);
+    Bytes tag(sealed.sealed.end() - tagSize, sealed.sealed.end());
+    if (!transform(false, *key, sealed.nonce, context, ByteView(sealed.sealed).first(size), clear.data(),
+                   tag.data()))
+        refuse("a private key was altered or moved");
+    return clear;
+}
+
+} // namespace wincrypt

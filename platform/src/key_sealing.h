@@ -1,0 +1,27 @@
+// Private keys at rest: AES-256-GCM, bound to where they belong.
+#pragma once
+
+#include "bytes.h"
+#include "database.h"
+
+#include <string>
+
+namespace wincrypt {
+
+struct SealedKey {
+    Bytes sealedUnder; // which sealing key: the start of its SHA-256 value
+    Bytes nonce;
+    Bytes sealed; // ciphertext, then the 16 byte tag
+};
+
+// What a sealed key is bound to besides its bytes: elsewhere, it doesn't open.
+Bytes sealingContext(const std::string& container, DWORD slot, DWORD flags);
+
+// Seals under $CREDENTIALS_DIRECTORY/wincrypt-key where that exists, else under the key file beside the
+// database, which is made when it is missing.
+SealedKey sealKey(const Database& database, ByteView context, ByteView clear);
+
+// Error: NTE_KEYSET_ENTRY_BAD when the key was altered or moved, or the sealing key isn't there; logged.
+SecureBytes openKey(const Database& database, ByteView context, const SealedKey& key);
+
+} // namespace wincrypt

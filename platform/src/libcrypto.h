@@ -1,0 +1,42 @@
+// Owners for libcrypto's objects, and what every use of it needs.
+#pragma once
+
+#include "process_locks.h"
+
+#include <openssl/bn.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/param_build.h>
+#include <openssl/params.h>
+
+#include <memory>
+
+namespace wincrypt {
+
+template <auto Free>
+struct FreeWith {
+    template <class T>
+    void operator()(T* object) const noexcept {
+        Free(object);
+    }
+};
+
+using PkeyPtr = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;
+using PkeyContextPtr = std::unique_ptr<EVP_PKEY_CTX, FreeWith<EVP_PKEY_CTX_free>>;
+using DigestContextPtr = std::unique_ptr<EVP_MD_CTX, FreeWith<EVP_MD_CTX_free>>;
+using CipherContextPtr = std::unique_ptr<EVP_CIPHER_CTX, FreeWith<EVP_CIPHER_CTX_free>>;
+using BignumPtr = std::unique_ptr<BIGNUM, FreeWith<BN_clear_free>>;
+using BignumContextPtr = std::unique_ptr<BN_CTX, FreeWith<BN_CTX_free>>;
+using ParamBuilderPtr = std::unique_ptr<OSSL_PARAM_BLD, FreeWith<OSSL_PARAM_BLD_free>>;
+using ParamsPtr = std::unique_ptr<OSSL_PARAM, FreeWith<OSSL_PARAM_free>>;
+
+// Errors that our calls leave in the thread's queue are not the host's to find there.
+class ErrorQueueGuard {
+public:
+    ErrorQueueGuard() noexcept { ERR_set_mark(); }
+    ~ErrorQueueGuard() { ERR_pop_to_mark(); }
+    ErrorQueueGuard(const ErrorQueueGuard&) = delete;
+    ErrorQueueGuard& operator=(const ErrorQueueGuard&) = delete;
+};
+
+} // namespace wincrypt

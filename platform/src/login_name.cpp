@@ -1,0 +1,47 @@
+#include "login_name.h"
+
+#include "text.h"
+
+#include <atomic>
+#include <memory>
+#include <pwd.h>
+#include <unistd.h>
+#include <vector>
+
+namespace wincrypt {
+namespace {
+
+struct Known {
+    uid_t user;
+    std::string name;
+};
+
+std::string lookUp(uid_t user) {
+    std::vector<char> room(16384);
+    passwd entry{};
+    passwd* found = nullptr;
+    if (::getpwuid_r(user, &entry, room.data(), room.size(), &found) == 0 && found != nullptr &&
+        entry.pw_name != nullptr && *entry.pw_name != '\0' && isUtf8(entry.pw_name))
+        return entry.pw_name;
+    return std::to_string(user);
+}
+
+} // namespace
+
+std::string loginName() {
+    // Asking the system costs a file or a network question, and every opening of a container asks. The first
+    // user that asks is kept; a process that changes its user pays for the question.
+    static std::atomic<const Known*> known{nullptr};
+    const uid_t user = ::geteuid();
+    if (const Known* record = known.load(std::memory_order_acquire);
+        record != nullptr && record->user == user)
+        return record->name;
+    auto record = std::make_unique<Known>(Known{user, lookUp(user)});
+    const std::string name = record->name;
+    const Known* none = nullptr;
+    if (known.compare_exchange_strong(none, record.get()))
+        record.release();
+    return name;
+}
+
+} // namespace wincrypt

@@ -1,0 +1,43 @@
+#include "pkcs8.h"
+
+#include "der_cursor.h"
+#include "der_writer.h"
+#include "object_id.h"
+
+#include <wincrypt.h>
+
+namespace wincrypt {
+
+ByteView readPrivateKeyInfo(ByteView encoding) {
+    DerCursor input(encoding);
+    const auto sequence = input.next(tag::sequence);
+    if (!sequence || !input.atEnd())
+        fail(NTE_BAD_DATA);
+    DerCursor inside(sequence->content);
+    const auto version = inside.next(tag::integer);
+    const auto algorithm = inside.next(tag::sequence);
+    const auto key = inside.next(tag::octetString);
+    if (!version || version->content.size() != 1 || version->content[0] > 1 || !algorithm || !key)
+        fail(NTE_BAD_DATA);
+    inside.next(tag::contextConstructed(0)); // attributes
+    if (version->content[0] == 1)
+        inside.next(tag::context(1)); // public key of RFC 5958
+    DerCursor identifier(algorithm->content);
+    const auto objectId = identifier.next(tag::objectId);
+    if (!inside.atEnd() || !objectId)
+        fail(NTE_BAD_DATA);
+    if (!equal(objectId->content, oid::rsaEncryption))
+        fail(NTE_BAD_ALGID);
+    return key->content;
+}
+
+SecureBytes writePrivateKeyInfo(ByteView rsaPrivateKey) {
+    static constexpr std::uint8_t version[] = {tag::integer, 1, 0};
+    static constexpr std::uint8_t noParameters[] = {tag::null, 0};
+    const Bytes algorithm =
+        derElement(tag::sequence, {derElement(tag::objectId, {oid::rsaEncryption}), noParameters});
+    const SecureBytes key = derElement<SecureBytes>(tag::octetString, {rsaPrivateKey});
+    return derElement<SecureBytes>(tag::sequence, {version, algorithm, key});
+}
+
+} // namespace wincrypt

@@ -1,0 +1,111 @@
+// The calls on providers and key containers.
+#include "boundary.h"
+#include "provider_objects.h"
+
+#include <openssl/rand.h>
+
+#include <algorithm>
+#include <limits>
+
+using namespace wincrypt;
+
+BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR szProvider, DWORD dwProvType,
+                                 DWORD dwFlags) {
+    return boundary([&] {
+        if (phProv == nullptr)
+            fail(ERROR_INVALID_PARAMETER);
+        auto context =
+            openContext(szProvider, dwProvType, szContainer != nullptr ? szContainer : "", dwFlags);
+        *phProv = context ? makeHandle(std::move(context)) : 0;
+    });
+}
+
+BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
+    return boundary([&] {
+        if (dwFlags != 0)
+            fail(NTE_BAD_FLAGS);
+        releaseContext(hProv);
+    });
+}
+
+BOOL WINAPI CryptEnumProvidersA(DWORD dwIndex, DWORD* pdwReserved, DWORD dwFlags, DWORD* pdwProvType,
+                                LPSTR szProvName, DWORD* pcbProvName) {
+    return boundary([&]() -> DWORD {
+        if (pdwReserved != nullptr || pdwProvType == nullptr || pcbProvName == nullptr)
+            return ERROR_INVALID_PARAMETER;
+        if (dwFlags != 0)
+            return errorValue(NTE_BAD_FLAGS);
+        thread_local std::vector<std::shared_ptr<Provider>> snapshot;
+        if (dwIndex == 0 || snapshot.empty())
+            snapshot = allProviders();
+        if (dwIndex >= snapshot.size())
+            return ERROR_NO_MORE_ITEMS;
+        *pdwProvType = snapshot[dwIndex]->type();
+        return deliverText(snapshot[dwIndex]->name(), szProvName, pcbProvName);
+    });
+}
+
+namespace {
+
+DWORD enumerateContainers(ProviderContext& context, BYTE* buffer, DWORD* length, DWORD flags) {
+    if ((flags & ~DWORD{CRYPT_FIRST | CRYPT_NEXT}) != 0)
+        return errorValue(NTE_BAD_FLAGS);
+    const std::lock_guard lock(context.enumerationLock);
+    if (flags == CRYPT_FIRST)
+        context.enumerated.reset();
+    const auto next = context.provider->containerAfter(context.scope, context.enumerated.value_or(""));
+    if (!next)
+        return ERROR_NO_MORE_ITEMS;
+    const DWORD result = deliverText(*next, buffer, length);
+    if (result == ERROR_SUCCESS && buffer != nullptr)
+        context.enumerated = next;
+    return result;
+}
+
+} // namespace
+
+BOOL WINAPI CryptGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pdwDataLen,
+                              DWORD dwFlags) {
+    return boundary([&]() -> DWORD {
+        const auto context = objectOf<ProviderContext>(hProv);
+        if (pdwDataLen == nullptr)
+            return ERROR_INVALID_PARAMETER;
+        if (dwParam == PP_ENUMCONTAINERS)
+            return enumerateContainers(*context, pbData, pdwDataLen, dwFlags);
+        if (dwFlags != 0)
+            return errorValue(NTE_BAD_FLAGS);
+        constexpr DWORD version = 0x200;
+        switch (dwParam) {
+        case PP_NAME:
+            return deliverText(context->provider->name(), pbData, pdwDataLen);
+        case PP_CONTAINER:
+        case PP_UNIQUE_CONTAINER:
+            return deliverText(context->container->name(), pbData, pdwDataLen);
+        case PP_PROVTYPE:
+            return deliver(context->provider->type(), pbData, pdwDataLen);
+        case PP_IMPTYPE:
+            return deliver(context->provider->implementation(), pbData, pdwDataLen);
+        case PP_VERSION:
+            return deliver(version, pbData, pdwDataLen);
+        default:
+            return errorValue(NTE_BAD_TYPE);
+        }
+    });
+}
+
+BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer) {
+    return boundary([&] {
+        objectOf<ProviderContext>(hProv);
+        if (pbBuffer == nullptr && dwLen != 0)
+            fail(ERROR_INVALID_PARAMETER);
+        const ErrorQueueGuard errors;
+        constexpr DWORD longest = std::numeric_limits<int>::max();
+        while (dwLen != 0) {
+            const DWORD part = std::min(dwLen, longest);
+            if (RAND_bytes(pbBuffer, static_cast<int>(part)) != 1)
+                fail(NTE_FAIL);
+            pbBuffer += part;
+            dwLen -= part;
+        }
+    });
+}

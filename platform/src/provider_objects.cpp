@@ -1,0 +1,123 @@
+#include "provider_objects.h"
+
+#include "text.h"
+
+#include <algorithm>
+
+namespace wincrypt {
+
+bool ProviderContext::remember(HandleKind kind, ULONG_PTR handle) {
+    const Lease lease;
+    const std::lock_guard lock(lock_);
+    if (released_)
+        return false;
+    children_.emplace_back(kind, handle);
+    return true;
+}
+
+void ProviderContext::forget(ULONG_PTR handle) noexcept {
+    const Lease lease;
+    const std::lock_guard lock(lock_);
+    const auto found = std::find_if(children_.rbegin(), children_.rend(),
+                                    [&](const auto& child) { return child.second == handle; });
+    if (found != children_.rend()) {
+        std::swap(*found, children_.back());
+        children_.pop_back();
+    }
+}
+
+void ProviderContext::releaseChildren() noexcept {
+    std::vector<std::pair<HandleKind, ULONG_PTR>> children;
+    {
+        const Lease lease;
+        const std::lock_guard lock(lock_);
+        released_ = true;
+        children.swap(children_);
+    }
+    for (const auto& [kind, handle] : children)
+        removeHandle(kind, handle);
+}
+
+std::shared_ptr<Key> ProviderContext::requireKey(DWORD specification) const {
+    if (!isSlot(specification))
+        fail(NTE_BAD_KEY);
+    auto key = container->key(specification);
+    if (!key)
+        fail(NTE_NO_KEY);
+    return key;
+}
+
+HashObject::HashObject(std::weak_ptr<ProviderContext> ofContext, const DigestAlgorithm& algorithm)
+    : context(std::move(ofContext)), algorithm_(algorithm), running_(EVP_MD_CTX_new()) {
+    const ErrorQueueGuard errors;
+    if (!running_ || EVP_DigestInit_ex(running_.get(), implementationOf(algorithm), nullptr) != 1)
+        fail(NTE_FAIL);
+}
+
+std::unique_lock<std::mutex> HashObject::enter() {
+    std::unique_lock lock(lock_, std::try_to_lock);
+    if (!lock)
+        fail(ERROR_BUSY);
+    return lock;
+}
+
+void HashObject::add(ByteView data) {
+    const auto lock = enter();
+    if (value_)
+        fail(NTE_BAD_HASH_STATE);
+    const ErrorQueueGuard errors;
+    if (EVP_DigestUpdate(running_.get(), data.data(), data.size()) != 1)
+        fail(NTE_FAIL);
+    hasData_ = hasData_ || !data.empty();
+}
+
+void HashObject::setValue(ByteView value) {
+    const auto lock = enter();
+    if (value_ || hasData_)
+        fail(NTE_BAD_HASH_STATE);
+    value_.emplace(value.begin(), value.end());
+}
+
+Bytes HashObject::signedValue(bool bare) {
+    const auto lock = enter();
+    if (!value_) {
+        const ErrorQueueGuard errors;
+        Bytes value(algorithm_.size);
+        if (EVP_DigestFinal_ex(running_.get(), value.data(), nullptr) != 1)
+            fail(NTE_FAIL);
+        value_ = std::move(value);
+    }
+    Bytes result;
+    if (!bare)
+        result.assign(algorithm_.prefix.begin(), algorithm_.prefix.end());
+    result.insert(result.end(), value_->begin(), value_->end());
+    return result;
+}
+
+std::shared_ptr<ProviderContext> openContext(const char* providerName, DWORD type,
+                                             const std::string& container, DWORD flags) {
+    constexpr DWORD known = CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET | CRYPT_SILENT |
+                            CRYPT_DEFAULT_CONTAINER_OPTIONAL | CRYPT_VERIFYCONTEXT;
+    const bool temporary = (flags & CRYPT_VERIFYCONTEXT) == CRYPT_VERIFYCONTEXT;
+    const bool fresh = (flags & CRYPT_NEWKEYSET) != 0;
+    const bool removing = (flags & CRYPT_DELETEKEYSET) != 0;
+    if ((flags & ~known) != 0 || (!temporary && (flags & CRYPT_VERIFYCONTEXT) != 0) ||
+        temporary + fresh + removing > 1)
+        fail(NTE_BAD_FLAGS);
+    if ((temporary && !container.empty()) || !isUtf8(container))
+        fail(NTE_BAD_KEYSET_PARAM);
+    const std::shared_ptr<Provider> provider = findProvider(providerName, type);
+    const Scope scope = (flags & CRYPT_MACHINE_KEYSET) != 0 ? Scope::machine : Scope::user;
+    if (removing) {
+        provider->remove(scope, container);
+        return nullptr;
+    }
+    auto opened = temporary ? provider->temporary()
+                  : fresh   ? provider->create(scope, container)
+                            : provider->open(scope, container);
+    return std::make_shared<ProviderContext>(provider, std::move(opened), scope);
+}
+
+void releaseContext(HCRYPTPROV handle) { takeObject<ProviderContext>(handle)->releaseChildren(); }
+
+} // namespace wincrypt

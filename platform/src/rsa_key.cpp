@@ -1,0 +1,229 @@
+#include "rsa_key.h"
+
+#include "der_cursor.h"
+#include "der_writer.h"
+
+#include <openssl/core_names.h>
+#include <openssl/rsa.h>
+
+#include <array>
+#include <iterator>
+
+namespace wincrypt {
+namespace {
+
+constexpr std::size_t paddingSize = 11; // RFC 8017, 7.2.1 and 9.2
+
+// The integers of an RSAPrivateKey in their order there.
+enum Part : std::size_t {
+    modulus,
+    publicExponent,
+    privateExponent,
+    prime1,
+    prime2,
+    exponent1,
+    exponent2,
+    coefficient
+};
+constexpr std::size_t partCount = 8;
+
+using Parts = std::array<BignumPtr, partCount>;
+
+constexpr std::array<const char*, partCount> partNames = {
+    OSSL_PKEY_PARAM_RSA_N,         OSSL_PKEY_PARAM_RSA_E,           OSSL_PKEY_PARAM_RSA_D,
+    OSSL_PKEY_PARAM_RSA_FACTOR1,   OSSL_PKEY_PARAM_RSA_FACTOR2,     OSSL_PKEY_PARAM_RSA_EXPONENT1,
+    OSSL_PKEY_PARAM_RSA_EXPONENT2, OSSL_PKEY_PARAM_RSA_COEFFICIENT1};
+
+bool readParts(ByteView encoding, Parts& parts, Bytes& publicEncoding) {
+    DerCursor input(encoding);
+    const auto sequence = input.next(tag::sequence);
+    if (!sequence || !input.atEnd())
+        return false;
+    DerCursor inside(sequence->content);
+    const auto version = inside.next(tag::integer);
+    if (!version || version->content.size() != 1 || version->content[0] != 0)
+        return false;
+    std::array<ByteView, 2> publicParts;
+    for (std::size_t i = 0; i < partCount; ++i) {
+        const auto integer = inside.next(tag::integer);
+        if (!integer || integer->content.empty() || (integer->content[0] & 0x80) != 0 ||
+            integer->content.size() > maximumKeyBits / 8 + 1)
+            return false;
+        parts[i].reset(
+            BN_bin2bn(integer->content.data(), static_cast<int>(integer->content.size()), nullptr));
+        if (!parts[i] || BN_is_zero(parts[i].get()))
+            return false;
+        if (i != modulus && i != publicExponent)
+            BN_set_flags(parts[i].get(), BN_FLG_CONSTTIME);
+        if (i < publicParts.size())
+            publicParts[i] = integer->whole;
+    }
+    publicEncoding = derElement(tag::sequence, {publicParts[0], publicParts[1]});
+    return inside.atEnd();
+}
+
+// The relations of RFC 8017, 3.2, which a damaged or hostile key breaks.
+bool partsFit(const Parts& parts) {
+    const auto part = [&](Part which) { return parts[which].get(); };
+    const int bits = BN_num_bits(part(modulus));
+    if (bits < static_cast<int>(minimumKeyBits) || bits > static_cast<int>(maximumKeyBits) ||
+        !BN_is_odd(part(modulus)) || !BN_is_odd(part(publicExponent)) || BN_is_one(part(publicExponent)) ||
+        BN_is_one(part(prime1)) || BN_is_one(part(prime2)) || BN_num_bits(part(publicExponent)) > 64)
+        return false;
+    const BignumContextPtr context(BN_CTX_secure_new());
+    const BignumPtr product(BN_new());
+    const BignumPtr less(BN_secure_new());
+    const BignumPtr value(BN_secure_new());
+    if (!context || !product || !less || !value)
+        throw std::bad_alloc();
+    if (BN_mul(product.get(), part(prime1), part(prime2), context.get()) != 1 ||
+        BN_cmp(product.get(), part(modulus)) != 0)
+        return false;
+    const auto exponentFits = [&](Part prime, Part exponent) {
+        return BN_sub(less.get(), part(prime), BN_value_one()) == 1 &&
+               BN_mod_mul(value.get(), part(publicExponent), part(exponent), less.get(), context.get()) ==
+                   1 &&
+               BN_is_one(value.get()) && BN_cmp(part(exponent), less.get()) < 0 &&
+               BN_nnmod(value.get(), part(privateExponent), less.get(), context.get()) == 1 &&
+               BN_cmp(value.get(), part(exponent)) == 0;
+    };
+    return exponentFits(prime1, exponent1) && exponentFits(prime2, exponent2) &&
+           BN_cmp(part(privateExponent), part(modulus)) < 0 &&
+           BN_mod_mul(value.get(), part(coefficient), part(prime2), part(prime1), context.get()) == 1 &&
+           BN_is_one(value.get()) && BN_cmp(part(coefficient), part(prime1)) < 0;
+}
+
+// Straight from the integers: the general decoder costs as much as a signature.
+PkeyPtr makeKey(const Parts& parts) {
+    const ParamBuilderPtr builder(OSSL_PARAM_BLD_new());
+    bool good = builder != nullptr;
+    for (std::size_t i = 0; i < partCount; ++i)
+        good = good && OSSL_PARAM_BLD_push_BN(builder.get(), partNames[i], parts[i].get()) == 1;
+    const ParamsPtr params(good ? OSSL_PARAM_BLD_to_param(builder.get()) : nullptr);
+    const PkeyContextPtr context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+    EVP_PKEY* key = nullptr;
+    good = params && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
+           EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_KEYPAIR, params.get()) == 1;
+    for (OSSL_PARAM* each = params.get(); each != nullptr && each->key != nullptr; ++each)
+        OPENSSL_cleanse(each->data, each->data_size);
+    if (!good)
+        fail(NTE_BAD_DATA);
+    return PkeyPtr(key);
+}
+
+PkeyContextPtr contextOf(EVP_PKEY* key) {
+    PkeyContextPtr context(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
+    if (!context)
+        throw std::bad_alloc();
+    return context;
+}
+
+} // namespace
+
+RsaPublicKey::RsaPublicKey(EVP_PKEY* key, Bytes encoding)
+    : key_(key), encoding_(std::move(encoding)), blockSize_(static_cast<std::size_t>(EVP_PKEY_get_size(key))),
+      bits_(static_cast<DWORD>(EVP_PKEY_get_bits(key))) {}
+
+bool RsaPublicKey::verifies(ByteView signedValue, ByteView signature) const {
+    if (signature.size() != blockSize_)
+        return false;
+    const Lease lease;
+    const ErrorQueueGuard errors;
+    const PkeyContextPtr context = contextOf(key_);
+    // Without a digest the context takes the signed value whole, and its default padding is that of PKCS#1
+    // v1.5.
+    return EVP_PKEY_verify_init(context.get()) == 1 &&
+           EVP_PKEY_verify(context.get(), signature.data(), signature.size(), signedValue.data(),
+                           signedValue.size()) == 1;
+}
+
+void RsaPublicKey::requireRoom(std::size_t size) const {
+    if (size + paddingSize > blockSize_)
+        fail(NTE_BAD_LEN);
+}
+
+Bytes RsaPublicKey::encrypt(ByteView data) const {
+    requireRoom(data.size());
+    const Lease lease;
+    const ErrorQueueGuard errors;
+    const PkeyContextPtr context = contextOf(key_);
+    Bytes block(blockSize_);
+    std::size_t size = block.size();
+    static constexpr std::uint8_t nothing = 0; // an empty message still has an address
+    if (EVP_PKEY_encrypt_init(context.get()) != 1 ||
+        EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1 ||
+        EVP_PKEY_encrypt(context.get(), block.data(), &size, data.empty() ? &nothing : data.data(),
+                         data.size()) != 1 ||
+        size != block.size())
+        fail(NTE_FAIL);
+    return block;
+}
+
+RsaPrivateKey::RsaPrivateKey(PkeyPtr key, SecureBytes encoding, Bytes publicEncoding)
+    : key_(std::move(key)), encoding_(std::move(encoding)), public_(key_.get(), std::move(publicEncoding)) {}
+
+RsaPrivateKey RsaPrivateKey::fromEncoding(ByteView encoding) {
+    const ErrorQueueGuard errors;
+    Parts parts;
+    Bytes publicEncoding;
+    if (!readParts(encoding, parts, publicEncoding) || !partsFit(parts))
+        fail(NTE_BAD_DATA);
+    return {makeKey(parts), SecureBytes(encoding.begin(), encoding.end()), std::move(publicEncoding)};
+}
+
+RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
+    const ErrorQueueGuard errors;
+    const PkeyContextPtr context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+    EVP_PKEY* made = nullptr;
+    if (!context || EVP_PKEY_keygen_init(context.get()) != 1 ||
+        EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), static_cast<int>(bits)) != 1 ||
+        EVP_PKEY_generate(context.get(), &made) != 1)
+        fail(NTE_FAIL);
+    const PkeyPtr key(made);
+    static constexpr std::uint8_t version[] = {tag::integer, 1, 0};
+    SecureBytes content(std::begin(version), std::end(version));
+    for (const char* name : partNames) {
+        BIGNUM* value = nullptr;
+        if (EVP_PKEY_get_bn_param(key.get(), name, &value) != 1)
+            fail(NTE_FAIL);
+        const BignumPtr owner(value);
+        // One octet more keeps the integer positive where its top bit is set.
+        SecureBytes octets(static_cast<std::size_t>(BN_num_bits(value)) / 8 + 1);
+        BN_bn2binpad(value, octets.data(), static_cast<int>(octets.size()));
+        appendDerHeader(content, tag::integer, octets.size());
+        content.insert(content.end(), octets.begin(), octets.end());
+    }
+    return fromEncoding(derElement<SecureBytes>(tag::sequence, {content}));
+}
+
+Bytes RsaPrivateKey::sign(ByteView signedValue) const {
+    public_.requireRoom(signedValue.size());
+    const Lease lease;
+    const ErrorQueueGuard errors;
+    const PkeyContextPtr context = contextOf(key_.get());
+    Bytes signature(public_.blockSize());
+    std::size_t size = signature.size();
+    if (EVP_PKEY_sign_init(context.get()) != 1 ||
+        EVP_PKEY_sign(context.get(), signature.data(), &size, signedValue.data(), signedValue.size()) != 1 ||
+        size != signature.size())
+        fail(NTE_FAIL);
+    return signature;
+}
+
+SecureBytes RsaPrivateKey::decrypt(ByteView block) const {
+    if (block.size() != public_.blockSize())
+        fail(NTE_BAD_DATA);
+    const Lease lease;
+    const ErrorQueueGuard errors;
+    const PkeyContextPtr context = contextOf(key_.get());
+    SecureBytes clear(block.size());
+    std::size_t size = clear.size();
+    if (EVP_PKEY_decrypt_init(context.get()) != 1 ||
+        EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1 ||
+        EVP_PKEY_decrypt(context.get(), clear.data(), &size, block.data(), block.size()) != 1)
+        fail(NTE_BAD_DATA);
+    clear.resize(size);
+    return clear;
+}
+
+} // namespace wincrypt

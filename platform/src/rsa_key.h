@@ -1,0 +1,56 @@
+// RSA on libcrypto (RFC 8017). Integers and blocks stand most significant byte first here.
+#pragma once
+
+#include "bytes.h"
+#include "libcrypto.h"
+
+namespace wincrypt {
+
+// A public key, ready for use; the first use's preparations stay with it.
+class RsaPublicKey {
+public:
+    RsaPublicKey(EVP_PKEY* key, Bytes encoding); // shares the key, which outlives this
+
+    std::size_t blockSize() const noexcept { return blockSize_; }
+    DWORD bits() const noexcept { return bits_; }
+    ByteView encoding() const noexcept { return encoding_; } // RSAPublicKey, A.1.1
+
+    // 8.2.2, over a whole DigestInfo or a bare value.
+    bool verifies(ByteView signedValue, ByteView signature) const;
+
+    // 7.2.1. Error: NTE_BAD_LEN for more than fits the block.
+    void requireRoom(std::size_t size) const;
+    Bytes encrypt(ByteView data) const;
+
+private:
+    EVP_PKEY* key_;
+    Bytes encoding_;
+    std::size_t blockSize_;
+    DWORD bits_;
+};
+
+class RsaPrivateKey {
+public:
+    // From an RSAPrivateKey (A.1.2) whose values are checked against each other; primality isn't.
+    // Error: NTE_BAD_DATA.
+    static RsaPrivateKey fromEncoding(ByteView encoding);
+    static RsaPrivateKey generate(unsigned bits);
+
+    RsaPrivateKey(PkeyPtr key, SecureBytes encoding, Bytes publicEncoding);
+
+    const RsaPublicKey& publicKey() const noexcept { return public_; }
+    const SecureBytes& encoding() const noexcept { return encoding_; }
+
+    Bytes sign(ByteView signedValue) const;    // 8.2.1; error NTE_BAD_LEN for more than fits
+    SecureBytes decrypt(ByteView block) const; // 7.2.2; error NTE_BAD_DATA, whatever is wrong
+
+private:
+    PkeyPtr key_;
+    SecureBytes encoding_;
+    RsaPublicKey public_;
+};
+
+inline constexpr unsigned minimumKeyBits = 512;
+inline constexpr unsigned maximumKeyBits = 16384;
+
+} // namespace wincrypt

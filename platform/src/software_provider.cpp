@@ -1,0 +1,176 @@
+#include "software_provider.h"
+
+#include "database.h"
+#include "key_cache.h"
+#include "key_containers.h"
+#include "login_name.h"
+#include "software_key.h"
+
+#include <atomic>
+
+namespace wincrypt {
+namespace {
+
+class StoredKeyContainer final : public Container {
+public:
+    // The default container isn't looked at before its first use.
+    StoredKeyContainer(Scope scope, std::string name, bool isDefault)
+        : scope_(scope), name_(std::move(name)), isDefault_(isDefault) {}
+
+    const std::string& name() const override { return name_; }
+
+    // False when there is no such container.
+    bool load() {
+        const std::shared_ptr<Database> database = databaseInUse();
+        auto next = std::make_shared<State>();
+        next->stamp = database->stamp(); // before the query, so that it is never newer than what was read
+        const auto stored = loadContainer(*database, name_);
+        if (stored)
+            for (const auto& key : stored->keys)
+                if (key)
+                    next->keys[StoredContainer::placeOf(key->slot)] = std::make_shared<SoftwareKey>(
+                        openCached(*database, sealingContext(name_, key->slot, key->flags), key->sealed),
+                        (key->flags & CRYPT_EXPORTABLE) != 0);
+        state_.store(std::move(next));
+        return stored.has_value();
+    }
+
+    std::shared_ptr<Key> key(DWORD slot) override {
+        auto state = state_.load();
+        if (!state || !state->stamp.sameAs(databaseInUse()->stamp())) {
+            if (!load() && !isDefault_)
+                fail(NTE_BAD_KEYSET);
+            state = state_.load();
+        }
+        return state->keys[StoredContainer::placeOf(slot)];
+    }
+
+    std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) override {
+        return keep(slot, std::make_shared<const RsaPrivateKey>(RsaPrivateKey::generate(bits)), exportable);
+    }
+
+    std::shared_ptr<Key> import(DWORD slot, ByteView encoding, bool exportable) override {
+        return keep(slot, std::make_shared<const RsaPrivateKey>(RsaPrivateKey::fromEncoding(encoding)),
+                    exportable);
+    }
+
+    std::optional<Bytes> certificate(DWORD slot) override {
+        return storedCertificate(*databaseInUse(), name_, slot);
+    }
+
+    void setCertificate(DWORD slot, ByteView encoding) override {
+        if (!storeCertificate(*databaseInUse(), name_, slot, encoding))
+            fail(NTE_NO_KEY);
+    }
+
+private:
+    struct State {
+        std::shared_ptr<Key> keys[2];
+        Stamp stamp;
+    };
+
+    // The database is named by the environment, and found when it is first needed.
+    std::shared_ptr<Database> databaseInUse() {
+        auto database = database_.load();
+        if (!database) {
+            database = Database::of(scope_);
+            database_.store(database);
+        }
+        return database;
+    }
+
+    std::shared_ptr<Key> keep(DWORD slot, std::shared_ptr<const RsaPrivateKey> key, bool exportable) {
+        const std::shared_ptr<Database> database = databaseInUse();
+        const DWORD flags = exportable ? CRYPT_EXPORTABLE : 0;
+        const Bytes context = sealingContext(name_, slot, flags);
+        const StoredKey stored{slot, flags, sealKey(*database, context, key->encoding())};
+        storeKey(*database, name_, stored, isDefault_);
+        keepOpened(context, stored.sealed, key);
+        state_.store(nullptr);
+        return std::make_shared<SoftwareKey>(std::move(key), exportable);
+    }
+
+    const Scope scope_;
+    const std::string name_;
+    const bool isDefault_;
+    std::atomic<std::shared_ptr<Database>> database_;
+    std::atomic<std::shared_ptr<const State>> state_;
+};
+
+class TemporaryContainer final : public Container {
+public:
+    const std::string& name() const override { return name_; }
+    std::shared_ptr<Key> key(DWORD slot) override { return keys_[StoredContainer::placeOf(slot)].load(); }
+    std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) override {
+        return keep(slot, RsaPrivateKey::generate(bits), exportable);
+    }
+    std::shared_ptr<Key> import(DWORD slot, ByteView encoding, bool exportable) override {
+        return keep(slot, RsaPrivateKey::fromEncoding(encoding), exportable);
+    }
+    std::optional<Bytes> certificate(DWORD) override { return std::nullopt; }
+    void setCertificate(DWORD, ByteView) override { fail(NTE_PERM); }
+
+private:
+    std::shared_ptr<Key> keep(DWORD slot, RsaPrivateKey key, bool exportable) {
+        std::shared_ptr<Key> made =
+            std::make_shared<SoftwareKey>(std::make_shared<const RsaPrivateKey>(std::move(key)), exportable);
+        keys_[StoredContainer::placeOf(slot)].store(made);
+        return made;
+    }
+
+    std::string name_;
+    std::atomic<std::shared_ptr<Key>> keys_[2];
+};
+
+class SoftwareProvider final : public Provider {
+public:
+    const std::string& name() const override { return name_; }
+    DWORD type() const override { return PROV_RSA_FULL; }
+    DWORD implementation() const override { return CRYPT_IMPL_SOFTWARE; }
+
+    std::shared_ptr<Container> open(Scope scope, const std::string& name) override {
+        auto container = containerOf(scope, name);
+        if (!isDefault(name) && !container->load())
+            fail(NTE_BAD_KEYSET);
+        return container;
+    }
+
+    std::shared_ptr<Container> create(Scope scope, const std::string& name) override {
+        if (isDefault(name))
+            fail(NTE_EXISTS);
+        storeContainer(*Database::of(scope), name);
+        return containerOf(scope, name);
+    }
+
+    void remove(Scope scope, const std::string& name) override {
+        const bool found = removeContainer(*Database::of(scope), name.empty() ? loginName() : name);
+        if (!found && !isDefault(name))
+            fail(NTE_BAD_KEYSET);
+    }
+
+    std::shared_ptr<Container> temporary() override { return std::make_shared<TemporaryContainer>(); }
+
+    std::optional<std::string> containerAfter(Scope scope, const std::string& name) override {
+        return storedContainerAfter(*Database::of(scope), name);
+    }
+
+private:
+    static bool isDefault(const std::string& name) { return name.empty() || name == loginName(); }
+
+    static std::shared_ptr<StoredKeyContainer> containerOf(Scope scope, const std::string& name) {
+        return std::make_shared<StoredKeyContainer>(scope, name.empty() ? loginName() : name,
+                                                    isDefault(name));
+    }
+
+    const std::string name_ = MS_ENHANCED_PROV_A;
+};
+
+} // namespace
+
+std::shared_ptr<Provider> softwareProvider() {
+    // Never destroyed: a thread may still be signing while the process ends.
+    static const auto* const provider = new std::shared_ptr<Provider>(std::make_shared<SoftwareProvider>());
+    return *provider;
+}
+
+} // namespace wincrypt

@@ -1,0 +1,213 @@
+#include "sqlite_connection.h"
+
+#include "log.h"
+
+#include <sqlite3.h>
+
+#include <ctime>
+#include <new>
+
+namespace wincrypt {
+namespace {
+
+constexpr int busyMilliseconds = 30'000;
+
+// Waits in short steps: a durable change holds the lock for well under a millisecond, so the steps of seconds
+// that suit long transactions would leave processes asleep while the lock is free.
+int waitBusy(void*, int tries) {
+    constexpr long stepMicroseconds = 250;
+    const long step = tries < 200 ? stepMicroseconds : 10 * stepMicroseconds;
+    const long waited = tries < 200 ? tries * step : 50'000 + (tries - 200) * step;
+    if (waited > busyMilliseconds * 1000L)
+        return 0;
+    const timespec pause{0, step * 1000};
+    ::nanosleep(&pause, nullptr);
+    return 1;
+}
+
+DWORD errorOf(int result) noexcept {
+    switch (result & 0xFF) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return ERROR_BUSY;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+        return ERROR_FILE_CORRUPT;
+    case SQLITE_FULL:
+        return ERROR_DISK_FULL;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+    case SQLITE_CANTOPEN:
+        return ERROR_ACCESS_DENIED;
+    case SQLITE_IOERR:
+        return ERROR_IO_DEVICE;
+    default:
+        return ERROR_INTERNAL_ERROR;
+    }
+}
+
+// A path as it may stand in a URI.
+std::string uriOf(const std::string& path) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string uri = "file:";
+    for (const char byte : path) {
+        const auto value = static_cast<unsigned char>(byte);
+        if (value == '?' || value == '#' || value == '%' || value < 0x21 || value > 0x7E) {
+            uri += '%';
+            uri += digits[value >> 4];
+            uri += digits[value & 0xF];
+        } else {
+            uri += byte;
+        }
+    }
+    return uri + "?immutable=1";
+}
+
+} // namespace
+
+void failSqlite(int result, const std::string& path, const char* cause) {
+    if ((result & 0xFF) == SQLITE_NOMEM)
+        throw std::bad_alloc();
+    logLine(path, cause);
+    fail(errorOf(result));
+}
+
+Connection::Connection(std::string path, Mode mode) : path_(std::move(path)), mode_(mode) {
+    const int flags = (mode == Mode::readWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+                      SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
+                      (mode == Mode::immutable ? SQLITE_OPEN_URI : 0);
+    const std::string name = mode == Mode::immutable ? uriOf(path_) : path_;
+    const int result = sqlite3_open_v2(name.c_str(), &database_, flags, nullptr);
+    if (result != SQLITE_OK) {
+        const std::string cause = database_ != nullptr ? sqlite3_errmsg(database_) : "out of memory";
+        sqlite3_close_v2(database_);
+        failSqlite(result, path_, cause.c_str());
+    }
+    sqlite3_busy_handler(database_, waitBusy, nullptr);
+    sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+}
+
+Connection::~Connection() {
+    for (sqlite3_stmt* statement : statements_)
+        sqlite3_finalize(statement);
+    if (const int result = sqlite3_close_v2(database_); result != SQLITE_OK)
+        logLine(path_, sqlite3_errstr(result));
+}
+
+Statement Connection::prepare(Query query) {
+    sqlite3_stmt*& statement = statements_[static_cast<std::size_t>(query)];
+    if (statement == nullptr) {
+        const int result = sqlite3_prepare_v3(database_, queryText[static_cast<std::size_t>(query)], -1,
+                                              SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+        if (result != SQLITE_OK)
+            failSqlite(result, path_, sqlite3_errmsg(database_));
+    }
+    return {database_, statement, path_};
+}
+
+void Connection::execute(const char* sql) {
+    if (const int result = sqlite3_exec(database_, sql, nullptr, nullptr, nullptr); result != SQLITE_OK)
+        failSqlite(result, path_, sqlite3_errmsg(database_));
+}
+
+std::string Connection::text(const char* sql) {
+    sqlite3_stmt* statement = nullptr;
+    int result = sqlite3_prepare_v2(database_, sql, -1, &statement, nullptr);
+    std::string value;
+    if (result == SQLITE_OK) {
+        result = sqlite3_step(statement);
+        if (result == SQLITE_ROW)
+            if (const unsigned char* column = sqlite3_column_text(statement, 0); column != nullptr)
+                value = reinterpret_cast<const char*>(column);
+    }
+    const std::string cause = sqlite3_errmsg(database_);
+    sqlite3_finalize(statement);
+    if (result != SQLITE_OK && result != SQLITE_ROW && result != SQLITE_DONE)
+        failSqlite(result, path_, cause.c_str());
+    return value;
+}
+
+std::int64_t Connection::number(const char* sql) {
+    const std::string value = text(sql);
+    return value.empty() ? 0 : std::stoll(value);
+}
+
+const volatile std::uint32_t* Connection::logIndex() {
+    if (mode_ != Mode::readWrite || text("PRAGMA journal_mode") != "wal")
+        return nullptr;
+    sqlite3_file* file = nullptr;
+    if (sqlite3_file_control(database_, "main", SQLITE_FCNTL_FILE_POINTER, static_cast<void*>(&file)) !=
+            SQLITE_OK ||
+        file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2)
+        return nullptr;
+    // The pragma above left the index mapped; asking for its first region gives the mapping that stands.
+    constexpr int regionSize = 32 * 1024;
+    void volatile* region = nullptr;
+    if (file->pMethods->xShmMap(file, 0, regionSize, 0, &region) != SQLITE_OK)
+        return nullptr;
+    return static_cast<const volatile std::uint32_t*>(region);
+}
+
+void Connection::keepLogOnClose() noexcept {
+    sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+Statement::~Statement() {
+    sqlite3_reset(statement_);
+    sqlite3_clear_bindings(statement_);
+}
+
+void Statement::check(int result) {
+    if (result != SQLITE_OK)
+        failSqlite(result, path_, sqlite3_errmsg(database_));
+}
+
+Statement& Statement::bind(int index, std::int64_t value) {
+    check(sqlite3_bind_int64(statement_, index, value));
+    return *this;
+}
+
+Statement& Statement::bind(int index, ByteView value) {
+    // An empty blob is not null.
+    static constexpr char nothing = 0;
+    const void* data = value.empty() ? static_cast<const void*>(&nothing) : value.data();
+    check(sqlite3_bind_blob64(statement_, index, data, value.size(), SQLITE_STATIC));
+    return *this;
+}
+
+Statement& Statement::bindText(int index, std::string_view value) {
+    check(sqlite3_bind_text64(statement_, index, value.data(), value.size(), SQLITE_STATIC, SQLITE_UTF8));
+    return *this;
+}
+
+Statement& Statement::bindNull(int index) {
+    check(sqlite3_bind_null(statement_, index));
+    return *this;
+}
+
+bool Statement::step() {
+    const int result = sqlite3_step(statement_);
+    if (result == SQLITE_ROW)
+        return true;
+    if (result == SQLITE_DONE)
+        return false;
+    failSqlite(result, path_, sqlite3_errmsg(database_));
+}
+
+std::int64_t Statement::integer(int column) const noexcept {
+    return sqlite3_column_int64(statement_, column);
+}
+
+ByteView Statement::bytes(int column) const {
+    const void* data = sqlite3_column_blob(statement_, column);
+    return {static_cast<const std::uint8_t*>(data),
+            static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+bool Statement::isNull(int column) const noexcept {
+    return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+} // namespace wincrypt

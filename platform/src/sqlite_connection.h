@@ -1,0 +1,83 @@
+// Thin calls over SQLite: a connection with its prepared statements, and one place that turns results into
+// errors.
+#pragma once
+
+#include "bytes.h"
+#include "queries.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace wincrypt {
+
+// What a row or a change is read from or written to. The statement is reset when this goes, and with it its
+// read transaction ends.
+class Statement {
+public:
+    Statement(sqlite3* database, sqlite3_stmt* statement, const std::string& path) noexcept
+        : database_(database), statement_(statement), path_(path) {}
+    ~Statement();
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    Statement& bind(int index, std::int64_t value);
+    Statement& bind(int index, ByteView value); // the bytes must live until the statement goes
+    Statement& bindText(int index, std::string_view value);
+    Statement& bindNull(int index);
+
+    bool step(); // true for a row, false at the end
+    void run() {
+        while (step()) {}
+    }
+
+    std::int64_t integer(int column) const noexcept;
+    ByteView bytes(int column) const; // until the next step
+    bool isNull(int column) const noexcept;
+
+private:
+    void check(int result);
+
+    sqlite3* database_;
+    sqlite3_stmt* statement_;
+    const std::string& path_;
+};
+
+class Connection {
+public:
+    enum class Mode { readWrite, readOnly, immutable };
+
+    Connection(std::string path, Mode mode); // opens; fails with the published value
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    Statement prepare(Query query);
+    void execute(const char* sql);
+    std::int64_t number(const char* sql); // first column of the first row, 0 without one
+    std::string text(const char* sql);
+
+    Mode mode() const noexcept { return mode_; }
+    const std::string& path() const noexcept { return path_; }
+
+    // Start of the write-ahead log's index in shared memory, null where the database has none.
+    const volatile std::uint32_t* logIndex();
+
+    // Leaves the log as it is when this connection closes, even as the last one.
+    void keepLogOnClose() noexcept;
+
+private:
+    std::string path_;
+    Mode mode_;
+    sqlite3* database_ = nullptr;
+    std::array<sqlite3_stmt*, queryCount> statements_{};
+};
+
+// Logs the cause and throws the published value of an SQLite result.
+[[noreturn]] void failSqlite(int result, const std::string& path, const char* cause);
+
+} // namespace wincrypt

@@ -1,0 +1,77 @@
+#include "boundary.h"
+#include "bundle_store.h"
+#include "database_store.h"
+#include "store_object.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <iterator>
+#include <strings.h>
+
+namespace wincrypt {
+namespace {
+
+constexpr DWORD systemStore = CERT_ACCESS_STATE_SYSTEM_STORE_FLAG;
+constexpr DWORD machineStore = systemStore | CERT_ACCESS_STATE_LM_SYSTEM_STORE_FLAG;
+
+// Names compare without regard to case, as the platform's do.
+bool isNamed(const std::string& name, const char* known) { return ::strcasecmp(name.c_str(), known) == 0; }
+
+bool bundleExists() {
+    struct stat status {};
+    return ::stat(bundlePath().c_str(), &status) == 0;
+}
+
+std::shared_ptr<DatabaseStoreView> databaseView(Scope scope, const std::string& name, bool writable,
+                                                DWORD state) {
+    return std::make_shared<DatabaseStoreView>(
+        Database::of(scope), name, writable,
+        state | (writable ? DWORD{CERT_ACCESS_STATE_WRITE_PERSIST_FLAG} : 0));
+}
+
+std::shared_ptr<StoreObject> openUserStore(const std::string& name, bool mustExist, bool readOnly) {
+    static constexpr const char* always[] = {"MY", "CA", "ROOT", "UserDS"};
+    // The write bit is the handle's alone. A user's certificates that can't be written just now must not look
+    // like the machine's, which have the system store bit and no other.
+    const auto own = databaseView(Scope::user, name, !readOnly, systemStore);
+    if (mustExist && std::none_of(std::begin(always), std::end(always),
+                                  [&](const char* known) { return isNamed(name, known); })) {
+        if (!own->exists())
+            fail(ERROR_FILE_NOT_FOUND);
+    } else {
+        Database::of(Scope::user)->probe();
+    }
+    std::vector<StoreObject::Member> members{{own, !readOnly, false}};
+    if (isNamed(name, "ROOT"))
+        members.push_back({std::make_shared<BundleStoreView>(systemStore), false, true});
+    if (isNamed(name, "ROOT") || isNamed(name, "CA"))
+        members.push_back({databaseView(Scope::machine, name, false, systemStore), false, true});
+    return std::make_shared<StoreObject>(std::move(members), true);
+}
+
+std::shared_ptr<StoreObject> openMachineStore(const std::string& name, bool mustExist, bool readOnly) {
+    const bool hasBundle = isNamed(name, "ROOT") && bundleExists();
+    const auto own = databaseView(Scope::machine, name, !readOnly, machineStore);
+    bool exists = false;
+    const DWORD error = outcome([&] { exists = own->exists(); });
+    if (error != ERROR_SUCCESS && !hasBundle)
+        fail(error);
+    if (mustExist && !exists && !hasBundle)
+        fail(ERROR_FILE_NOT_FOUND);
+    std::vector<StoreObject::Member> members;
+    if (hasBundle)
+        members.push_back({std::make_shared<BundleStoreView>(machineStore), false, true});
+    members.push_back({own, !readOnly, hasBundle});
+    return std::make_shared<StoreObject>(std::move(members), true);
+}
+
+} // namespace
+
+std::shared_ptr<StoreObject> openSystemStore(Scope scope, const std::string& name, bool mustExist,
+                                             bool readOnly) {
+    return scope == Scope::user ? openUserStore(name, mustExist, readOnly)
+                                : openMachineStore(name, mustExist, readOnly);
+}
+
+} // namespace wincrypt

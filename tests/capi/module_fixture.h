@@ -1,0 +1,90 @@
+#pragma once
+
+#include "capimanagerutility.h"
+#include "platform_calls.h"
+#include "platformhandle.h"
+#include "support/scratch_profile.h"
+#include "support/test_certificates.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace capi_tests {
+
+// A user who has stored nothing. At the end of each test nothing of the layer may be open.
+class ModuleTest : public ::testing::Test {
+protected:
+    void TearDown() override;
+
+    test_support::ScratchProfile profile;
+    PlatformCalls& calls = PlatformCalls::instance();
+};
+
+struct HashTraits {
+    using Handle = HCRYPTHASH;
+    static void free(Handle handle) noexcept { CryptDestroyHash(handle); }
+};
+using OwnedHash = PlatformHandle<HashTraits>;
+
+// ---- What a test finds in the platform ----
+
+OwnedStore openStore(char const* name);
+OwnedStore memoryStore();
+
+// A new key container of the software provider with this key in its exchange slot.
+OwnedProvider makeContainer(char const* name, test_support::TestKey const& key, bool exportable = true);
+bool containerExists(char const* name);
+
+// A certificate of the shared key of 1024 bits, in a store or, with null, in none.
+OwnedCertificate certificate(test_support::CertificateFields const& fields, HCERTSTORE store = nullptr);
+OwnedCertificate certificate(char const* commonName, HCERTSTORE store = nullptr);
+
+void setKey(PCCERT_CONTEXT cert, std::wstring container, DWORD keySpec = AT_KEYEXCHANGE);
+void setFriendlyName(PCCERT_CONTEXT cert, std::wstring name);
+
+// A container "keys" with an exportable key of 1024 bits, its key handle, a certificate of it in "MY" that
+// names it, and a hash.
+struct KeyWorld {
+    KeyWorld();
+    OwnedProvider provider;
+    OwnedKey key;
+    OwnedStore store;
+    OwnedCertificate cert;
+    OwnedHash hash;
+    TVKBuffer reference; // of the certificate's key
+};
+
+// ---- Bytes ----
+
+std::string text(TVKBuffer const& buffer);
+TVKBuffer buffer(std::string const& text);
+TVKBuffer buffer(test_support::Bytes const& bytes);
+
+// ---- Failures ----
+
+constexpr char kManagerUtility[] = "./capi/src/capimanagerutility";
+constexpr char kCspManager[] = "./capi/src/cspmanager";
+constexpr char kCspUtility[] = "./capi/src/cspmanagerutility";
+
+// An exception of the toolkit as its catcher sees it; without a type there was none.
+struct Raised {
+    std::string type{};
+    std::string file{};
+    int code = 0;
+    std::string message{};
+    std::optional<DWORD> systemCode{};
+
+    friend bool operator==(Raised const&, Raised const&) = default;
+};
+std::ostream& operator<<(std::ostream& out, Raised const& raised);
+
+Raised raisedBy(std::function<void()> const& operation);
+Raised capi(char const* file, int code, char const* message);
+Raised capi(char const* file, int code, char const* message, long systemCode);
+
+} // namespace capi_tests

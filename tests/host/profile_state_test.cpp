@@ -1,0 +1,91 @@
+#include "tvkstore_run.h"
+
+#include "support/trust_bundle.h"
+
+#include <sqlite3.h>
+
+#include <functional>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void makeDatabase(fs::path const& file, char const* statements) {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, statements, nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(database);
+    EXPECT_EQ(sqlite3_close(database), SQLITE_OK);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+}
+
+struct StateRow {
+    char const* why;
+    std::function<void(fs::path const&)> prepare; // is given the place of the user's database
+    int exitCode;
+    char const* message;
+};
+
+std::vector<StateRow> const stateRows{
+    {"no home yet", [](fs::path const& file) { fs::remove(file.parent_path()); }, 0, ""},
+    {"an empty file",
+     [](fs::path const& file) { writeWhole(file, ""), fs::permissions(file, fs::perms{0600}); }, 0, ""},
+    {"not a database",
+     [](fs::path const& file) {
+         writeWhole(file, std::string(8192, 'x')), fs::permissions(file, fs::perms{0600});
+     },
+     5, "system code 0x570"},
+    {"another program's",
+     [](fs::path const& file) { makeDatabase(file, "CREATE TABLE other(x); PRAGMA application_id = 7"); }, 5,
+     "another program"},
+    {"a newer release's",
+     [](fs::path const& file) {
+         makeDatabase(
+             file, "CREATE TABLE other(x); PRAGMA application_id = 0x57435054; PRAGMA user_version = 9999");
+     },
+     3, "made by a newer release"},
+    {"others may write it",
+     [](fs::path const& file) { writeWhole(file, ""), fs::permissions(file, fs::perms{0666}); }, 4,
+     "others may write it"},
+    {"a directory in its place", [](fs::path const& file) { fs::create_directory(file); }, 4,
+     "not a regular file"},
+};
+
+class ProfileStateTest : public TvkstoreTest {};
+
+TEST_F(ProfileStateTest, EachStateOfTheDatabaseHasItsAnswerAndStaysAsItIs) {
+    for (StateRow const& row : stateRows) {
+        SCOPED_TRACE(row.why);
+        fs::path const file = profile.userHome() / "user.db";
+        fs::create_directories(profile.userHome());
+        ASSERT_NO_FATAL_FAILURE(row.prepare(file));
+        Snapshot const before = snapshot(profile.directory().path());
+
+        test_support::ProgramResult const result = run({"list"});
+        EXPECT_EQ(result.exitCode, row.exitCode) << result.error;
+        EXPECT_NE(result.error.find(row.message), std::string::npos) << result.error;
+        if (row.exitCode != 0) {
+            EXPECT_EQ(result.output, "");
+            EXPECT_NE(result.error.find("tvkstore: error: can't open store MY: "), std::string::npos)
+                << result.error;
+            EXPECT_NE(result.error.find(file.string()), std::string::npos) << result.error;
+        }
+        EXPECT_EQ(snapshot(profile.directory().path()), before);
+        profile.directory().remove(profile.userHome());
+        fs::create_directories(profile.userHome());
+    }
+    profileIsReady();
+}
+
+TEST_F(ProfileStateTest, AUserWithoutHomeIsToldWhatToSet) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can become a user who isn't known";
+    auto const result = runInShell("exec env -u HOME -u XDG_DATA_HOME -u WINCRYPT_USER_HOME setpriv --reuid "
+                                   "54321 --clear-groups \"$0\" \"$@\"",
+                                   {"list"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_NE(result.error.find("set HOME, XDG_DATA_HOME or WINCRYPT_USER_HOME"), std::string::npos)
+        << result.error;
+}
+
+} // namespace

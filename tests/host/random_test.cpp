@@ -1,0 +1,95 @@
+#include "tvkstore_run.h"
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class RandomTest : public TvkstoreTest {
+protected:
+    RandomTest() : folder(work.path()), file((work.path() / "out").string()) {}
+
+    std::size_t filesInFolder() const {
+        return static_cast<std::size_t>(
+            std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+    }
+
+    test_support::ScratchDirectory work;
+    fs::path folder;
+    std::string file;
+};
+
+TEST_F(RandomTest, GivesTheWantedAmountInEachForm) {
+    // More than one part of the program's own.
+    std::string const large = run({"random", "2500000"}).output;
+    EXPECT_EQ(large.size(), 2500000u);
+    EXPECT_NE(large.substr(0, 1 << 20), large.substr(1 << 20, 1 << 20));
+
+    std::string const digits = run({"random", "17", "--hex"}).output;
+    EXPECT_EQ(digits.size(), 35u);
+    EXPECT_EQ(digits.find_first_not_of("0123456789abcdef"), 34u);
+
+    auto const value = json({"random", "017"});
+    EXPECT_EQ(value["bytes"], 17);
+    EXPECT_EQ(value["hex"].get<std::string>().size(), 34u);
+}
+
+TEST_F(RandomTest, AFileIsPrivateAndReplacedOnlyByForce) {
+    ASSERT_EQ(runInShell("umask 0; exec \"$0\" \"$@\"", {"random", "9", "--out", file}).exitCode, 0);
+    std::string const first = readWhole(file);
+    EXPECT_EQ(first.size(), 9u);
+    struct stat status {};
+    ASSERT_EQ(::stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777u, 0600u);
+
+    test_support::ProgramResult const refused = run({"random", "9", "--out", file});
+    EXPECT_EQ(refused.exitCode, 2);
+    EXPECT_EQ(refused.error, "tvkstore: error: " + file + ": exists already\nhint: --force replaces it\n");
+    EXPECT_EQ(readWhole(file), first);
+
+    // Through a link its target is replaced, not the link.
+    fs::path const link = folder / "link";
+    fs::create_symlink(file, link);
+    EXPECT_EQ(run({"random", "10", "--out", link.string(), "--force"}).exitCode, 0);
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(readWhole(file).size(), 10u);
+    EXPECT_EQ(filesInFolder(), 2u);
+}
+
+TEST_F(RandomTest, AFailedRunLeavesNoFile) {
+    // A limit on the size of files stands for a full disk; its signal is ignored so that the write fails.
+    EXPECT_EQ(runInShell("trap '' XFSZ; ulimit -f 8; exec \"$0\" \"$@\"", {"random", "100000", "--out", file})
+                  .exitCode,
+              3);
+    EXPECT_EQ(run({"random", "9", "--out", file, "--module", "nowhere"}).exitCode, 3);
+    // A signal in the middle of an endless run.
+    EXPECT_EQ(
+        runInShell("timeout -s TERM 0.5 \"$0\" \"$@\"", {"random", "18446744073709551615", "--out", file})
+            .exitCode,
+        124);
+    EXPECT_EQ(filesInFolder(), 0u);
+}
+
+struct StreamRow {
+    char const* line;
+    int exitCode;
+    char const* message;
+};
+
+TEST_F(RandomTest, OutputThatGoesNowhereIsNoSuccess) {
+    for (StreamRow const& row : {
+             StreamRow{"\"$0\" \"$@\" >/dev/full", 3, "standard output: No space left"},
+             StreamRow{"\"$0\" \"$@\" >&-", 3, "standard output: Bad file descriptor"},
+             StreamRow{"{ { \"$0\" \"$@\"; echo $? >&3; } | :; } 3>&1 | grep -qx 3", 0,
+                       "standard output: Broken pipe"},
+             StreamRow{"script -qec \"$0 random 9\" /dev/null >&2", 2, "aren't written to a terminal"},
+         }) {
+        SCOPED_TRACE(row.line);
+        test_support::ProgramResult const result = runInShell(row.line, {"random", "9000000"});
+        EXPECT_EQ(result.exitCode, row.exitCode);
+        EXPECT_NE(result.error.find(row.message), std::string::npos) << result.error;
+    }
+}
+
+} // namespace

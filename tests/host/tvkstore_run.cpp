@@ -1,0 +1,56 @@
+#include "tvkstore_run.h"
+
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+std::string readWhole(fs::path const& file) {
+    std::ifstream in(file, std::ios::binary);
+    EXPECT_TRUE(in) << file;
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+void writeWhole(fs::path const& file, std::string const& content) {
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    out << content << std::flush;
+    ASSERT_TRUE(out) << file;
+}
+
+Snapshot snapshot(fs::path const& directory) {
+    Snapshot found;
+    for (fs::directory_entry const& entry : fs::recursive_directory_iterator(directory)) {
+        struct stat status {};
+        EXPECT_EQ(::lstat(entry.path().c_str(), &status), 0) << entry.path();
+        std::ostringstream text;
+        text << std::oct << status.st_mode << ' ' << std::dec << status.st_mtim.tv_sec << '.'
+             << status.st_mtim.tv_nsec << ' ';
+        if (S_ISREG(status.st_mode))
+            text << readWhole(entry.path());
+        found[entry.path()] = text.str();
+    }
+    return found;
+}
+
+test_support::ProgramResult TvkstoreTest::run(Words const& words) {
+    test_support::ProgramRun program{.arguments = {TVKSTORE}, .environment = environment};
+    program.arguments.insert(program.arguments.end(), words.begin(), words.end());
+    return test_support::runProgram(program);
+}
+
+test_support::ProgramResult TvkstoreTest::runInShell(std::string const& line, Words const& words) {
+    test_support::ProgramRun program{.arguments = {"sh", "-c", line, TVKSTORE}, .environment = environment};
+    program.arguments.insert(program.arguments.end(), words.begin(), words.end());
+    return test_support::runProgram(program);
+}
+
+nlohmann::json TvkstoreTest::json(Words words, int exitCode) {
+    words.push_back("--json");
+    test_support::ProgramResult const result = run(words);
+    EXPECT_EQ(result.exitCode, exitCode) << result.error;
+    return nlohmann::json::parse(result.output);
+}

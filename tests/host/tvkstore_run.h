@@ -1,0 +1,44 @@
+#pragma once
+
+#include "support/run_program.h"
+#include "support/scratch_profile.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <map>
+#include <string>
+#include <vector>
+
+using Words = std::vector<std::string>;
+
+std::string readWhole(std::filesystem::path const& file);
+void writeWhole(std::filesystem::path const& file, std::string const& content);
+
+// Everything under a directory: what each path is, its mode, the time of its last change, and its content.
+using Snapshot = std::map<std::string, std::string>;
+Snapshot snapshot(std::filesystem::path const& directory);
+
+// The program in a profile of its own. What reads must leave the profile as it was, which the end of each
+// test checks.
+class TvkstoreTest : public testing::Test {
+protected:
+    test_support::ProgramResult run(Words const& words);
+
+    // The shell runs `line` with the program as "$0" and the words as "$@".
+    test_support::ProgramResult runInShell(std::string const& line, Words const& words);
+
+    // The one JSON value of a run that has to end with the exit code.
+    nlohmann::json json(Words words, int exitCode = 0);
+
+    // The test's own files are put into the profile first.
+    void profileIsReady() { m_before = snapshot(profile.directory().path()); }
+    void SetUp() override { profileIsReady(); }
+    void TearDown() override { EXPECT_EQ(snapshot(profile.directory().path()), m_before); }
+
+    test_support::ScratchProfile profile;
+    std::vector<std::pair<std::string, std::string>> environment;
+
+private:
+    Snapshot m_before;
+};

@@ -1,0 +1,248 @@
+// Certificates as structures: fields, names, keys, self-signed ones; and the version query.
+#include "layer_fixture.h"
+
+#include "support/trust_bundle.h"
+
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace layer_test {
+namespace {
+
+class Certificates : public LayerTest {};
+
+ContextHandle contextOf(const Bytes& encoding) {
+    return ContextHandle(CertCreateCertificateContext(X509_ASN_ENCODING, encoding.data(),
+                                                      static_cast<DWORD>(encoding.size())));
+}
+
+using X509Ptr = std::unique_ptr<X509, decltype(&X509_free)>;
+
+X509Ptr parsed(PCCERT_CONTEXT context) {
+    const unsigned char* place = context->pbCertEncoded;
+    return {d2i_X509(nullptr, &place, context->cbCertEncoded), &X509_free};
+}
+
+std::string nameOf(PCCERT_CONTEXT context, DWORD type = CERT_NAME_SIMPLE_DISPLAY_TYPE, DWORD flags = 0) {
+    std::string text(CertGetNameStringA(context, type, flags, nullptr, nullptr, 0), '\0');
+    EXPECT_EQ(CertGetNameStringA(context, type, flags, nullptr, text.data(), static_cast<DWORD>(text.size())),
+              text.size());
+    EXPECT_EQ(text.back(), '\0');
+    text.pop_back();
+    return text;
+}
+
+TEST_F(Certificates, FieldsAgreeWithLibcryptoForEveryRootOfTheMachine) {
+    for (const Bytes& encoding : test_support::readTrustBundle()) {
+        const ContextHandle context = contextOf(encoding);
+        ASSERT_TRUE(context);
+        const CERT_INFO& info = *context.get()->pCertInfo;
+        const X509Ptr x509 = parsed(context.get());
+        EXPECT_EQ(info.dwVersion, static_cast<DWORD>(X509_get_version(x509.get())));
+        const ASN1_INTEGER* serial = X509_get0_serialNumber(x509.get());
+        Bytes number(info.SerialNumber.pbData, info.SerialNumber.pbData + info.SerialNumber.cbData);
+        while (number.size() > 1 && number.back() == 0)
+            number.pop_back();
+        std::reverse(number.begin(), number.end());
+        EXPECT_EQ(number,
+                  Bytes(ASN1_STRING_get0_data(serial), ASN1_STRING_get0_data(serial) + serial->length));
+        char objectId[80];
+        OBJ_obj2txt(objectId, sizeof objectId, X509_get0_tbs_sigalg(x509.get())->algorithm, 1);
+        EXPECT_STREQ(info.SignatureAlgorithm.pszObjId, objectId);
+        ASSERT_EQ(info.cExtension, static_cast<DWORD>(X509_get_ext_count(x509.get())));
+        for (DWORD i = 0; i < info.cExtension; ++i) {
+            X509_EXTENSION* extension = X509_get_ext(x509.get(), static_cast<int>(i));
+            OBJ_obj2txt(objectId, sizeof objectId, X509_EXTENSION_get_object(extension), 1);
+            EXPECT_STREQ(info.rgExtension[i].pszObjId, objectId);
+            EXPECT_EQ(info.rgExtension[i].fCritical, X509_EXTENSION_get_critical(extension));
+            EXPECT_EQ(info.rgExtension[i].Value.cbData,
+                      static_cast<DWORD>(ASN1_STRING_length(X509_EXTENSION_get_data(extension))));
+        }
+        std::tm notAfter{};
+        ASSERT_EQ(ASN1_TIME_to_tm(X509_get0_notAfter(x509.get()), &notAfter), 1);
+        const auto ticks =
+            static_cast<std::uint64_t>(info.NotAfter.dwHighDateTime) << 32 | info.NotAfter.dwLowDateTime;
+        EXPECT_EQ(static_cast<std::int64_t>(ticks / 10'000'000) - 11'644'473'600, ::timegm(&notAfter));
+        EXPECT_EQ(CertGetPublicKeyLength(X509_ASN_ENCODING, &context.get()->pCertInfo->SubjectPublicKeyInfo),
+                  static_cast<DWORD>(EVP_PKEY_get_bits(X509_get0_pubkey(x509.get()))));
+    }
+}
+
+TEST_F(Certificates, EveryPrefixIsRefused) {
+    const Bytes& whole = certificate(1);
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        EXPECT_FALSE(contextOf(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))))
+            << length;
+}
+
+TEST_F(Certificates, DisplayNames) {
+    using test_support::NameText;
+    const struct {
+        test_support::Name subject;
+        std::string expected;
+        const char* why;
+    } rows[] = {
+        {{{"O", "Company"}, {"OU", "Unit"}, {"CN", "Alice"}}, "Alice", "the common name first"},
+        {{{"O", "Company"}, {"OU", "Unit"}}, "Unit", "then the unit"},
+        {{{"emailAddress", "a@b", NameText::Ia5}, {"O", "Company"}}, "Company", "then the organization"},
+        {{{"C", "DE", NameText::Printable}, {"emailAddress", "a@b", NameText::Ia5}},
+         "a@b",
+         "then the address"},
+        {{{"C", "DE", NameText::Printable}, {"L", "Town"}}, "DE", "else the first"},
+        {{}, "", "no name at all"},
+        {{{"CN", "J\xC3\xBCrgen"}}, "J\xC3\xBCrgen", "UTF8String"},
+        {{{"CN", "J\xFCrgen", NameText::Teletex}}, "J\xC3\xBCrgen", "T61String"},
+        {{{"CN", std::string("\0J\0\xFC", 4), NameText::Bmp}}, "J\xC3\xBC", "BMPString"},
+        {{{"CN", std::string("good\0.bad", 9)}}, "good\xEF\xBF\xBD.bad", "a zero doesn't end the name"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        test_support::CertificateFields fields;
+        fields.subject = row.subject;
+        fields.issuer = test_support::commonName("Issuer");
+        const ContextHandle context = contextOf(makeCertificate(fields, test_support::TestKey::shared(1024)));
+        ASSERT_TRUE(context);
+        EXPECT_EQ(nameOf(context.get()), row.expected);
+        EXPECT_EQ(nameOf(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, CERT_NAME_ISSUER_FLAG), "Issuer");
+    }
+    test_support::CertificateFields fields;
+    fields.subject = test_support::commonName("ab\xC3\xBC");
+    const ContextHandle context = contextOf(makeCertificate(fields, test_support::TestKey::shared(1024)));
+    char small[4];
+    EXPECT_EQ(CertGetNameStringA(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, small, 4), 3u);
+    EXPECT_STREQ(small, "ab") << "cut before the character that doesn't fit";
+    ASSERT_TRUE(setFriendlyName(context.get(), L"called"));
+    EXPECT_EQ(nameOf(context.get(), CERT_NAME_FRIENDLY_DISPLAY_TYPE), "called");
+}
+
+class SelfSigned : public LayerTest {
+protected:
+    SelfSigned() {
+        info.pwszContainerName = container.data();
+        info.pwszProvName = providerName.data();
+        info.dwProvType = PROV_RSA_FULL;
+        info.dwKeySpec = AT_KEYEXCHANGE;
+    }
+
+    ContextHandle create(CRYPT_ALGORITHM_IDENTIFIER* algorithm = nullptr, SYSTEMTIME* end = nullptr) {
+        CERT_NAME_BLOB blob{static_cast<DWORD>(subject.size()), subject.data()};
+        return ContextHandle(
+            CertCreateSelfSignCertificate(0, &blob, 0, &info, algorithm, nullptr, end, nullptr));
+    }
+
+    std::wstring container = L"self";
+    std::wstring providerName = L"" MS_ENHANCED_PROV_A;
+    CRYPT_KEY_PROV_INFO info{};
+    Bytes subject = {0x30, 0x0C, 0x31, 0x0A, 0x30, 0x08, 0x06, 0x03, 0x55, 0x04, 0x03, 0x0C, 0x01, 'A'};
+};
+
+TEST_F(SelfSigned, SignedAsAskedByAKeyThatStaysInside) {
+    const struct {
+        const char* algorithm;
+        int expected;
+    } rows[] = {{nullptr, NID_sha256WithRSAEncryption},
+                {szOID_RSA_MD5RSA, NID_md5WithRSAEncryption},
+                {szOID_RSA_SHA1RSA, NID_sha1WithRSAEncryption}};
+    for (const auto& row : rows) {
+        CRYPT_ALGORITHM_IDENTIFIER algorithm{};
+        algorithm.pszObjId = const_cast<LPSTR>(row.algorithm);
+        SYSTEMTIME end{2055, 2, 0, 28, 23, 59, 58, 0};
+        const ContextHandle context = create(&algorithm, &end);
+        ASSERT_TRUE(context) << GetLastError();
+        const X509Ptr x509 = parsed(context.get());
+        EXPECT_EQ(X509_get_signature_nid(x509.get()), row.expected);
+        EXPECT_EQ(X509_verify(x509.get(), X509_get0_pubkey(x509.get())), 1);
+        EXPECT_EQ(EVP_PKEY_get_bits(X509_get0_pubkey(x509.get())), 2048);
+        EXPECT_EQ(context.get()->pCertInfo->SerialNumber.cbData, 16u);
+        std::tm notAfter{};
+        ASSERT_EQ(ASN1_TIME_to_tm(X509_get0_notAfter(x509.get()), &notAfter), 1);
+        EXPECT_EQ(notAfter.tm_year, 155);
+
+        ProviderHandle opened;
+        DWORD keySpec = 0;
+        BOOL callerFrees = FALSE;
+        ASSERT_TRUE(CryptAcquireCertificatePrivateKey(context.get(), CRYPT_ACQUIRE_COMPARE_KEY_FLAG, nullptr,
+                                                      opened.address(), &keySpec, &callerFrees));
+        EXPECT_EQ(keySpec, DWORD{AT_KEYEXCHANGE});
+        EXPECT_TRUE(callerFrees);
+        char objectId[] = szOID_RSA_RSA;
+        DWORD size = 0;
+        EXPECT_EQ(errorOf([&] {
+                      return CryptExportPKCS8(opened.get(), keySpec, objectId, 0, nullptr, nullptr, &size) !=
+                             FALSE;
+                  }),
+                  code(NTE_BAD_KEY_STATE));
+    }
+}
+
+TEST_F(SelfSigned, WhatCantBeSignedMakesNoKey) {
+    CRYPT_ALGORITHM_IDENTIFIER unknown{};
+    unknown.pszObjId = const_cast<LPSTR>("1.2.3");
+    SYSTEMTIME never{2024, 2, 0, 30, 0, 0, 0, 0};
+    SYSTEMTIME past{1999, 1, 0, 1, 0, 0, 0, 0};
+    EXPECT_EQ(errorOf([&] { return static_cast<bool>(create(&unknown)); }), code(NTE_BAD_ALGID));
+    EXPECT_EQ(errorOf([&] { return static_cast<bool>(create(nullptr, &never)); }),
+              DWORD{ERROR_INVALID_PARAMETER});
+    const Bytes good = subject;
+    for (std::size_t length = 0; length < good.size(); ++length) {
+        subject.assign(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_EQ(errorOf([&] { return static_cast<bool>(create()); }), code(CRYPT_E_INVALID_X500_STRING))
+            << length;
+    }
+    EXPECT_FALSE(std::filesystem::exists(userDatabase()));
+    subject = good;
+    EXPECT_TRUE(create(nullptr, &past)) << "an end before the start is the caller's business";
+}
+
+TEST_F(SelfSigned, TheWayToTheKeyOfACertificate) {
+    const ContextHandle context = contextOf(certificate(1));
+    ProviderHandle opened;
+    const auto acquire = [&](DWORD flags) {
+        opened.reset();
+        return errorOf([&] {
+            return CryptAcquireCertificatePrivateKey(context.get(), flags, nullptr, opened.address(), nullptr,
+                                                     nullptr) != FALSE;
+        });
+    };
+    EXPECT_EQ(acquire(0), code(CRYPT_E_NO_KEY_PROPERTY));
+    ASSERT_TRUE(setKeyInfo(context.get(), L"gone"));
+    EXPECT_EQ(acquire(0), code(NTE_BAD_KEYSET));
+    EXPECT_EQ(acquire(0), code(NTE_BAD_KEYSET)) << "and nothing was made";
+    newContainer("gone", 512);
+    EXPECT_EQ(acquire(0), 0u);
+    EXPECT_EQ(acquire(CRYPT_ACQUIRE_COMPARE_KEY_FLAG), code(NTE_BAD_PUBLIC_KEY));
+}
+
+TEST(Version, TheSystemComparesAs10WithoutServicePack) {
+    const struct {
+        DWORD major, minor;
+        WORD servicePack;
+        BYTE condition;
+        BOOL expected;
+    } rows[] = {
+        {5, 0, 2, VER_GREATER_EQUAL, TRUE}, // the later numbers don't count
+        {10, 0, 0, VER_EQUAL, TRUE},          {10, 0, 1, VER_GREATER_EQUAL, FALSE},
+        {11, 0, 0, VER_GREATER_EQUAL, FALSE}, {10, 1, 0, VER_LESS_EQUAL, TRUE},
+        {9, 9, 9, VER_GREATER, TRUE},         {9, 9, 9, VER_LESS, FALSE},
+    };
+    for (const auto& row : rows) {
+        OSVERSIONINFOEXA wanted{};
+        wanted.dwOSVersionInfoSize = sizeof wanted;
+        wanted.dwMajorVersion = row.major;
+        wanted.dwMinorVersion = row.minor;
+        wanted.wServicePackMajor = row.servicePack;
+        ULONGLONG mask = 0;
+        for (const DWORD field : {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR})
+            mask = VerSetConditionMask(mask, field, row.condition);
+        EXPECT_EQ(
+            VerifyVersionInfoA(&wanted, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR, mask),
+            row.expected)
+            << row.major << '.' << row.minor << '.' << row.servicePack << " by " << unsigned{row.condition};
+    }
+}
+
+} // namespace
+} // namespace layer_test

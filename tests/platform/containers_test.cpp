@@ -1,0 +1,246 @@
+// Providers, key containers and what lies in them.
+#include "layer_fixture.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+namespace layer_test {
+namespace {
+
+class Containers : public LayerTest {};
+
+DWORD acquire(const char* container, DWORD flags, const char* provider = MS_ENHANCED_PROV_A,
+              DWORD type = PROV_RSA_FULL) {
+    ProviderHandle handle;
+    return errorOf(
+        [&] { return CryptAcquireContextA(handle.address(), container, provider, type, flags) != FALSE; });
+}
+
+std::string parameter(const ProviderHandle& provider, DWORD id) {
+    DWORD length = 0;
+    if (!CryptGetProvParam(provider.get(), id, nullptr, &length, 0))
+        return "";
+    std::string text(length, '\0');
+    EXPECT_TRUE(CryptGetProvParam(provider.get(), id, reinterpret_cast<BYTE*>(text.data()), &length, 0));
+    return text.c_str();
+}
+
+TEST_F(Containers, AcquisitionAnswersWithThePublishedErrors) {
+    newContainer("present");
+    const struct {
+        const char* container;
+        DWORD flags;
+        const char* provider;
+        DWORD type;
+        DWORD expected;
+        const char* why;
+    } rows[] = {
+        {"present", 0, MS_ENHANCED_PROV_A, 1, 0, "an existing container opens"},
+        {"present", 0, nullptr, 1, 0, "no provider name is the first provider"},
+        {"absent", 0, MS_ENHANCED_PROV_A, 1, code(NTE_BAD_KEYSET), "opening makes nothing"},
+        {"present", CRYPT_NEWKEYSET, MS_ENHANCED_PROV_A, 1, code(NTE_EXISTS), "no container is replaced"},
+        {nullptr, CRYPT_NEWKEYSET, MS_ENHANCED_PROV_A, 1, code(NTE_EXISTS), "the default one always exists"},
+        {"absent", CRYPT_DELETEKEYSET, MS_ENHANCED_PROV_A, 1, code(NTE_BAD_KEYSET), "nothing to delete"},
+        {"present", 0, "Unknown Provider", 1, code(NTE_KEYSET_NOT_DEF), "unknown provider"},
+        {"present", 0, MS_ENHANCED_PROV_A, 0, code(NTE_BAD_PROV_TYPE), "type out of range"},
+        {"present", 0, nullptr, 24, code(NTE_PROV_TYPE_NOT_DEF), "no provider of this type"},
+        {"present", 0, MS_ENHANCED_PROV_A, 24, code(NTE_PROV_TYPE_NO_MATCH), "name and type differ"},
+        {"present", 0x400, MS_ENHANCED_PROV_A, 1, code(NTE_BAD_FLAGS), "unknown flag"},
+        {"present", CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET, nullptr, 1, code(NTE_BAD_FLAGS),
+         "flags that exclude"},
+        {"b\xFF"
+         "d",
+         CRYPT_NEWKEYSET, nullptr, 1, code(NTE_BAD_KEYSET_PARAM), "a name that is no text"},
+        {"present", CRYPT_MACHINE_KEYSET, nullptr, 1, code(NTE_BAD_KEYSET),
+         "the machine has its own containers"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        EXPECT_EQ(acquire(row.container, row.flags, row.provider, row.type), row.expected);
+    }
+}
+
+TEST_F(Containers, OpeningTheDefaultContainerWritesNothing) {
+    const ProviderHandle provider = openContainer(nullptr);
+    ASSERT_TRUE(provider);
+    const std::string name = parameter(provider, PP_CONTAINER);
+    EXPECT_FALSE(name.empty());
+    EXPECT_TRUE(openContainer(name.c_str())) << "it bears its name";
+    HCRYPTKEY key = 0;
+    EXPECT_EQ(errorOf([&] { return CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &key) != FALSE; }),
+              code(NTE_NO_KEY));
+    EXPECT_FALSE(std::filesystem::exists(userDatabase()));
+
+    ASSERT_TRUE(CryptGenKey(provider.get(), AT_SIGNATURE, 512u << 16, &key));
+    HCRYPTKEY again = 0;
+    EXPECT_TRUE(CryptGetUserKey(openContainer(nullptr).get(), AT_SIGNATURE, &again)) << "now it is stored";
+}
+
+TEST_F(Containers, EnumeratedProvidersAreNamedAsTheirHandlesSay) {
+    DWORD type = 0;
+    DWORD size = 0;
+    ASSERT_TRUE(CryptEnumProvidersA(0, nullptr, 0, &type, nullptr, &size));
+    std::string name(size, '?');
+    EXPECT_EQ(name.size(), std::strlen(MS_ENHANCED_PROV_A) + 1) << "the terminator counts";
+    ASSERT_TRUE(CryptEnumProvidersA(0, nullptr, 0, &type, name.data(), &size));
+    EXPECT_EQ(type, DWORD{PROV_RSA_FULL});
+    EXPECT_EQ(name.c_str(), parameter(openContainer(nullptr), PP_NAME));
+    --size;
+    EXPECT_EQ(errorOf([&] { return CryptEnumProvidersA(0, nullptr, 0, &type, name.data(), &size) != FALSE; }),
+              DWORD{ERROR_MORE_DATA});
+    EXPECT_EQ(errorOf([&] { return CryptEnumProvidersA(1, nullptr, 0, &type, nullptr, &size) != FALSE; }),
+              DWORD{ERROR_NO_MORE_ITEMS});
+}
+
+TEST_F(Containers, NamesOfAnyTextAreListedAndGoWithTheirContainer) {
+    const std::vector<std::string> names = {"a\nb", "plain", "s p a c e", "\xC3\xA9"};
+    for (const std::string& name : names)
+        ASSERT_TRUE(openContainer(name.c_str(), CRYPT_NEWKEYSET)) << name;
+    std::vector<std::string> listed;
+    {
+        const ProviderHandle provider = openContainer(nullptr);
+        char name[64];
+        DWORD length = sizeof name;
+        for (DWORD flags = CRYPT_FIRST; CryptGetProvParam(provider.get(), PP_ENUMCONTAINERS,
+                                                          reinterpret_cast<BYTE*>(name), &length, flags);
+             flags = CRYPT_NEXT, length = sizeof name)
+            listed.emplace_back(name);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_ITEMS});
+    }
+    EXPECT_EQ(listed, names);
+    EXPECT_EQ(acquire("plain", CRYPT_DELETEKEYSET), 0u);
+    EXPECT_EQ(acquire("plain", 0), code(NTE_BAD_KEYSET));
+    EXPECT_EQ(acquire("s p a c e", 0), 0u) << "another one stays";
+}
+
+TEST_F(Containers, KeyLengthsAndFlagsOfGeneration) {
+    const ProviderHandle provider = openContainer("generation", CRYPT_NEWKEYSET);
+    const struct {
+        ALG_ID algorithm;
+        DWORD flags;
+        DWORD expected;
+        DWORD bits;
+        DWORD slot;
+    } rows[] = {
+        {AT_KEYEXCHANGE, 0x02000001, 0, 512, AT_KEYEXCHANGE},
+        {CALG_RSA_SIGN, 0x04000000, 0, 1024, AT_SIGNATURE},
+        {AT_KEYEXCHANGE, CRYPT_EXPORTABLE, 0, 2048, AT_KEYEXCHANGE},
+        {CALG_MD5, 0, code(NTE_BAD_ALGID), 0, 0},
+        {AT_KEYEXCHANGE, 511u << 16, code(NTE_BAD_FLAGS), 0, 0},
+        {AT_KEYEXCHANGE, 2, code(NTE_BAD_FLAGS), 0, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.flags);
+        HCRYPTKEY key = 0;
+        ASSERT_EQ(
+            errorOf([&] { return CryptGenKey(provider.get(), row.algorithm, row.flags, &key) != FALSE; }),
+            row.expected);
+        if (row.expected != 0)
+            continue;
+        DWORD bits = 0;
+        DWORD length = sizeof bits;
+        HCRYPTKEY same = 0;
+        ASSERT_TRUE(CryptGetUserKey(openContainer("generation").get(), row.slot, &same))
+            << "it lies in its slot";
+        ASSERT_TRUE(CryptGetKeyParam(key, KP_KEYLEN, reinterpret_cast<BYTE*>(&bits), &length, 0));
+        EXPECT_EQ(bits, row.bits);
+    }
+}
+
+TEST_F(Containers, ACertificateLiesWithItsKey) {
+    const ProviderHandle provider = newContainer("card");
+    HCRYPTKEY key = 0;
+    ASSERT_TRUE(CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &key));
+    DWORD length = 0;
+    EXPECT_EQ(errorOf([&] { return CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &length, 0) != FALSE; }),
+              code(NTE_NOT_FOUND));
+    EXPECT_EQ(length, 0u) << "who doesn't look at the result reads no bytes";
+
+    Bytes longer = certificate(1); // what stands behind the certificate isn't part of it
+    longer.resize(longer.size() + 8, 0xEE);
+    ASSERT_TRUE(CryptSetKeyParam(key, KP_CERTIFICATE, longer.data(), 0));
+    ASSERT_TRUE(CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &length, 0));
+    Bytes read(length);
+    ASSERT_TRUE(CryptGetKeyParam(key, KP_CERTIFICATE, read.data(), &length, 0));
+    EXPECT_EQ(read, certificate(1));
+    const Bytes notOne = {0x30, 0x02, 0x05, 0x00};
+    EXPECT_EQ(errorOf([&] { return CryptSetKeyParam(key, KP_CERTIFICATE, notOne.data(), 0) != FALSE; }),
+              code(NTE_BAD_DATA));
+}
+
+// --- Sealing ---
+
+void execute(const std::filesystem::path& database, const std::string& sql) {
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(database.c_str(), &connection), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(connection);
+    sqlite3_close(connection);
+}
+
+TEST_F(Containers, AKeyThatWasEditedOrMovedDoesNotOpen) {
+    const char* const edits[] = {
+        "UPDATE key SET flags = 1 - flags WHERE container = 1",
+        "UPDATE key SET slot = 2 WHERE container = 1",
+        "UPDATE key SET sealed = zeroblob(length(sealed)) WHERE container = 1",
+        "UPDATE key SET nonce = zeroblob(12) WHERE container = 1",
+        "UPDATE key SET sealed = x'' WHERE container = 1",
+        "UPDATE key SET (nonce, sealed) = (SELECT nonce, sealed FROM key WHERE container = 2) WHERE "
+        "container = 1",
+    };
+    newContainer("first", 512);
+    newContainer("second", 512);
+    execute(userDatabase(), "CREATE TABLE saved AS SELECT * FROM key");
+    for (const char* edit : edits) {
+        SCOPED_TRACE(edit);
+        EXPECT_EQ(acquire("first", 0), 0u); // known to the process when it is edited
+        execute(userDatabase(), edit);
+        EXPECT_EQ(acquire("first", 0), code(NTE_KEYSET_ENTRY_BAD));
+        EXPECT_EQ(acquire("second", 0), 0u) << "the others are untouched";
+        execute(userDatabase(), "DELETE FROM key; INSERT INTO key SELECT * FROM saved");
+    }
+    EXPECT_EQ(acquire("first", CRYPT_DELETEKEYSET), 0u);
+}
+
+TEST_F(Containers, TheSealingKeyIsAFileOfItsOwnOrACredential) {
+    // Made by other processes, so that this one has to open what they sealed.
+    const auto makeElsewhere = [](const char* name) {
+        return inChild([&] { return static_cast<bool>(newContainer(name, 512)); });
+    };
+    ASSERT_TRUE(makeElsewhere("filed"));
+    const auto keyFile = profile.userHome() / "sealing.key";
+    EXPECT_EQ(std::filesystem::file_size(keyFile), 32u);
+    EXPECT_EQ(std::filesystem::status(keyFile).permissions(), std::filesystem::perms(0600));
+
+    std::filesystem::create_directory(profile.file("credentials"));
+    std::ofstream(profile.file("credentials") / "wincrypt-key")
+        << "a secret of more than thirty-two characters";
+    {
+        const test_support::EnvironmentVariable credentials("CREDENTIALS_DIRECTORY",
+                                                            profile.file("credentials").string());
+        EXPECT_EQ(acquire("filed", 0), 0u) << "what the file sealed, the file opens";
+        ASSERT_TRUE(makeElsewhere("credential"));
+    }
+    EXPECT_EQ(acquire("credential", 0), code(NTE_KEYSET_ENTRY_BAD)) << "its sealing key isn't there";
+    std::filesystem::permissions(keyFile, std::filesystem::perms(0640));
+    ASSERT_TRUE(openContainer("empty", CRYPT_NEWKEYSET));
+    HCRYPTKEY key = 0;
+    EXPECT_EQ(errorOf([&] {
+                  return CryptGenKey(openContainer("empty").get(), AT_KEYEXCHANGE, 512u << 16, &key) != FALSE;
+              }),
+              DWORD{ERROR_ACCESS_DENIED})
+        << "a key file that others may read";
+
+    execute(userDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
+    std::ifstream file(userDatabase(), std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    EXPECT_EQ(text.find(std::string("\x02\x01\x00\x02\x41", 5)), std::string::npos)
+        << "version and modulus of a 512 bit key in clear";
+}
+
+} // namespace
+} // namespace layer_test

@@ -1,0 +1,249 @@
+// What becomes of the database: who may use it, what is wrong with it, other processes, forks, power.
+#include "layer_fixture.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <functional>
+
+namespace layer_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uid_t otherUser = 54321;
+
+class DatabaseFiles : public LayerTest {
+protected:
+    DatabaseFiles() : logVariable("WINCRYPT_LOG", (profile.directory().path() / "log").string()) {}
+
+    std::string log() const {
+        std::ifstream file(profile.directory().path() / "log");
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    // Everything into one file, as a stopped process leaves it.
+    void fillAndClose(const fs::path& database) {
+        ASSERT_TRUE(
+            inChild([] { return add(openStore("MY"), certificate(1)) && newContainer("kept", 512); }));
+        sql(database, "PRAGMA wal_checkpoint(TRUNCATE)");
+    }
+
+    static void sql(const fs::path& database, const std::string& text) {
+        sqlite3* connection = nullptr;
+        ASSERT_EQ(sqlite3_open(database.c_str(), &connection), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(connection, text.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(connection);
+        sqlite3_close(connection);
+    }
+
+    static std::string content(const fs::path& path) {
+        if (fs::is_directory(path))
+            return "directory";
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    test_support::EnvironmentVariable logVariable;
+};
+
+TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
+    const struct {
+        const char* why;
+        std::function<void(const fs::path&)> damage;
+        DWORD expected;
+    } rows[] = {
+        {"rubbish", [](const fs::path& p) { std::ofstream(p) << std::string(5000, '#'); },
+         ERROR_FILE_CORRUPT},
+        {"cut short", [](const fs::path& p) { fs::resize_file(p, fs::file_size(p) / 2); },
+         ERROR_FILE_CORRUPT},
+        {"newer", [](const fs::path& p) { sql(p, "PRAGMA user_version = 99"); }, ERROR_REVISION_MISMATCH},
+        {"of another program", [](const fs::path& p) { sql(p, "PRAGMA application_id = 7"); },
+         ERROR_FILE_CORRUPT},
+        {"writable by others", [](const fs::path& p) { fs::permissions(p, fs::perms(0622)); },
+         ERROR_ACCESS_DENIED},
+        {"of another user", [](const fs::path& p) { EXPECT_EQ(::chown(p.c_str(), otherUser, otherUser), 0); },
+         ERROR_ACCESS_DENIED},
+        {"no file",
+         [](const fs::path& p) {
+             fs::remove(p);
+             fs::create_directory(p);
+         },
+         ERROR_ACCESS_DENIED},
+    };
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "giving a file away takes root";
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        const auto home = profile.file(std::string("home ") + row.why);
+        const test_support::EnvironmentVariable variable("WINCRYPT_USER_HOME", home.string());
+        fillAndClose(home / "user.db");
+        row.damage(home / "user.db");
+        const std::string before = content(home / "user.db");
+        EXPECT_EQ(errorOf([] { return static_cast<bool>(openStore("MY")); }), row.expected);
+        EXPECT_EQ(errorOf([] { return static_cast<bool>(openContainer("kept")); }), row.expected);
+        EXPECT_EQ(errorOf([] { return static_cast<bool>(openContainer("new", CRYPT_NEWKEYSET)); }),
+                  row.expected);
+        EXPECT_TRUE(openContainer(nullptr)) << "which touches no database";
+        EXPECT_EQ(content(home / "user.db"), before);
+        EXPECT_NE(log().find((home / "user.db").string()), std::string::npos) << "the log names the file";
+    }
+}
+
+TEST_F(DatabaseFiles, ADamagedEntryIsPassedByAndNamed) {
+    for (unsigned number = 1; number <= 3; ++number)
+        ASSERT_TRUE(add(openStore("MY"), certificate(number)));
+    sql(userDatabase(), "UPDATE certificate SET encoding = x'3000' WHERE id & 255 = 2");
+    EXPECT_EQ(all(openStore("MY")), (std::vector<Bytes>{certificate(1), certificate(3)}));
+    EXPECT_NE(log().find("damaged"), std::string::npos);
+}
+
+TEST_F(DatabaseFiles, AnEmptyFileIsADatabaseThatHoldsNothingYet) {
+    std::ofstream(userDatabase()).close();
+    fs::permissions(userDatabase(), fs::perms(0600));
+    EXPECT_TRUE(all(openStore("MY")).empty());
+    EXPECT_EQ(fs::file_size(userDatabase()), 0u);
+    EXPECT_TRUE(add(openStore("MY"), certificate(1)));
+}
+
+TEST_F(DatabaseFiles, ModesHoldWhateverTheUmaskIsAndTheUmaskStays) {
+    for (const mode_t mask : {0000u, 0777u}) {
+        SCOPED_TRACE(mask);
+        const auto data = profile.file("data" + std::to_string(mask));
+        const test_support::EnvironmentVariable noHome("WINCRYPT_USER_HOME", std::nullopt);
+        const test_support::EnvironmentVariable variable("XDG_DATA_HOME", (data / "deep").string());
+        const mode_t former = ::umask(mask);
+        const bool added = static_cast<bool>(add(openStore("MY"), certificate(1)));
+        newContainer("moded", 512);
+        EXPECT_EQ(::umask(former), mask);
+        EXPECT_TRUE(added);
+        EXPECT_EQ(fs::status(data).permissions(), fs::perms(0700));
+        EXPECT_EQ(fs::status(data / "deep" / "wincrypt").permissions(), fs::perms(0700));
+        for (const auto& file : fs::directory_iterator(data / "deep" / "wincrypt"))
+            EXPECT_EQ(file.status().permissions(), fs::perms(0600)) << file.path();
+    }
+}
+
+TEST_F(DatabaseFiles, ReadingNeedsNoWriteAccess) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "becoming another user takes root";
+    // What another user's home may look like to him: files and directory without write access.
+    fillAndClose(userDatabase());
+    fs::permissions(profile.directory().path(), fs::perms(0755));
+    for (const auto& file : fs::directory_iterator(profile.userHome())) {
+        ASSERT_EQ(::chown(file.path().c_str(), otherUser, otherUser), 0);
+        fs::permissions(file.path(), fs::perms(0400));
+    }
+    fs::permissions(profile.userHome(), fs::perms(0555));
+    EXPECT_TRUE(inChild(
+        [] {
+            const StoreHandle store = openStore("MY");
+            return all(store) == std::vector<Bytes>{certificate(1)} && openContainer("kept") &&
+                   errorOf([&] { return static_cast<bool>(add(store, certificate(2))); }) ==
+                       code(E_ACCESSDENIED) &&
+                   errorOf([&] { return setFriendlyName(find(store, certificate(1)).get(), L"x"); }) ==
+                       code(E_ACCESSDENIED) &&
+                   errorOf([] { return static_cast<bool>(openContainer("n", CRYPT_NEWKEYSET)); }) ==
+                       DWORD{ERROR_ACCESS_DENIED};
+        },
+        otherUser));
+    EXPECT_EQ(std::distance(fs::directory_iterator(profile.userHome()), {}), 2) << "no file was left behind";
+}
+
+TEST_F(DatabaseFiles, WithoutAHomeDirectoryReadingSaysSo) {
+    const test_support::EnvironmentVariable noUserHome("WINCRYPT_USER_HOME", std::nullopt);
+    const test_support::EnvironmentVariable noData("XDG_DATA_HOME", "relative/is/no/home");
+    const test_support::EnvironmentVariable noHome("HOME", std::nullopt);
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "becoming an unknown user takes root";
+    EXPECT_TRUE(inChild(
+        [] {
+            return openContainer(nullptr) &&
+                   errorOf([] { return static_cast<bool>(openStore("MY")); }) == DWORD{ERROR_PATH_NOT_FOUND};
+        },
+        otherUser));
+}
+
+TEST_F(DatabaseFiles, AcknowledgedChangesSurviveAKill) {
+    test_support::TestKey::shared();
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const StoreHandle store = openStore("MY");
+        for (unsigned char number = 1;; ++number)
+            if (!add(store, certificate(number)) || ::write(ends[1], &number, 1) != 1)
+                ::_exit(1);
+    }
+    unsigned char last = 0;
+    while (last < 5)
+        ASSERT_EQ(::read(ends[0], &last, 1), 1);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    ::close(ends[0]);
+    ::close(ends[1]);
+    const auto present = all(openStore("MY"));
+    ASSERT_GE(present.size(), last);
+    for (unsigned number = 1; number <= last; ++number)
+        EXPECT_EQ(present[number - 1], certificate(number));
+}
+
+TEST_F(DatabaseFiles, ManyProcessesWriteAtOnce) {
+    for (unsigned number = 0; number < 80; ++number)
+        certificate(1000 + number);
+    std::vector<pid_t> children;
+    for (unsigned process = 0; process < 8; ++process) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const StoreHandle store = openStore("MY");
+            bool good = true;
+            for (unsigned i = 0; i < 10; ++i)
+                good = good && add(store, certificate(1000 + process * 10 + i));
+            ::_exit(good ? 0 : 1);
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_EQ(all(openStore("MY")).size(), 80u);
+}
+
+TEST_F(DatabaseFiles, BothSidesOfAForkGoOn) {
+    const StoreHandle store = openStore("MY");
+    ASSERT_TRUE(add(store, certificate(1)));
+    const ProviderHandle provider = newContainer("forked", 512);
+    HCRYPTHASH hash = 0;
+    ASSERT_TRUE(CryptCreateHash(provider.get(), CALG_SHA1, 0, 0, &hash));
+    const ContextHandle context = find(store, certificate(1));
+    EXPECT_TRUE(inChild([&] {
+        BYTE signature[64];
+        DWORD size = sizeof signature;
+        return CryptSignHashA(hash, AT_KEYEXCHANGE, nullptr, 0, signature, &size) &&
+               setFriendlyName(context.get(), L"child") && add(store, certificate(2));
+    }));
+    EXPECT_EQ(friendlyName(context.get()), L"child");
+    EXPECT_EQ(all(store).size(), 2u);
+    EXPECT_TRUE(add(store, certificate(3)));
+}
+
+TEST_F(DatabaseFiles, ADatabaseThatWasTakenAwayTakesNoChanges) {
+    const StoreHandle store = openStore("MY");
+    ASSERT_TRUE(add(store, certificate(1)));
+    for (const char* name : {"user.db", "user.db-wal", "user.db-shm"})
+        fs::remove(profile.userHome() / name);
+    EXPECT_EQ(errorOf([&] { return static_cast<bool>(add(store, certificate(2))); }),
+              DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_TRUE(add(openStore("MY"), certificate(2))) << "a new handle finds the new state";
+}
+
+} // namespace
+} // namespace layer_test

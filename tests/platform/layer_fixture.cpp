@@ -1,0 +1,141 @@
+#include "layer_fixture.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <map>
+
+namespace layer_test {
+
+DWORD errorOf(const std::function<bool()>& call) {
+    constexpr DWORD untouched = 0xDEAD;
+    SetLastError(untouched);
+    if (call()) {
+        EXPECT_EQ(GetLastError(), untouched) << "success touched the last error";
+        return 0;
+    }
+    return GetLastError();
+}
+
+ProviderHandle openContainer(const char* name, DWORD flags) {
+    ProviderHandle provider;
+    CryptAcquireContextA(provider.address(), name, MS_ENHANCED_PROV_A, PROV_RSA_FULL, flags);
+    return provider;
+}
+
+ProviderHandle newContainer(const char* name, DWORD bits, DWORD keyFlags) {
+    ProviderHandle provider = openContainer(name, CRYPT_NEWKEYSET);
+    HCRYPTKEY key = 0;
+    EXPECT_TRUE(CryptGenKey(provider.get(), AT_KEYEXCHANGE, bits << 16 | keyFlags, &key));
+    EXPECT_TRUE(CryptDestroyKey(key));
+    return provider;
+}
+
+StoreHandle openStore(const char* name) { return StoreHandle(CertOpenSystemStoreA(0, name)); }
+
+StoreHandle openStore(const wchar_t* name, DWORD flags) {
+    return StoreHandle(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, flags, name));
+}
+
+StoreHandle memoryStore() { return StoreHandle(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr)); }
+
+const Bytes& certificate(unsigned number) {
+    static std::map<unsigned, Bytes> made;
+    Bytes& encoding = made[number];
+    if (encoding.empty()) {
+        test_support::CertificateFields fields;
+        fields.subject = test_support::commonName("Person " + std::to_string(number));
+        fields.serial = {0x42, static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
+        // The same bytes whenever and in whichever process they are made.
+        fields.notBefore = std::chrono::system_clock::from_time_t(1'700'000'000);
+        fields.notAfter = fields.notBefore + std::chrono::hours(24 * 3650);
+        encoding = makeCertificate(fields, test_support::TestKey::shared());
+    }
+    return encoding;
+}
+
+ContextHandle add(const StoreHandle& store, const Bytes& encoding, DWORD disposition) {
+    ContextHandle context;
+    CertAddEncodedCertificateToStore(store.get(), X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, encoding.data(),
+                                     static_cast<DWORD>(encoding.size()), disposition, context.address());
+    return context;
+}
+
+namespace {
+
+Bytes encodingOf(PCCERT_CONTEXT context) {
+    return {context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded};
+}
+
+} // namespace
+
+ContextHandle find(const StoreHandle& store, const Bytes& encoding) {
+    ContextHandle context(CertEnumCertificatesInStore(store.get(), nullptr));
+    while (context && encodingOf(context.get()) != encoding)
+        context = ContextHandle(CertEnumCertificatesInStore(store.get(), context.release()));
+    return context;
+}
+
+std::vector<Bytes> all(const StoreHandle& store) {
+    std::vector<Bytes> encodings;
+    PCCERT_CONTEXT context = nullptr;
+    while ((context = CertEnumCertificatesInStore(store.get(), context)) != nullptr)
+        encodings.push_back(encodingOf(context));
+    EXPECT_EQ(GetLastError(), code(CRYPT_E_NOT_FOUND));
+    return encodings;
+}
+
+std::optional<Bytes> property(PCCERT_CONTEXT context, DWORD id) {
+    DWORD length = 0;
+    if (!CertGetCertificateContextProperty(context, id, nullptr, &length))
+        return std::nullopt;
+    Bytes value(length);
+    EXPECT_TRUE(CertGetCertificateContextProperty(context, id, value.data(), &length));
+    EXPECT_EQ(length, value.size());
+    return value;
+}
+
+bool setFriendlyName(PCCERT_CONTEXT context, const std::wstring& name) {
+    std::wstring copy = name;
+    CRYPT_DATA_BLOB blob{static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)),
+                         reinterpret_cast<BYTE*>(copy.data())};
+    return CertSetCertificateContextProperty(context, CERT_FRIENDLY_NAME_PROP_ID, 0, &blob) != FALSE;
+}
+
+std::optional<std::wstring> friendlyName(PCCERT_CONTEXT context) {
+    const auto bytes = property(context, CERT_FRIENDLY_NAME_PROP_ID);
+    if (!bytes || bytes->size() < sizeof(wchar_t))
+        return std::nullopt;
+    std::wstring name(bytes->size() / sizeof(wchar_t) - 1, L'\0');
+    if (!name.empty())
+        std::memcpy(name.data(), bytes->data(), name.size() * sizeof(wchar_t));
+    return name;
+}
+
+bool setKeyInfo(PCCERT_CONTEXT context, const std::wstring& container, DWORD keySpec) {
+    std::wstring containerCopy = container;
+    std::wstring provider = L"" MS_ENHANCED_PROV_A;
+    CRYPT_KEY_PROV_INFO info{};
+    info.pwszContainerName = containerCopy.data();
+    info.pwszProvName = provider.data();
+    info.dwProvType = PROV_RSA_FULL;
+    info.dwFlags = CERT_SET_KEY_CONTEXT_PROP_ID;
+    info.dwKeySpec = keySpec;
+    return CertSetCertificateContextProperty(context, CERT_KEY_PROV_INFO_PROP_ID, 0, &info) != FALSE;
+}
+
+bool inChild(const std::function<bool()>& body, uid_t user) {
+    test_support::TestKey::shared(); // the child's certificates are to be the same as here
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (user != 0 && (::setgid(user) != 0 || ::setuid(user) != 0))
+            ::_exit(3);
+        ::_exit(body() ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+} // namespace layer_test

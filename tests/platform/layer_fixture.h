@@ -1,0 +1,94 @@
+// A user and a machine of their own for each test, and what the tests say about stores, containers and
+// certificates.
+#pragma once
+
+#include "support/scratch_profile.h"
+#include "support/test_certificates.h"
+
+#include <wincrypt_layer.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace layer_test {
+
+using test_support::Bytes;
+
+// Gives the error value of a call that has to fail; 0 when it didn't.
+DWORD errorOf(const std::function<bool()>& call);
+
+template <class Value>
+DWORD code(Value value) {
+    return static_cast<DWORD>(value);
+}
+
+template <class Handle, auto Release>
+class Owner {
+public:
+    Owner() = default;
+    explicit Owner(Handle handle) : handle_(handle) {}
+    Owner(Owner&& other) noexcept : handle_(other.release()) {}
+    Owner& operator=(Owner&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    ~Owner() { reset(); }
+
+    Handle get() const { return handle_; }
+    Handle* address() { return &handle_; }
+    Handle release() { return std::exchange(handle_, Handle{}); }
+    void reset(Handle handle = Handle{}) {
+        if (handle_ != Handle{})
+            Release(handle_);
+        handle_ = handle;
+    }
+    explicit operator bool() const { return handle_ != Handle{}; }
+
+private:
+    Handle handle_{};
+};
+
+inline void releaseProvider(HCRYPTPROV handle) { CryptReleaseContext(handle, 0); }
+inline void closeStore(HCERTSTORE handle) { CertCloseStore(handle, 0); }
+inline void freeContext(PCCERT_CONTEXT context) { CertFreeCertificateContext(context); }
+
+using ProviderHandle = Owner<HCRYPTPROV, releaseProvider>;
+using StoreHandle = Owner<HCERTSTORE, closeStore>;
+using ContextHandle = Owner<PCCERT_CONTEXT, freeContext>;
+
+ProviderHandle openContainer(const char* name, DWORD flags = 0);
+ProviderHandle newContainer(const char* name, DWORD bits = 1024, DWORD keyFlags = CRYPT_EXPORTABLE);
+StoreHandle openStore(const char* name);
+StoreHandle openStore(const wchar_t* name, DWORD flags);
+StoreHandle memoryStore();
+
+// A certificate of its own: another number, another serial number and subject.
+const Bytes& certificate(unsigned number);
+
+ContextHandle add(const StoreHandle& store, const Bytes& encoding, DWORD disposition = CERT_STORE_ADD_NEW);
+ContextHandle find(const StoreHandle& store, const Bytes& encoding);
+std::vector<Bytes> all(const StoreHandle& store);
+
+std::optional<Bytes> property(PCCERT_CONTEXT context, DWORD id);
+bool setFriendlyName(PCCERT_CONTEXT context, const std::wstring& name);
+std::optional<std::wstring> friendlyName(PCCERT_CONTEXT context);
+bool setKeyInfo(PCCERT_CONTEXT context, const std::wstring& container, DWORD keySpec = AT_KEYEXCHANGE);
+
+// Runs the body in a process of its own, as another user where asked; true when it gave true.
+bool inChild(const std::function<bool()>& body, uid_t user = 0);
+
+class LayerTest : public testing::Test {
+protected:
+    void TearDown() override { EXPECT_EQ(WincryptLiveObjectCount(), 0u) << "something was left open"; }
+
+    test_support::ScratchProfile profile;
+    std::filesystem::path userDatabase() const { return profile.userHome() / "user.db"; }
+    std::filesystem::path machineDatabase() const { return profile.machineHome() / "machine.db"; }
+};
+
+} // namespace layer_test

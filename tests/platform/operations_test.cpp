@@ -1,0 +1,345 @@
+// Hashes, signatures, encryption, random data, private keys in and out: against plain libcrypto.
+#include "layer_fixture.h"
+
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+#include <openssl/x509.h>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+namespace layer_test {
+namespace {
+
+class Operations : public LayerTest {
+protected:
+    void SetUp() override { provider = newContainer("operations"); }
+    void TearDown() override {
+        provider.reset();
+        LayerTest::TearDown();
+    }
+
+    HCRYPTKEY key() {
+        HCRYPTKEY handle = 0;
+        EXPECT_TRUE(CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &handle));
+        return handle;
+    }
+
+    HCRYPTHASH hash(ALG_ID algorithm) {
+        HCRYPTHASH handle = 0;
+        EXPECT_TRUE(CryptCreateHash(provider.get(), algorithm, 0, 0, &handle));
+        return handle;
+    }
+
+    // libcrypto's view of the public half.
+    std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> publicKey() {
+        DWORD size = 0;
+        EXPECT_TRUE(
+            CryptExportPublicKeyInfo(provider.get(), AT_KEYEXCHANGE, X509_ASN_ENCODING, nullptr, &size));
+        std::vector<std::max_align_t> room(size / sizeof(std::max_align_t) + 1);
+        auto* info = reinterpret_cast<PCERT_PUBLIC_KEY_INFO>(room.data());
+        EXPECT_TRUE(CryptExportPublicKeyInfo(provider.get(), AT_KEYEXCHANGE, X509_ASN_ENCODING, info, &size));
+        EXPECT_EQ(CertGetPublicKeyLength(X509_ASN_ENCODING, info), 1024u);
+        Bytes encoded(512);
+        DWORD length = 512;
+        EXPECT_TRUE(
+            CryptEncodeObject(X509_ASN_ENCODING, X509_PUBLIC_KEY_INFO, info, encoded.data(), &length));
+        const unsigned char* place = encoded.data();
+        return {d2i_PUBKEY(nullptr, &place, length), &EVP_PKEY_free};
+    }
+
+    Bytes sign(HCRYPTHASH handle, DWORD flags = 0) {
+        DWORD size = 0;
+        EXPECT_TRUE(CryptSignHashA(handle, AT_KEYEXCHANGE, nullptr, flags, nullptr, &size));
+        Bytes signature(size);
+        EXPECT_TRUE(CryptSignHashA(handle, AT_KEYEXCHANGE, nullptr, flags, signature.data(), &size));
+        return signature;
+    }
+
+    ProviderHandle provider;
+};
+
+const Bytes message = {'t', 'h', 'e', ' ', 'm', 'e', 's', 's', 'a', 'g', 'e'};
+
+TEST_F(Operations, SignaturesAreThoseOfLibcryptoReversed) {
+    const auto pkey = publicKey();
+    const struct {
+        ALG_ID algorithm;
+        const EVP_MD* digest;
+    } rows[] = {
+        {CALG_MD5, EVP_md5()},        {CALG_SHA1, EVP_sha1()},      {CALG_SSL3_SHAMD5, EVP_md5_sha1()},
+        {CALG_SHA_256, EVP_sha256()}, {CALG_SHA_384, EVP_sha384()}, {CALG_SHA_512, EVP_sha512()}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.algorithm);
+        const HCRYPTHASH handle = hash(row.algorithm);
+        DWORD size = 0; // a size query doesn't finish the hash
+        EXPECT_TRUE(CryptHashData(handle, message.data(), 3, 0));
+        EXPECT_TRUE(CryptSignHashA(handle, AT_KEYEXCHANGE, nullptr, 0, nullptr, &size));
+        EXPECT_TRUE(CryptHashData(handle, message.data() + 3, static_cast<DWORD>(message.size() - 3), 0));
+        Bytes signature = sign(handle);
+        EXPECT_EQ(errorOf([&] { return CryptHashData(handle, message.data(), 1, 0) != FALSE; }),
+                  code(NTE_BAD_HASH_STATE));
+        EXPECT_TRUE(CryptVerifySignatureA(handle, signature.data(), size, key(), nullptr, 0));
+        EXPECT_EQ(errorOf([&] {
+                      return CryptVerifySignatureA(handle, signature.data(), size - 1, key(), nullptr, 0);
+                  }),
+                  code(NTE_BAD_SIGNATURE));
+        std::reverse(signature.begin(), signature.end());
+        const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
+                                                                              &EVP_MD_CTX_free);
+        ASSERT_EQ(EVP_DigestVerifyInit(context.get(), nullptr, row.digest, nullptr, pkey.get()), 1);
+        EXPECT_EQ(EVP_DigestVerify(context.get(), signature.data(), signature.size(), message.data(),
+                                   message.size()),
+                  1);
+        EXPECT_EQ(
+            errorOf([&] { return CryptVerifySignatureA(handle, signature.data(), size, key(), nullptr, 0); }),
+            code(NTE_BAD_SIGNATURE))
+            << "most significant byte first";
+    }
+}
+
+TEST_F(Operations, AReadyValueOf36BytesIsSignedBare) {
+    Bytes value(36);
+    for (std::size_t i = 0; i < value.size(); ++i)
+        value[i] = static_cast<std::uint8_t>(i + 1);
+    const HCRYPTHASH handle = hash(CALG_SSL3_SHAMD5);
+    ASSERT_TRUE(CryptSetHashParam(handle, HP_HASHVAL, value.data(), 0));
+    EXPECT_EQ(errorOf([&] { return CryptSetHashParam(handle, HP_HASHVAL, value.data(), 0) != FALSE; }),
+              code(NTE_BAD_HASH_STATE));
+    Bytes signature = sign(handle);
+    std::reverse(signature.begin(), signature.end());
+    const auto pkey = publicKey();
+    const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(
+        EVP_PKEY_CTX_new(pkey.get(), nullptr), &EVP_PKEY_CTX_free);
+    Bytes recovered(128);
+    std::size_t size = recovered.size();
+    ASSERT_EQ(EVP_PKEY_verify_recover_init(context.get()), 1);
+    ASSERT_EQ(
+        EVP_PKEY_verify_recover(context.get(), recovered.data(), &size, signature.data(), signature.size()),
+        1);
+    recovered.resize(size);
+    EXPECT_EQ(recovered, value);
+}
+
+TEST_F(Operations, AShortKeySignsWhatFitsIt) {
+    provider = newContainer("short", 512);
+    const struct {
+        ALG_ID algorithm;
+        DWORD expected;
+    } rows[] = {{CALG_MD5, 0}, {CALG_SHA1, 0}, {CALG_SSL3_SHAMD5, 0}, {CALG_SHA_512, code(NTE_BAD_LEN)}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.algorithm);
+        const HCRYPTHASH handle = hash(row.algorithm);
+        Bytes signature(64);
+        DWORD size = 64;
+        EXPECT_EQ(errorOf([&] {
+                      return CryptSignHashA(handle, AT_KEYEXCHANGE, nullptr, 0, signature.data(), &size) !=
+                             FALSE;
+                  }),
+                  row.expected);
+    }
+}
+
+TEST_F(Operations, EncryptionIsOneBlock) {
+    const HCRYPTKEY handle = key();
+    const auto pkey = publicKey();
+    for (const std::size_t length : {0u, 1u, 36u, 117u, 118u, 300u}) {
+        SCOPED_TRACE(length);
+        Bytes clear(length, 0x5A);
+        DWORD size = static_cast<DWORD>(length);
+        const DWORD error =
+            errorOf([&] { return CryptEncrypt(handle, 0, TRUE, 0, nullptr, &size, size) != FALSE; });
+        if (length > 117) {
+            // The size query refuses already: its answer would be less than the data that the caller copies.
+            EXPECT_EQ(error, code(NTE_BAD_LEN));
+            continue;
+        }
+        ASSERT_EQ(size, 128u);
+        Bytes block = clear;
+        block.resize(size);
+        size = static_cast<DWORD>(length);
+        EXPECT_EQ(
+            errorOf([&] { return CryptEncrypt(handle, 0, TRUE, 0, block.data(), &size, 127) != FALSE; }),
+            DWORD{ERROR_MORE_DATA});
+        size = static_cast<DWORD>(length);
+        ASSERT_TRUE(CryptEncrypt(handle, 0, FALSE, 0, block.data(), &size, 128));
+        DWORD clearSize = size;
+        ASSERT_TRUE(CryptDecrypt(handle, 0, TRUE, 0, block.data(), &clearSize));
+        EXPECT_EQ(Bytes(block.begin(), block.begin() + clearSize), clear);
+    }
+}
+
+TEST_F(Operations, DecryptionOfWhatLibcryptoMadeAndOfRubbish) {
+    const HCRYPTKEY handle = key();
+    const auto pkey = publicKey();
+    const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(
+        EVP_PKEY_CTX_new(pkey.get(), nullptr), &EVP_PKEY_CTX_free);
+    Bytes block(128);
+    std::size_t size = block.size();
+    ASSERT_EQ(EVP_PKEY_encrypt_init(context.get()), 1);
+    ASSERT_EQ(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING), 1);
+    ASSERT_EQ(EVP_PKEY_encrypt(context.get(), block.data(), &size, message.data(), message.size()), 1);
+    const auto decrypt = [&](Bytes data, BOOL final) {
+        auto length = static_cast<DWORD>(data.size());
+        return errorOf([&] { return CryptDecrypt(handle, 0, final, 0, data.data(), &length) != FALSE; });
+    };
+    EXPECT_EQ(decrypt(block, TRUE), code(NTE_BAD_DATA)) << "most significant byte first";
+    std::reverse(block.begin(), block.end());
+    EXPECT_EQ(decrypt({}, TRUE), code(NTE_BAD_DATA)) << "nothing came before";
+    EXPECT_EQ(decrypt(block, FALSE), 0u);
+    EXPECT_EQ(decrypt({}, TRUE), 0u) << "after a step that wasn't final";
+    EXPECT_EQ(decrypt({}, TRUE), code(NTE_BAD_DATA)) << "and only once";
+    EXPECT_EQ(decrypt(Bytes(127, 1), TRUE), code(NTE_BAD_DATA)) << "too short";
+    EXPECT_EQ(decrypt(Bytes(128, 0xFF), TRUE), code(NTE_BAD_DATA)) << "above the modulus";
+    block[0] ^= 1;
+    EXPECT_EQ(decrypt(block, TRUE), code(NTE_BAD_DATA)) << "one bit";
+}
+
+TEST_F(Operations, HandlesThatAreStaleForeignOrOfAnotherKind) {
+    const HCRYPTKEY keyHandle = key();
+    const HCRYPTHASH hashHandle = hash(CALG_SHA1);
+    BYTE byte = 0;
+    DWORD size = 1;
+    const HCRYPTPROV released = openContainer("operations").release();
+    ASSERT_TRUE(CryptReleaseContext(released, 0));
+    const std::function<bool()> calls[] = {
+        [&] { return CryptReleaseContext(released, 0) != FALSE; },
+        [&] { return CryptReleaseContext(keyHandle, 0) != FALSE; },
+        [&] { return CryptReleaseContext(0, 0) != FALSE; },
+        [&] { return CryptReleaseContext(~HCRYPTPROV{0}, 0) != FALSE; },
+        [&] { return CryptGenRandom(released, 1, &byte) != FALSE; },
+        [&] { return CryptDestroyKey(hashHandle) != FALSE; },
+        [&] { return CryptDestroyHash(keyHandle) != FALSE; },
+        [&] { return CryptHashData(provider.get(), &byte, 1, 0) != FALSE; },
+        [&] { return CryptEncrypt(hashHandle, 0, TRUE, 0, &byte, &size, 1) != FALSE; },
+        [&] { return CertCloseStore(reinterpret_cast<HCERTSTORE>(provider.get()), 0) != FALSE; },
+        [&] {
+            return CertEnumCertificatesInStore(reinterpret_cast<HCERTSTORE>(keyHandle), nullptr) != nullptr;
+        },
+    };
+    for (std::size_t i = 0; i < std::size(calls); ++i)
+        EXPECT_EQ(errorOf(calls[i]), DWORD{ERROR_INVALID_HANDLE}) << "row " << i;
+    provider.reset(); // ends its keys and hashes
+    EXPECT_EQ(errorOf([&] { return CryptDestroyHash(hashHandle) != FALSE; }), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(errorOf([&] { return CryptDestroyKey(keyHandle) != FALSE; }), DWORD{ERROR_INVALID_HANDLE});
+}
+
+TEST_F(Operations, ManyThreadsSignWhileContainersComeAndGo) {
+    std::atomic<int> failures{0};
+    const auto signing = [&] {
+        for (int i = 0; i < 40; ++i) {
+            const ProviderHandle own = openContainer("operations");
+            HCRYPTHASH handle = 0;
+            Bytes signature(128);
+            DWORD size = 128;
+            if (!own || !CryptCreateHash(own.get(), CALG_SHA1, 0, 0, &handle) ||
+                !CryptSignHashA(handle, AT_KEYEXCHANGE, nullptr, 0, signature.data(), &size))
+                ++failures;
+        }
+    };
+    const auto changing = [&] {
+        for (int i = 0; i < 10; ++i)
+            if (!openContainer("passing", CRYPT_NEWKEYSET) ||
+                !inChild([] { return static_cast<bool>(openContainer("operations")); }) ||
+                openContainer("passing", CRYPT_DELETEKEYSET) || GetLastError() == DWORD{ERROR_BUSY})
+                ++failures;
+    };
+    std::thread threads[] = {std::thread(signing), std::thread(signing), std::thread(signing),
+                             std::thread(changing)};
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures, 0);
+}
+
+// --- PKCS#8 ---
+
+struct Import {
+    const char* container = "imported";
+    DWORD flags = CRYPT_EXPORTABLE;
+    bool throws = false;
+    int called = 0;
+};
+
+BOOL CALLBACK resolve(CRYPT_PRIVATE_KEY_INFO* info, HCRYPTPROV* provider, LPVOID parameter) {
+    auto& import = *static_cast<Import*>(parameter);
+    ++import.called;
+    if (import.throws)
+        throw std::runtime_error("the host's own");
+    EXPECT_STREQ(info->Algorithm.pszObjId, szOID_RSA_RSA);
+    return CryptAcquireContextA(provider, import.container, MS_ENHANCED_PROV_A, PROV_RSA_FULL,
+                                CRYPT_NEWKEYSET);
+}
+
+DWORD import(Import& state, Bytes blob, ProviderHandle& result) {
+    CRYPT_PKCS8_IMPORT_PARAMS params{};
+    params.PrivateKey = {static_cast<DWORD>(blob.size()), blob.data()};
+    params.pResolvehCryptProvFunc = resolve;
+    params.pVoidResolveFunc = &state;
+    result.reset();
+    return errorOf([&] { return CryptImportPKCS8(params, state.flags, result.address(), nullptr) != FALSE; });
+}
+
+DWORD exportKey(HCRYPTPROV provider, Bytes* blob) {
+    char objectId[] = szOID_RSA_RSA;
+    DWORD size = 0;
+    const DWORD error = errorOf([&] {
+        return CryptExportPKCS8(provider, AT_KEYEXCHANGE, objectId, 0, nullptr, nullptr, &size) != FALSE;
+    });
+    if (error != 0 || blob == nullptr)
+        return error;
+    blob->resize(size);
+    return errorOf([&] {
+        return CryptExportPKCS8(provider, AT_KEYEXCHANGE, objectId, 0, nullptr, blob->data(), &size) != FALSE;
+    });
+}
+
+TEST_F(Operations, APrivateKeyComesBackAsItWentIn) {
+    const Bytes blob = test_support::TestKey::shared(1024).privateKeyInfo();
+    Import state;
+    ProviderHandle imported;
+    ASSERT_EQ(import(state, blob, imported), 0u);
+    Bytes back;
+    EXPECT_EQ(exportKey(imported.get(), &back), 0u);
+    EXPECT_EQ(back, blob);
+    Import closed{"closed", 0};
+    ASSERT_EQ(import(closed, blob, imported), 0u);
+    EXPECT_EQ(exportKey(imported.get(), nullptr), code(NTE_BAD_KEY_STATE)) << "at the size query";
+}
+
+TEST_F(Operations, HostileKeysAreRefusedBeforeTheCallback) {
+    const Bytes good = test_support::TestKey::shared(512).privateKeyInfo();
+    ProviderHandle imported;
+    for (std::size_t length = 0; length < good.size(); ++length) {
+        Import state;
+        EXPECT_EQ(
+            import(state, Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)), imported),
+            code(NTE_BAD_DATA))
+            << "cut at " << length;
+        EXPECT_EQ(state.called, 0);
+    }
+    // Every value of the key depends on the others: a changed byte anywhere in them breaks a relation.
+    for (std::size_t place = 40; place < good.size(); place += 7) {
+        Bytes changed = good;
+        changed[place] ^= 0x04;
+        Import state;
+        EXPECT_NE(import(state, changed, imported), 0u) << "changed at " << place;
+        EXPECT_EQ(state.called, 0);
+    }
+}
+
+TEST_F(Operations, TheCallbacksFailureIsTheCallers) {
+    const Bytes blob = test_support::TestKey::shared(512).privateKeyInfo();
+    ProviderHandle imported;
+    Import throwing;
+    throwing.throws = true;
+    EXPECT_THROW(import(throwing, blob, imported), std::runtime_error);
+    Import taken{"operations"};
+    EXPECT_EQ(import(taken, blob, imported), code(NTE_EXISTS));
+    EXPECT_FALSE(imported);
+}
+
+} // namespace
+} // namespace layer_test

@@ -1,0 +1,178 @@
+// Properties of certificates: what comes back, in what form, and who sees it.
+#include "layer_fixture.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace layer_test {
+namespace {
+
+class Properties : public LayerTest {
+protected:
+    void SetUp() override {
+        store = openStore("MY");
+        context = add(store, certificate(1));
+        ASSERT_TRUE(context);
+    }
+    void TearDown() override {
+        context.reset();
+        store.reset();
+        LayerTest::TearDown();
+    }
+
+    DWORD setBlob(Bytes bytes) {
+        CRYPT_DATA_BLOB blob{static_cast<DWORD>(bytes.size()), bytes.data()};
+        return errorOf([&] {
+            return CertSetCertificateContextProperty(context.get(), CERT_FRIENDLY_NAME_PROP_ID, 0, &blob) !=
+                   FALSE;
+        });
+    }
+
+    StoreHandle store;
+    ContextHandle context;
+};
+
+TEST_F(Properties, AFriendlyNameComesBackByteForByte) {
+    const Bytes rows[] = {
+        {},                                        // empty is not absent
+        {0, 0, 0, 0},                              // a lone terminator
+        {'n', 0, 0, 0, 0xE9, 0, 0, 0, 0, 0, 0, 0}, // whole characters, stored as UTF-8
+        {'n', 0, 0, 0, 0, 0},                      // no whole number of characters
+        {0, 0xD8, 0, 0},                           // a lone surrogate
+        {0xFF, 0xFF, 0xFF, 0xFF},                  // beyond Unicode
+        {'\n', 0, 0, 0, 0, 0, 0, 0, 'x', 0, 0, 0}, // a line end and a zero inside
+        Bytes(100'000, 0x41),
+    };
+    EXPECT_EQ(property(context.get(), CERT_FRIENDLY_NAME_PROP_ID), std::nullopt);
+    for (const Bytes& bytes : rows) {
+        SCOPED_TRACE(bytes.size());
+        ASSERT_EQ(setBlob(bytes), 0u);
+        EXPECT_EQ(property(context.get(), CERT_FRIENDLY_NAME_PROP_ID), bytes);
+        EXPECT_EQ(property(find(openStore("MY"), certificate(1)).get(), CERT_FRIENDLY_NAME_PROP_ID), bytes);
+    }
+    ASSERT_TRUE(CertSetCertificateContextProperty(context.get(), CERT_FRIENDLY_NAME_PROP_ID, 0, nullptr));
+    EXPECT_EQ(property(context.get(), CERT_FRIENDLY_NAME_PROP_ID), std::nullopt);
+}
+
+TEST_F(Properties, AKeyReferenceComesInOneBlock) {
+    std::wstring container = L"key \u00e9\n1";
+    BYTE bytes[] = {1, 2, 3};
+    CRYPT_KEY_PROV_PARAM parameters[] = {{7, bytes, 3, 9}, {8, nullptr, 0, 0}};
+    CRYPT_KEY_PROV_INFO info{container.data(), nullptr, 1, 0x21, 2, parameters, 3};
+    ASSERT_TRUE(CertSetCertificateContextProperty(context.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
+    DWORD size = 0;
+    ASSERT_TRUE(CertGetCertificateContextProperty(context.get(), CERT_KEY_PROV_INFO_PROP_ID, nullptr, &size));
+    std::vector<std::max_align_t> room(size / sizeof(std::max_align_t) + 1);
+    DWORD less = size - 1;
+    EXPECT_EQ(errorOf([&] {
+                  return CertGetCertificateContextProperty(context.get(), CERT_KEY_PROV_INFO_PROP_ID,
+                                                           room.data(), &less) != FALSE;
+              }),
+              DWORD{ERROR_MORE_DATA});
+    EXPECT_EQ(less, size);
+    ASSERT_TRUE(
+        CertGetCertificateContextProperty(context.get(), CERT_KEY_PROV_INFO_PROP_ID, room.data(), &size));
+    const auto& got = *reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(room.data());
+    EXPECT_EQ(got.pwszContainerName, container);
+    EXPECT_EQ(got.pwszProvName, nullptr);
+    EXPECT_EQ(got.dwFlags, 0x21u);
+    EXPECT_EQ(got.dwKeySpec, 3u);
+    ASSERT_EQ(got.cProvParam, 2u);
+    EXPECT_EQ(got.rgProvParam[0].dwFlags, 9u);
+    EXPECT_EQ(std::memcmp(got.rgProvParam[0].pbData, bytes, 3), 0);
+    EXPECT_EQ(got.rgProvParam[1].dwParam, 8u);
+}
+
+TEST_F(Properties, ALivingContextSeesWhatOthersChange) {
+    const ContextHandle other = find(openStore("MY"), certificate(1));
+    ASSERT_TRUE(setFriendlyName(other.get(), L"by another context"));
+    EXPECT_EQ(friendlyName(context.get()), L"by another context");
+    ASSERT_TRUE(inChild([] {
+        const StoreHandle own = openStore("MY");
+        return setFriendlyName(find(own, certificate(1)).get(), L"by another process");
+    }));
+    EXPECT_EQ(friendlyName(context.get()), L"by another process");
+    ASSERT_TRUE(CertDeleteCertificateFromStore(find(store, certificate(1)).release()));
+    EXPECT_EQ(friendlyName(context.get()), L"by another process") << "as last read, once it is gone";
+    EXPECT_FALSE(setFriendlyName(context.get(), L"nowhere"));
+    EXPECT_EQ(GetLastError(), code(CRYPT_E_NOT_FOUND));
+}
+
+TEST_F(Properties, TheKeyContextOwnsItsProviderHandle) {
+    const auto give = [&](PCCERT_CONTEXT to, HCRYPTPROV provider, DWORD flags = 0) {
+        CERT_KEY_CONTEXT keyContext{};
+        keyContext.cbSize = sizeof keyContext;
+        keyContext.hCryptProv = provider;
+        keyContext.dwKeySpec = AT_KEYEXCHANGE;
+        return CertSetCertificateContextProperty(to, CERT_KEY_CONTEXT_PROP_ID, flags, &keyContext);
+    };
+    const auto held = [&](PCCERT_CONTEXT by) {
+        CERT_KEY_CONTEXT keyContext{};
+        DWORD size = sizeof keyContext;
+        return CertGetCertificateContextProperty(by, CERT_KEY_CONTEXT_PROP_ID, &keyContext, &size)
+                   ? keyContext.hCryptProv
+                   : 0;
+    };
+    const HCRYPTPROV first = openContainer(nullptr).release();
+    ASSERT_TRUE(give(context.get(), first));
+    {
+        const ContextHandle other = find(openStore("MY"), certificate(1));
+        EXPECT_EQ(held(other.get()), first) << "every context of the certificate has it";
+        const HCRYPTPROV second = openContainer(nullptr).release();
+        ASSERT_TRUE(give(other.get(), second));
+        EXPECT_EQ(errorOf([&] { return CryptReleaseContext(first, 0) != FALSE; }),
+                  DWORD{ERROR_INVALID_HANDLE})
+            << "the former handle went";
+        EXPECT_EQ(held(context.get()), second);
+    }
+    EXPECT_EQ(errorOf([&] { return give(context.get(), first) != FALSE; }), DWORD{ERROR_INVALID_HANDLE});
+    const ProviderHandle kept = openContainer(nullptr);
+    ASSERT_TRUE(give(context.get(), kept.get(), CERT_STORE_NO_CRYPT_RELEASE_FLAG));
+    EXPECT_FALSE(inChild([&] { return held(find(openStore("MY"), certificate(1)).get()) == 0; }))
+        << "the child of a fork is the same program";
+} // what is left goes with the context, and the handle that was lent stays
+
+TEST_F(Properties, ComputedOnesAndTheirLengths) {
+    BYTE room[64];
+    const struct {
+        DWORD id;
+        DWORD given;
+        DWORD error;
+        DWORD length;
+        const char* why;
+    } rows[] = {
+        {CERT_SHA1_HASH_PROP_ID, 64, 0, 20, "thumbprint"},
+        {CERT_SHA1_HASH_PROP_ID, 19, ERROR_MORE_DATA, 20, "too small tells the size"},
+        {CERT_MD5_HASH_PROP_ID, 64, 0, 16, "digest"},
+        {CERT_KEY_IDENTIFIER_PROP_ID, 64, 0, 20, "digest of the key bits"},
+        {CERT_ACCESS_STATE_PROP_ID, 4, 0, 4, "access state"},
+        {CERT_ACCESS_STATE_PROP_ID, 3, ERROR_MORE_DATA, 3, "its failure leaves the length word alone"},
+        {CERT_KEY_CONTEXT_PROP_ID, 64, code(CRYPT_E_NOT_FOUND), 64, "absent"},
+        {999, 64, code(CRYPT_E_NOT_FOUND), 64, "unknown"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        DWORD length = row.given;
+        EXPECT_EQ(errorOf([&] {
+                      return CertGetCertificateContextProperty(context.get(), row.id, room, &length) != FALSE;
+                  }),
+                  row.error);
+        EXPECT_EQ(length, row.length);
+    }
+    for (const DWORD id : {3u, 4u, 14u, 20u, 999u})
+        EXPECT_EQ(
+            errorOf([&] { return CertSetCertificateContextProperty(context.get(), id, 0, room) != FALSE; }),
+            code(E_INVALIDARG));
+    const ContextHandle loose(CertCreateCertificateContext(X509_ASN_ENCODING, certificate(1).data(),
+                                                           static_cast<DWORD>(certificate(1).size())));
+    DWORD length = 4;
+    EXPECT_EQ(errorOf([&] {
+                  return CertGetCertificateContextProperty(loose.get(), CERT_ACCESS_STATE_PROP_ID, room,
+                                                           &length);
+              }),
+              code(CRYPT_E_NOT_FOUND));
+    EXPECT_EQ(length, 4u);
+}
+
+} // namespace
+} // namespace layer_test

@@ -1,0 +1,226 @@
+// What every kind of store does, and what a collection adds.
+#include "layer_fixture.h"
+
+namespace layer_test {
+namespace {
+
+enum class Kind { database, memory, collection };
+
+class Stores : public LayerTest, public testing::WithParamInterface<Kind> {
+protected:
+    void SetUp() override {
+        switch (GetParam()) {
+        case Kind::database:
+            store = openStore("MY");
+            break;
+        case Kind::memory:
+            store = memoryStore();
+            break;
+        case Kind::collection:
+            store = StoreHandle(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
+            ASSERT_TRUE(CertAddStoreToCollection(store.get(), memoryStore().get(), 0, 0))
+                << "takes no additions";
+            ASSERT_TRUE(CertAddStoreToCollection(store.get(), openStore("UserDS").get(),
+                                                 CERT_PHYSICAL_STORE_ADD_ENABLE_FLAG, 0));
+            break;
+        }
+        ASSERT_TRUE(store);
+    }
+    void TearDown() override {
+        store.reset();
+        LayerTest::TearDown();
+    }
+
+    DWORD addError(const Bytes& encoding, DWORD disposition) {
+        return errorOf([&] { return static_cast<bool>(add(store, encoding, disposition)); });
+    }
+
+    StoreHandle store;
+};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, Stores, testing::Values(Kind::database, Kind::memory, Kind::collection));
+
+TEST_P(Stores, DispositionsDecideWhatHappensToAnEqualCertificate) {
+    const struct {
+        DWORD disposition;
+        DWORD expected;
+        std::size_t count;
+        std::optional<std::wstring> name;
+        const char* why;
+    } rows[] = {
+        {CERT_STORE_ADD_NEW, code(CRYPT_E_EXISTS), 3, L"first", "refused, and nothing changes"},
+        {CERT_STORE_ADD_USE_EXISTING, 0, 3, L"first", "keeps what is there"},
+        {CERT_STORE_ADD_REPLACE_EXISTING_INHERIT_PROPERTIES, 0, 3, L"first", "keeps properties"},
+        {CERT_STORE_ADD_REPLACE_EXISTING, 0, 3, std::nullopt, "drops properties"},
+        {CERT_STORE_ADD_ALWAYS, 0, 4, std::nullopt, "a second one behind"},
+        {0, code(E_INVALIDARG), 4, std::nullopt, "no disposition"},
+        {99, code(E_INVALIDARG), 4, std::nullopt, "no disposition"},
+    };
+    for (unsigned number : {1u, 2u, 3u})
+        ASSERT_TRUE(add(store, certificate(number)));
+    ASSERT_TRUE(setFriendlyName(find(store, certificate(2)).get(), L"first"));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        EXPECT_EQ(addError(certificate(2), row.disposition), row.expected);
+        const auto present = all(store);
+        EXPECT_EQ(present.size(), row.count);
+        EXPECT_EQ(present.at(1), certificate(2)) << "keeps its place in the walk";
+        EXPECT_EQ(friendlyName(find(store, certificate(2)).get()), row.name);
+    }
+}
+
+TEST_P(Stores, OnlyCertificatesGoIn) {
+    Bytes cut = certificate(1);
+    cut.pop_back();
+    Bytes longer = certificate(1);
+    longer.push_back(0);
+    for (const Bytes& encoding : {Bytes{}, Bytes{0x30, 0x00}, Bytes(40, 0xFF), cut, longer}) {
+        EXPECT_EQ(addError(encoding, CERT_STORE_ADD_ALWAYS), code(CRYPT_E_ASN1_CORRUPT));
+        EXPECT_TRUE(all(store).empty());
+    }
+}
+
+TEST_P(Stores, AWalkGoesOnWhileOthersAddAndDelete) {
+    for (unsigned number = 1; number <= 5; ++number)
+        ASSERT_TRUE(add(store, certificate(number)));
+    ContextHandle second = find(store, certificate(2));
+    ASSERT_TRUE(CertDeleteCertificateFromStore(find(store, certificate(2)).release()));
+    ASSERT_TRUE(CertDeleteCertificateFromStore(find(store, certificate(3)).release()));
+    ASSERT_TRUE(CertDeleteCertificateFromStore(find(store, certificate(5)).release()));
+    ASSERT_TRUE(add(store, certificate(6)));
+    std::vector<Bytes> rest;
+    PCCERT_CONTEXT context = second.release();
+    while ((context = CertEnumCertificatesInStore(store.get(), context)) != nullptr)
+        rest.emplace_back(context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded);
+    EXPECT_EQ(rest, (std::vector<Bytes>{certificate(4), certificate(6)}));
+}
+
+TEST_P(Stores, DeletingTwiceAndDeletingWhileWalking) {
+    ASSERT_TRUE(add(store, certificate(1)));
+    ASSERT_TRUE(add(store, certificate(2)));
+    ContextHandle one = find(store, certificate(1));
+    ContextHandle same = find(store, certificate(1));
+    EXPECT_TRUE(CertDeleteCertificateFromStore(one.release()));
+    EXPECT_EQ(errorOf([&] { return CertDeleteCertificateFromStore(same.release()) != FALSE; }),
+              code(CRYPT_E_NOT_FOUND));
+    EXPECT_EQ(all(store), std::vector<Bytes>{certificate(2)});
+}
+
+TEST_P(Stores, SearchesFindWhatTheyAreAskedFor) {
+    for (unsigned number = 1; number <= 3; ++number)
+        ASSERT_TRUE(add(store, certificate(number)));
+    ASSERT_TRUE(setKeyInfo(find(store, certificate(3)).get(), L"somewhere"));
+    ContextHandle wanted = find(store, certificate(2));
+    CERT_ID id{};
+    id.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
+    id.IssuerSerialNumber = {wanted.get()->pCertInfo->Issuer, wanted.get()->pCertInfo->SerialNumber};
+    CERT_ID wrong = id;
+    wrong.IssuerSerialNumber.SerialNumber.cbData -= 1;
+    Bytes sha1 = property(wanted.get(), CERT_SHA1_HASH_PROP_ID).value();
+    CRYPT_HASH_BLOB hash{static_cast<DWORD>(sha1.size()), sha1.data()};
+    Bytes keyIdentifier = property(wanted.get(), CERT_KEY_IDENTIFIER_PROP_ID).value();
+    CERT_ID byKey{};
+    byKey.dwIdChoice = CERT_ID_KEY_IDENTIFIER;
+    byKey.KeyId = {static_cast<DWORD>(keyIdentifier.size()), keyIdentifier.data()};
+    const DWORD keyInfo = CERT_KEY_PROV_INFO_PROP_ID;
+    const DWORD friendly = CERT_FRIENDLY_NAME_PROP_ID;
+    const DWORD always = CERT_SHA1_HASH_PROP_ID;
+    const struct {
+        DWORD type;
+        const void* parameter;
+        std::vector<unsigned> expected;
+        DWORD end;
+    } rows[] = {
+        {CERT_FIND_ANY, nullptr, {1, 2, 3}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_PROPERTY, &keyInfo, {3}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_PROPERTY, &friendly, {}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_PROPERTY, &always, {1, 2, 3}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_CERT_ID, &id, {2}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_CERT_ID, &wrong, {}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_CERT_ID, &byKey, {1, 2, 3}, code(CRYPT_E_NOT_FOUND)}, // they share their key
+        {CERT_FIND_SHA1_HASH, &hash, {2}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_SUBJECT_NAME, &wanted.get()->pCertInfo->Subject, {2}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_SUBJECT_CERT, wanted.get()->pCertInfo, {2}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_EXISTING, wanted.get(), {2}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_CERT_ID, nullptr, {}, code(E_INVALIDARG)},
+        {0x00070000, "text", {}, code(E_INVALIDARG)},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.type);
+        std::vector<Bytes> expected;
+        for (const unsigned number : row.expected)
+            expected.push_back(certificate(number));
+        std::vector<Bytes> found;
+        PCCERT_CONTEXT context = nullptr;
+        while ((context = CertFindCertificateInStore(store.get(), 0x10001, 0, row.type, row.parameter,
+                                                     context)) != nullptr)
+            found.emplace_back(context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded);
+        EXPECT_EQ(GetLastError(), row.end);
+        EXPECT_EQ(found, expected);
+    }
+}
+
+TEST_P(Stores, ContextsOutliveTheirStore) {
+    ContextHandle context = add(store, certificate(1));
+    ASSERT_TRUE(setFriendlyName(context.get(), L"still here"));
+    EXPECT_EQ(context.get()->hCertStore, store.get());
+    store.reset();
+    EXPECT_EQ(friendlyName(context.get()), L"still here");
+    EXPECT_EQ(
+        Bytes(context.get()->pbCertEncoded, context.get()->pbCertEncoded + context.get()->cbCertEncoded),
+        certificate(1));
+}
+
+TEST_P(Stores, AddingAContextTakesItsPropertiesAlong) {
+    const Bytes& encoding = certificate(1);
+    ContextHandle loose(CertCreateCertificateContext(X509_ASN_ENCODING, encoding.data(),
+                                                     static_cast<DWORD>(encoding.size())));
+    ASSERT_TRUE(setFriendlyName(loose.get(), L"name"));
+    ASSERT_TRUE(setKeyInfo(loose.get(), L"container"));
+    ASSERT_TRUE(CertAddCertificateContextToStore(store.get(), loose.get(), CERT_STORE_ADD_NEW, nullptr));
+    const ContextHandle stored = find(store, encoding);
+    EXPECT_EQ(friendlyName(stored.get()), L"name");
+    EXPECT_EQ(property(stored.get(), CERT_KEY_SPEC_PROP_ID), (Bytes{AT_KEYEXCHANGE, 0, 0, 0}));
+    EXPECT_EQ(errorOf([&] { return CertDeleteCertificateFromStore(loose.release()) != FALSE; }),
+              code(E_INVALIDARG));
+}
+
+TEST_P(Stores, ContextsOfAnotherStoreAreNoPosition) {
+    const StoreHandle other = memoryStore();
+    ContextHandle foreign = add(other, certificate(1));
+    EXPECT_EQ(errorOf([&] { return CertEnumCertificatesInStore(store.get(), foreign.release()) != nullptr; }),
+              code(E_INVALIDARG));
+}
+
+class Collections : public LayerTest {};
+
+TEST_F(Collections, MembersAreShownByPriorityAndEachOnce) {
+    const StoreHandle collection(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
+    const StoreHandle low = memoryStore();
+    const StoreHandle high = memoryStore();
+    ASSERT_TRUE(CertAddStoreToCollection(collection.get(), low.get(), 0, 1));
+    ASSERT_TRUE(CertAddStoreToCollection(collection.get(), high.get(), 0, 2));
+    ASSERT_TRUE(CertAddStoreToCollection(collection.get(), low.get(), 0, 0));
+    ASSERT_TRUE(add(low, certificate(1)));
+    ASSERT_TRUE(add(high, certificate(2)));
+    EXPECT_EQ(all(collection), (std::vector<Bytes>{certificate(2), certificate(1)}));
+    EXPECT_EQ(errorOf([&] { return static_cast<bool>(add(collection, certificate(3))); }),
+              code(E_ACCESSDENIED))
+        << "no member takes additions";
+    const StoreHandle outer(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
+    ASSERT_TRUE(CertAddStoreToCollection(outer.get(), collection.get(), 0, 0));
+    for (const auto& [into, from] : {std::pair(collection.get(), outer.get()),
+                                     std::pair(outer.get(), outer.get()), std::pair(low.get(), high.get())})
+        EXPECT_EQ(errorOf([&] { return CertAddStoreToCollection(into, from, 0, 0) != FALSE; }),
+                  DWORD{ERROR_INVALID_PARAMETER});
+}
+
+TEST_F(Collections, ClosingTellsOfLivingContextsWhenAsked) {
+    StoreHandle store = memoryStore();
+    const ContextHandle context = add(store, certificate(1));
+    EXPECT_EQ(errorOf([&] { return CertCloseStore(store.release(), CERT_CLOSE_STORE_CHECK_FLAG) != FALSE; }),
+              code(CRYPT_E_PENDING_CLOSE));
+}
+
+} // namespace
+} // namespace layer_test

@@ -1,0 +1,141 @@
+// The system stores of user and machine, and how one shows the other's certificates.
+#include "layer_fixture.h"
+
+#include "support/trust_bundle.h"
+
+#include <fstream>
+
+namespace layer_test {
+namespace {
+
+constexpr DWORD userFlags = CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_OPEN_EXISTING_FLAG;
+constexpr DWORD machineFlags = CERT_SYSTEM_STORE_LOCAL_MACHINE | CERT_STORE_OPEN_EXISTING_FLAG;
+
+class SystemStores : public LayerTest {
+protected:
+    SystemStores() : bundle(profile.file("bundle.pem")), variable("SSL_CERT_FILE", bundle.string()) {}
+
+    // The first two certificates of the machine's own bundle, with something damaged between them.
+    void writeBundle() {
+        std::ifstream system(test_support::systemTrustBundle);
+        std::ofstream out(bundle);
+        int certificates = 0;
+        for (std::string line; certificates < 2 && std::getline(system, line);) {
+            out << line << '\n';
+            if (line == "-----END CERTIFICATE-----" && ++certificates == 1)
+                out << "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
+        }
+        trusted = test_support::readTrustBundle();
+        trusted.resize(2);
+    }
+
+    static std::vector<std::pair<Bytes, unsigned>> withStates(const StoreHandle& store) {
+        std::vector<std::pair<Bytes, unsigned>> seen;
+        PCCERT_CONTEXT context = nullptr;
+        while ((context = CertEnumCertificatesInStore(store.get(), context)) != nullptr)
+            seen.emplace_back(Bytes(context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded),
+                              property(context, CERT_ACCESS_STATE_PROP_ID).value().at(0));
+        return seen;
+    }
+
+    std::filesystem::path bundle;
+    test_support::EnvironmentVariable variable;
+    std::vector<Bytes> trusted;
+};
+
+TEST_F(SystemStores, OpeningTellsWhatExists) {
+    const struct {
+        const wchar_t* name;
+        DWORD flags;
+        DWORD expected;
+        const char* why;
+    } rows[] = {
+        {L"MY", userFlags, 0, "always exists"},
+        {L"my", userFlags, 0, "without regard to case"},
+        {L"UserDS", userFlags, 0, "always exists"},
+        {L"Other", userFlags, ERROR_FILE_NOT_FOUND, "was never made"},
+        {L"Other", CERT_SYSTEM_STORE_CURRENT_USER, 0, "may be made"},
+        {L"CA", machineFlags, ERROR_FILE_NOT_FOUND, "the machine has none"},
+        {L"ROOT", machineFlags, ERROR_FILE_NOT_FOUND, "neither bundle nor database"},
+        {L"", userFlags, ERROR_INVALID_PARAMETER, "no name"},
+        {L"MY", CERT_STORE_OPEN_EXISTING_FLAG, ERROR_INVALID_PARAMETER, "no location"},
+        {L"MY", userFlags | 1, ERROR_INVALID_PARAMETER, "unknown flag"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        EXPECT_EQ(errorOf([&] { return static_cast<bool>(openStore(row.name, row.flags)); }), row.expected);
+    }
+    EXPECT_EQ(
+        errorOf([] { return CertOpenStore(WINCRYPT_POINTER(LPCSTR, 77), 0, 0, 0, nullptr) != nullptr; }),
+        DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_TRUE(all(openStore("ROOT")).empty());
+    EXPECT_FALSE(std::filesystem::exists(userDatabase())) << "opening and reading make nothing";
+    EXPECT_TRUE(add(openStore("Other"), certificate(1)));
+    EXPECT_TRUE(openStore(L"OTHER", userFlags));
+}
+
+TEST_F(SystemStores, TheMachinesCertificatesShowInBothScopesWithTheirStates) {
+    writeBundle();
+    ASSERT_TRUE(add(openStore(L"ROOT", CERT_SYSTEM_STORE_LOCAL_MACHINE), certificate(1)))
+        << "past the bundle";
+    ASSERT_TRUE(add(openStore("ROOT"), certificate(2)));
+    const std::vector<std::pair<Bytes, unsigned>> user = {
+        {certificate(2), 3}, {trusted[0], 2}, {trusted[1], 2}, {certificate(1), 2}};
+    const std::vector<std::pair<Bytes, unsigned>> machine = {
+        {trusted[0], 6}, {trusted[1], 6}, {certificate(1), 7}};
+    EXPECT_EQ(withStates(openStore("ROOT")), user);
+    EXPECT_EQ(withStates(openStore(L"ROOT", machineFlags)), machine);
+    EXPECT_EQ(withStates(openStore(L"ROOT", machineFlags | CERT_STORE_READONLY_FLAG)).back().second, 6u);
+
+    const StoreHandle both = openStore(L"ROOT", machineFlags);
+    {
+        const StoreHandle own = openStore(L"ROOT", userFlags);
+        ASSERT_TRUE(CertAddStoreToCollection(both.get(), own.get(), CERT_PHYSICAL_STORE_ADD_ENABLE_FLAG, 0));
+    } // the collection holds it
+    auto expected = machine;
+    expected.insert(expected.end(), user.begin(), user.end());
+    EXPECT_EQ(withStates(both), expected);
+}
+
+TEST_F(SystemStores, WhatIsReadOnlyStaysAsItIs) {
+    writeBundle();
+    ASSERT_TRUE(add(openStore(L"CA", CERT_SYSTEM_STORE_LOCAL_MACHINE), certificate(1)));
+    const StoreHandle ca = openStore("CA");
+    const StoreHandle root = openStore("ROOT");
+    const StoreHandle readOnly = openStore(L"CA", machineFlags | CERT_STORE_READONLY_FLAG);
+    EXPECT_EQ(errorOf([&] { return static_cast<bool>(add(readOnly, certificate(2))); }),
+              code(E_ACCESSDENIED));
+    for (const auto& [store, encoding] : {std::pair(&ca, certificate(1)), std::pair(&root, trusted[0]),
+                                          std::pair(&readOnly, certificate(1))}) {
+        EXPECT_EQ(errorOf([&] { return setFriendlyName(find(*store, encoding).get(), L"x"); }),
+                  code(E_ACCESSDENIED));
+        EXPECT_EQ(errorOf([&] { return setKeyInfo(find(*store, encoding).get(), L"x"); }),
+                  code(E_ACCESSDENIED));
+        EXPECT_EQ(errorOf([&] {
+                      return CertDeleteCertificateFromStore(find(*store, encoding).release()) != FALSE;
+                  }),
+                  code(E_ACCESSDENIED));
+        EXPECT_TRUE(find(*store, encoding));
+    }
+}
+
+TEST_F(SystemStores, AChangedBundleShowsInTheNextWalk) {
+    writeBundle();
+    const StoreHandle root = openStore("ROOT");
+    EXPECT_EQ(all(root), trusted);
+    std::ofstream(bundle, std::ios::trunc) << "nothing\n";
+    EXPECT_TRUE(all(root).empty());
+}
+
+TEST_F(SystemStores, AMachineDatabaseThatCantBeReadHidesNothingElse) {
+    writeBundle();
+    std::ofstream(machineDatabase()) << std::string(8192, 'x');
+    ASSERT_TRUE(add(openStore("ROOT"), certificate(2)));
+    EXPECT_EQ(all(openStore("ROOT")), (std::vector<Bytes>{certificate(2), trusted[0], trusted[1]}));
+    EXPECT_EQ(all(openStore(L"ROOT", machineFlags)), trusted);
+    EXPECT_EQ(errorOf([] { return static_cast<bool>(openStore(L"CA", machineFlags)); }),
+              DWORD{ERROR_FILE_CORRUPT});
+}
+
+} // namespace
+} // namespace layer_test
