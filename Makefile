@@ -8,7 +8,7 @@ export JOBS
 # Builds the programs and runs the main job in a scratch profile.
 demo:
 	scripts/install-dependencies build
-	scripts/build release
+	scripts/build release -DTVK_BUILD_TESTS=OFF
 	scripts/demo build/release
 
 # Builds the optimised and the sanitized programs and runs every test in both.
