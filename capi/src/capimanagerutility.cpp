@@ -519,7 +519,8 @@ PCCERT_CONTEXT CapiManagerUtility::createSelfSignCertificate(TVKBuffer const& su
     }
     OwnedStore const store(CertOpenSystemStoreA(provider.get(), kPersonalStore));
     OwnedCertificate added;
-    if (!CertAddCertificateContextToStore(store.get(), cert.get(), CERT_STORE_ADD_ALWAYS, added.receive())) {
+    if (!store.isSet() ||
+        !CertAddCertificateContextToStore(store.get(), cert.get(), CERT_STORE_ADD_ALWAYS, added.receive())) {
         raiseWithLastError(kSource, errorAddFailed,
                            "Add certificate to personal certificate store fail. return values rc=0x");
     }

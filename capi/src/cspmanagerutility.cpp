@@ -214,7 +214,6 @@ bool CspManagerUtility::convertRealKey(TVKBuffer keyProvInfo, TVKBuffer& materia
             error == static_cast<DWORD>(NTE_BAD_TYPE)) {
             return false;
         }
-        provider.reset(0);
         raiseWithSystemCode(kSource, errorKeyNotReached, "CryptExportPKCS8() return value rc=0x", error);
     }
     // A buffer, because its bytes are wiped when it goes.

@@ -16,7 +16,8 @@ using Script = std::function<void(PlatformCalls&)>;
 
 template <typename Result, typename... Arguments>
 Script failing(Result (*call)(Arguments...), long error, unsigned nth = 0) {
-    return [=](PlatformCalls& calls) { calls.fail(call, error, nth); };
+    return
+        [call, code = static_cast<DWORD>(error), nth](PlatformCalls& calls) { calls.fail(call, code, nth); };
 }
 
 void nothingFails(PlatformCalls& /*calls*/) {}
@@ -74,14 +75,21 @@ TEST_F(Failures, OfProvidersAndStores) {
     constexpr char noMemory[] = "The operating system ran out of memory";
     expectAll({
         {"system too old", failing(VerifyVersionInfoA, ERROR_OLD_WIN_VERSION),
-         [](KeyWorld&) { libraryFunction(nullptr); },
+         [](KeyWorld&) {
+             std::unique_ptr<CAPIManager> const made(static_cast<CAPIManager*>(libraryFunction(nullptr)));
+         },
          capi("./capi/src/capiglobal", 578004,
               "MS Crypto API only support on Windows 2000 with Service Pack 2")},
         {"no provider", failing(CryptEnumProvidersA, ERROR_NO_MORE_ITEMS),
-         [](KeyWorld&) { libraryFunction(nullptr); },
+         [](KeyWorld&) {
+             std::unique_ptr<CAPIManager> const made(static_cast<CAPIManager*>(libraryFunction(nullptr)));
+         },
          capi("./capi/src/capimanager", 578001, "No Cryptographic Service Provider registered")},
         {"a provider that was announced can't be read", failing(CryptEnumProvidersA, NTE_BAD_FLAGS, 2),
-         [](KeyWorld&) { libraryFunction(nullptr); }, capi(kManagerUtility, 578002, noFlags)},
+         [](KeyWorld&) {
+             std::unique_ptr<CAPIManager> const made(static_cast<CAPIManager*>(libraryFunction(nullptr)));
+         },
+         capi(kManagerUtility, 578002, noFlags)},
         {"default provider fails", failing(CryptAcquireContextA, NTE_BAD_FLAGS), manager("", 1),
          capi(kCspManager, 578002, noFlags)},
         {"named provider, no library", failing(CryptAcquireContextA, NTE_PROV_DLL_NOT_FOUND),

@@ -220,7 +220,7 @@ TEST_F(Labels, DefaultNamesAreThePrefixAndTwoNumbers) {
     EXPECT_EQ(CspManagerUtility::makeDefaultLabel("keys").view(), "keys5134294967295");
     TVKKRYUtility::setDefaultAlgorithmFactory(*before);
     ASSERT_EQ(seed.getLength(), 100U);
-    EXPECT_NEAR(std::atof(text(seed).c_str()), static_cast<double>(std::time(nullptr)), 60);
+    EXPECT_NEAR(std::stod(text(seed)), static_cast<double>(std::time(nullptr)), 60);
 }
 
 TEST_F(Labels, IdentifierIsTheImageOfIssuerAndSerialNumber) {

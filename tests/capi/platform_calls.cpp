@@ -96,6 +96,8 @@ std::any* PlatformCalls::note(AnyCall call, char const* name, std::vector<std::s
 } // namespace capi_tests
 
 // The layer's header declares each of these, so that a type that isn't its own doesn't compile.
+// A parameter can't stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define CALL1(result, name, A) \
     result name(A a) { return capi_tests::pass<&name>(#name, a); }
 #define CALL2(result, name, A, B) \
@@ -116,6 +118,7 @@ std::any* PlatformCalls::note(AnyCall call, char const* name, std::vector<std::s
     result name(A a, B b, C c, D d, E e, F f, G g, H h) {              \
         return capi_tests::pass<&name>(#name, a, b, c, d, e, f, g, h); \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 // clang-format off
 CALL3(BOOL, VerifyVersionInfoA, OSVERSIONINFOEXA*, DWORD, DWORDLONG)

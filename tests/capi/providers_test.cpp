@@ -12,7 +12,6 @@
 #include <vector>
 
 using namespace capi_tests;
-using test_support::TestKey;
 
 namespace {
 
