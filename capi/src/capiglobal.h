@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tvkcore/base/tvkexport.h>
 #include <tvkcore/base/tvkstring.h>
 
 // Provider and key container of the CSPManager that was constructed last; empty until then. Every CSPManager
@@ -30,10 +31,5 @@ void fini();
 
 // Two texts that the module exports, for people and tools that look into the file: the legal notice, and the
 // version record, whose lines are "@(#)", a key, a colon, blanks and a value.
-#if defined(_WIN32)
-#define TVKBRIDGE_EXPORT __declspec(dllexport)
-#else
-#define TVKBRIDGE_EXPORT __attribute__((visibility("default")))
-#endif
-extern "C" TVKBRIDGE_EXPORT char const tvkbridge_Copyright[];
-extern "C" TVKBRIDGE_EXPORT char const tvkbridge_SCCSInfo[];
+extern "C" TVK_MODULE_API char const tvkbridge_Copyright[];
+extern "C" TVK_MODULE_API char const tvkbridge_SCCSInfo[];

@@ -27,6 +27,13 @@ namespace {
 
 constexpr SourceFile kSource{"./capi/src/cspmanagerutility", 2048};
 
+// Key references are told apart by the length of their image. On the platform's 32-bit form the lengths are
+// these.
+static_assert(sizeof(CERT_ID) != sizeof(CRYPT_KEY_PROV_INFO));
+static_assert(sizeof(void*) != 4 ||
+              (sizeof(CERT_ID) == 20 && sizeof(CRYPT_KEY_PROV_INFO) == 28 && sizeof(CERT_KEY_CONTEXT) == 12 &&
+               sizeof(CERT_NAME_BLOB) == 8 && sizeof(HCRYPTKEY) == 4));
+
 constexpr char kSeparator[] = "##";
 
 void append(TVKBuffer& buffer, TVKString const& text) {

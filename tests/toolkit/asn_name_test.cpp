@@ -170,10 +170,14 @@ TEST(Names, CompareByTheRulesForNames) {
         {{cn}, {{kCommonName, kUTF8, "AliceLiddell"}}, false, "no space at all"},
         {{cn}, {{kOrganization, kUTF8, "Alice Liddell"}}, false, "another type"},
         {{cn}, {cn, cn}, false, "one part more"},
-        {{{kCommonName, kUTF8, "\xC3\x89T\xC3\x89 \xD0\x96\xCE\xA9"}},
-         {{kCommonName, kUTF8, "\xC3\xA9t\xC3\xA9 \xD0\xB6\xCF\x89"}},
+        {{{kCommonName, kUTF8, "\xC3\x89T\xC3\x89 \xD0\x96\xCE\xA9\xCE\x86\xC8\x98"}},
+         {{kCommonName, kUTF8, "\xC3\xA9t\xC3\xA9 \xD0\xB6\xCF\x89\xCE\xAC\xC8\x99"}},
          true,
          "case beyond ASCII"},
+        {{{kCommonName, kUTF8, "\xE1\xBA\x96"}},
+         {{kCommonName, kUTF8, "\xE1\xBA\x97"}},
+         false,
+         "two small letters side by side"},
         {{{kCommonName, kTeletex, "\xE9"}},
          {{kCommonName, kBMP, std::string("\0\xC9", 2)}},
          true,
@@ -214,7 +218,8 @@ TEST(Names, RefuseWhatIsNoName) {
                       {"3009 3107 3005 0603550403", "an attribute without a value"},
                       {"300D 310B 3009 0603550403 0C0141 0500", "an attribute with two values"},
                       {"300B 3109 3007 06025584 0C0141", "a type that goes on"},
-                      {"3002 3102", "a set that leaves the name"}};
+                      {"3002 3102", "a set that leaves the name"},
+                      {"3010 310E 300C 0603550403 2C05 0C0141 0500", "a string in pieces"}};
     for (auto const& row : rows) {
         SCOPED_TRACE(row.why);
         TVKASNx500Name name(TVKASNNotSecure);

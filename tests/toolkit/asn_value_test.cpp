@@ -189,6 +189,11 @@ TEST(ObjectIDs, EncodeArcs) {
     TVKASNObjectID wide(TVKASNNotSecure);
     TVKASNUtility::setDEREncoding(viewOf(fromHex("060b2a83ffffffffffffffff7f")), wide);
     EXPECT_EQ(wide.get_dotted(), "1.2.36893488147419103231") << "an arc of 65 bits";
+    Bytes endless = fromHex("06 82 FF FF 2A");
+    endless.resize(4 + 0xFFFF, 0x83);
+    endless.back() = 0x01;
+    TVKASNUtility::setDEREncoding(viewOf(endless), wide);
+    EXPECT_EQ(wide.get_dotted(), "") << "an arc that takes too long to write out";
 }
 
 TEST(Times, ReadBothFormsAndRefuseTheRest) {
@@ -249,8 +254,10 @@ TEST(Times, ReadBothFormsAndRefuseTheRest) {
         TVKASNTarnTime time(TVKASNNotSecure);
         EXPECT_EQ(time.set_value(value), TVKASN_OK);
         EXPECT_EQ(written(time), row.encoding);
-        value.tm_mon = 12;
-        EXPECT_EQ(time.set_value(value), TVKASN_OUT_OF_RANGE);
+        for (int const month : {-1, 12, 256}) {
+            value.tm_mon = month;
+            EXPECT_EQ(time.set_value(value), TVKASN_OUT_OF_RANGE);
+        }
     }
 }
 

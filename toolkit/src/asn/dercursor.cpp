@@ -103,6 +103,12 @@ bool isObjectIDContent(unsigned char const* bytes, unsigned long count) {
     return true;
 }
 
+bool isStringTag(DerHeader const& header) {
+    return header.tagClass == TVKASNUniversal &&
+           (header.tag == kTagBitString || header.tag == kTagOctetString || header.tag == kTagUTF8String ||
+            (header.tag >= 18 && header.tag <= 30));
+}
+
 namespace {
 
 // No value of the standards that this library knows nests deeper; it bounds the stack that hostile bytes can
@@ -240,12 +246,6 @@ int readAnyHeader(unsigned char const* bytes, unsigned long count, AnyHeader& ou
 
 bool isEndOfContents(unsigned char const* bytes, unsigned long count) {
     return count >= 2 && bytes[0] == 0 && bytes[1] == 0;
-}
-
-bool isStringTag(DerHeader const& header) {
-    return header.tagClass == TVKASNUniversal &&
-           (header.tag == kTagBitString || header.tag == kTagOctetString || header.tag == kTagUTF8String ||
-            (header.tag >= 18 && header.tag <= 30));
 }
 
 int canonicaliseAt(unsigned char const* bytes, unsigned long count, TVKASNBuffer& out,

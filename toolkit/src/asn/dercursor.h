@@ -96,6 +96,9 @@ unsigned int writeDerHeader(unsigned char* out, unsigned char tagClass, bool con
 // Whether the bytes are the content of an OBJECT IDENTIFIER (X.690, 8.19).
 bool isObjectIDContent(unsigned char const* bytes, unsigned long count);
 
+// Whether the tag is that of a string type, which other encodings may give in pieces.
+bool isStringTag(DerHeader const& header);
+
 // 0 when two whole values are equal: the same bytes, or the same tags with equal numbers, bits and octets.
 int compareValues(unsigned char const* a, unsigned long aLength, unsigned char const* b,
                   unsigned long bLength);

@@ -8,6 +8,9 @@ namespace tvk {
 
 namespace {
 
+// The work for an arc grows with the square of its length, and nobody has arcs like these.
+constexpr unsigned int kLongestSubidentifier = 586;
+
 void appendSubidentifier(std::string& out, unsigned long number) {
     char octets[(sizeof number * 8 + 6) / 7];
     unsigned int at = sizeof octets;
@@ -96,7 +99,11 @@ bool equalsObjectID(unsigned char const* content, unsigned long length, unsigned
 std::string dottedObjectID(unsigned char const* content, unsigned long length) {
     std::string out;
     Decimal number;
+    unsigned int octets = 0;
     for (unsigned long i = 0; i < length; ++i) {
+        if (++octets > kLongestSubidentifier) {
+            return {};
+        }
         number.timesPlus(128, content[i] & 0x7F);
         if ((content[i] & 0x80) != 0) {
             continue;
@@ -109,6 +116,7 @@ std::string dottedObjectID(unsigned char const* content, unsigned long length) {
         out += '.';
         number.appendTo(out);
         number = Decimal();
+        octets = 0;
     }
     return out;
 }

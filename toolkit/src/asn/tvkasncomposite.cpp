@@ -128,26 +128,6 @@ bool TVKASNComposite::is_valid(bool deep) const {
     return true;
 }
 
-// A composite is there when it was read or when a child has been given a value.
-bool TVKASNComposite::is_present() const {
-    if (present_) {
-        return true;
-    }
-    for (TVKASNObject const* child = first_; child != nullptr; child = child->next_) {
-        if (child->is_present()) {
-            return true;
-        }
-    }
-    return false;
-}
-
-void TVKASNComposite::set_secure(TVKASNSecurityType security) {
-    TVKASNObject::set_secure(security);
-    for (TVKASNObject* child = first_; child != nullptr; child = child->next_) {
-        child->set_secure(security);
-    }
-}
-
 bool TVKASNComposite::check_encode_flags() const { return is_present() || (emptyPermitted_ && optional_); }
 
 bool TVKASNComposite::check_encode_flags(bool deep) const {

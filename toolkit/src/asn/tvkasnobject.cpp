@@ -124,9 +124,25 @@ bool TVKASNObject::is_default_value() const { return default_ != nullptr && comp
 
 bool TVKASNObject::is_valid(bool /*deep*/) const { return present_; }
 
-bool TVKASNObject::is_present() const { return present_; }
+// A value with children is there when it was read or when a child has been given a value.
+bool TVKASNObject::is_present() const {
+    if (present_) {
+        return true;
+    }
+    for (TVKASNObject const* child = first_; child != nullptr; child = child->next_) {
+        if (child->is_present()) {
+            return true;
+        }
+    }
+    return false;
+}
 
-void TVKASNObject::set_secure(TVKASNSecurityType security) { secure_ = security == TVKASNSecure; }
+void TVKASNObject::set_secure(TVKASNSecurityType security) {
+    secure_ = security == TVKASNSecure;
+    for (TVKASNObject* child = first_; child != nullptr; child = child->next_) {
+        child->set_secure(security);
+    }
+}
 
 int TVKASNObject::read(TVKASNCBuffer& in) {
     tvk::DerHeader header;

@@ -4,7 +4,6 @@
 #include "objectid.h"
 
 #include <cstring>
-#include <memory>
 
 namespace {
 
@@ -54,7 +53,11 @@ int TVKASNPrimitive::display(TVKASNBuffer& out) const {
     if (!is_present()) {
         return TVKASN_NO_VALUE;
     }
-    appendHex(out, content(), content_length());
+    if (security() == TVKASNSecure) {
+        appendText(out, "secret of " + std::to_string(content_length()) + " bytes");
+    } else {
+        appendHex(out, content(), content_length());
+    }
     return TVKASN_OK;
 }
 
@@ -170,14 +173,16 @@ int TVKASNBitString::set_value(unsigned char* value, unsigned long length) {
         return TVKASN_BAD_VALUE;
     }
     unsigned long const octets = length / 8 + (length % 8 != 0 ? 1 : 0);
-    auto bytes = std::make_unique<unsigned char[]>(octets + 1);
+    // A buffer, because its bytes are wiped when it goes.
+    TVKBuffer const buffer(static_cast<unsigned int>(octets + 1), nullptr);
+    auto* const bytes = const_cast<unsigned char*>(buffer.getValue());
     auto const unused = static_cast<unsigned char>(8 * octets - length);
     bytes[0] = unused;
     if (octets != 0) {
-        std::memcpy(bytes.get() + 1, value, octets);
+        std::memcpy(bytes + 1, value, octets);
         bytes[octets] &= static_cast<unsigned char>(0xFF << unused);
     }
-    return store_content(bytes.get(), octets + 1);
+    return store_content(bytes, octets + 1);
 }
 
 // Unused bits that aren't zero, and a count of them without any bits, are let pass: such certificates are
@@ -257,7 +262,11 @@ int TVKASNAny::display(TVKASNBuffer& out) const {
     if (!is_present()) {
         return TVKASN_NO_VALUE;
     }
-    appendHex(out, content(), content_length());
+    if (security() == TVKASNSecure) {
+        appendText(out, "secret of " + std::to_string(content_length()) + " bytes");
+    } else {
+        appendHex(out, content(), content_length());
+    }
     return TVKASN_OK;
 }
 

@@ -145,11 +145,15 @@ int TVKASNTarnTime::get_value(struct tm& out) const {
 
 int TVKASNTarnTime::set_value(struct tm const& value) {
     using namespace std::chrono;
+    if (value.tm_year < -1900 || value.tm_year > 9999 - 1900 || value.tm_mon < 0 || value.tm_mon > 11 ||
+        value.tm_mday < 1 || value.tm_mday > 31) {
+        return TVKASN_OUT_OF_RANGE;
+    }
     int const fullYear = value.tm_year + 1900;
     year_month_day const date{year(fullYear), month(static_cast<unsigned>(value.tm_mon + 1)),
                               day(static_cast<unsigned>(value.tm_mday))};
-    if (fullYear < 0 || fullYear > 9999 || !date.ok() || value.tm_hour < 0 || value.tm_hour > 23 ||
-        value.tm_min < 0 || value.tm_min > 59 || value.tm_sec < 0 || value.tm_sec > 59) {
+    if (!date.ok() || value.tm_hour < 0 || value.tm_hour > 23 || value.tm_min < 0 || value.tm_min > 59 ||
+        value.tm_sec < 0 || value.tm_sec > 59) {
         return TVKASN_OUT_OF_RANGE;
     }
     bool const generalized = fullYear < kFirstTwoDigitYear || fullYear >= kFirstTwoDigitYear + 100;

@@ -12,26 +12,35 @@
 
 namespace {
 
-// Lower case of a letter, by the regular ranges of Latin-1, Latin Extended-A, Greek, Cyrillic and Armenian.
-unsigned long foldCase(unsigned long c) {
-    if ((c >= 'A' && c <= 'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7) ||
-        (c >= 0x391 && c <= 0x3AB && c != 0x3A2) || (c >= 0x410 && c <= 0x42F)) {
-        return c + 32;
+struct LetterRange {
+    unsigned long first;
+    unsigned long last;
+    unsigned int step; // 1: every letter, 2: every second one, beginning with the first
+    unsigned long distance;
+};
+
+// Capital letters of Latin, Greek, Cyrillic and Armenian with the way to their small ones, in ascending
+// order.
+constexpr LetterRange kCapitals[] = {
+    {0x41, 0x5A, 1, 32},    {0xC0, 0xD6, 1, 32},    {0xD8, 0xDE, 1, 32},   {0x100, 0x12E, 2, 1},
+    {0x132, 0x136, 2, 1},   {0x139, 0x147, 2, 1},   {0x14A, 0x176, 2, 1},  {0x178, 0x178, 1, 0UL - 0x79},
+    {0x179, 0x17D, 2, 1},   {0x1CD, 0x1DB, 2, 1},   {0x1DE, 0x1EE, 2, 1},  {0x1F8, 0x21E, 2, 1},
+    {0x222, 0x232, 2, 1},   {0x386, 0x386, 1, 38},  {0x388, 0x38A, 1, 37}, {0x38C, 0x38C, 1, 64},
+    {0x38E, 0x38F, 1, 63},  {0x391, 0x3A1, 1, 32},  {0x3A3, 0x3AB, 1, 32}, {0x3C2, 0x3C2, 1, 1},
+    {0x400, 0x40F, 1, 80},  {0x410, 0x42F, 1, 32},  {0x460, 0x480, 2, 1},  {0x48A, 0x4BE, 2, 1},
+    {0x4C0, 0x4C0, 1, 15},  {0x4C1, 0x4CD, 2, 1},   {0x4D0, 0x52E, 2, 1},  {0x531, 0x556, 1, 48},
+    {0x1E00, 0x1E94, 2, 1}, {0x1EA0, 0x1EFE, 2, 1},
+};
+
+// The small letter of a capital one; the final form of the Greek sigma counts as the other.
+unsigned long foldCase(unsigned long character) {
+    for (LetterRange const& range : kCapitals) {
+        if (character <= range.last) {
+            bool const isCapital = character >= range.first && (character - range.first) % range.step == 0;
+            return isCapital ? character + range.distance : character;
+        }
     }
-    if (c >= 0x400 && c <= 0x40F) {
-        return c + 80;
-    }
-    if (c >= 0x531 && c <= 0x556) {
-        return c + 48;
-    }
-    bool const evenIsUpper = (c >= 0x100 && c <= 0x137 && c != 0x130) || (c >= 0x14A && c <= 0x177) ||
-                             (c >= 0x460 && c <= 0x481) || (c >= 0x48A && c <= 0x4BF) ||
-                             (c >= 0x4D0 && c <= 0x52F) || (c >= 0x1E00 && c <= 0x1EFF);
-    if (evenIsUpper) {
-        return c | 1;
-    }
-    bool const oddIsUpper = (c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E);
-    return oddIsUpper && c % 2 == 1 ? c + 1 : c;
+    return character;
 }
 
 bool isSpace(unsigned long c) {
@@ -133,6 +142,11 @@ int TVKASNx500Name::decode_value(TVKASNCBuffer& content, unsigned long length) {
     int status = TVKASN_OK;
     while (status == TVKASN_OK) {
         status = cursor.next(attribute);
+        if (status == TVKASN_OK && attribute.valueHeader.constructed &&
+            tvk::isStringTag(attribute.valueHeader)) {
+            // A string in pieces is none of the distinguished encodings.
+            status = TVKASN_WRONG_TYPE;
+        }
     }
     if (status != TVKASN_NO_VALUE) {
         return status;

@@ -48,7 +48,7 @@ TVKASNPrivateKeyInfo::TVKASNPrivateKeyInfo(TVKASNSecurityType security)
     attributes.set_class(TVKASNContextSpecific);
     attributes.set_tag(0);
     attributes.set_optional(true);
-    TVKASNComposite::set_secure(TVKASNSecure);
+    TVKASNObject::set_secure(TVKASNSecure);
 }
 
 TVKASNPrivateKeyInfo::~TVKASNPrivateKeyInfo() = default;

@@ -78,8 +78,13 @@ void TVKLibraryManager::loadLibrary(TVKString const& name) {
         throw TVKException(kFile, __LINE__, TVKCORE_LIBRARY_NOT_LOADED,
                            ("module " + text + " can't be loaded: " + error).c_str());
     }
-    std::lock_guard<std::mutex> const guard(registry().mutex);
-    registry().libraries.push_back({name, library});
+    try {
+        std::lock_guard<std::mutex> const guard(registry().mutex);
+        registry().libraries.push_back({name, library});
+    } catch (...) {
+        tvk::closeSharedLibrary(library);
+        throw;
+    }
 }
 
 void TVKLibraryManager::unloadLibrary(TVKString const& name) {

@@ -58,6 +58,9 @@ TVKKRYAlgorithmFactory const& TVKKRYUtility::getDefaultAlgorithmFactory() {
 
 void TVKKRYUtility::setDefaultAlgorithmFactory(TVKKRYAlgorithmFactory const& factory) {
     std::unique_ptr<TVKKRYAlgorithmFactory const> copy(factory.duplicate());
+    if (copy == nullptr) {
+        throw TVKException(kFile, __LINE__, TVKCORE_NOT_AVAILABLE, "the factory can't be duplicated");
+    }
     std::lock_guard<std::mutex> const guard(factories().mutex);
     factories().installed.push_back(std::move(copy));
     factories().current.store(factories().installed.back().get(), std::memory_order_release);
@@ -71,5 +74,10 @@ TVKBuffer TVKKRYUtility::generateRandomData(unsigned int length, TVKASNCBuffer c
     if (random == nullptr) {
         throw TVKException(kFile, __LINE__, TVKCORE_NO_RANDOM_DATA, "the factory makes no random data");
     }
-    return random->generateRandomData(length);
+    TVKBuffer data = random->generateRandomData(length);
+    if (data.getLength() != length) {
+        throw TVKException(kFile, __LINE__, TVKCORE_NO_RANDOM_DATA,
+                           "the factory gave too little random data");
+    }
+    return data;
 }

@@ -104,7 +104,7 @@ public:
     virtual void set_class(int tagClass);
     virtual void set_tag(unsigned long tag);
 
-    // Appends a text of the value, for people.
+    // Appends a text of the value, for people; of a secure object's only the length.
     virtual int display(TVKASNBuffer& out) const;
 
     // Clears the value; the object then counts as absent.
@@ -174,6 +174,7 @@ private:
 
     TVKASNObject* parent_ = nullptr;
     TVKASNObject* next_ = nullptr;
+    TVKASNObject* first_ = nullptr; // of the children, which a composite alone has
     TVKASNObject* default_ = nullptr;
     unsigned char const* encoding_ = nullptr; // the whole value, identifier octets first
     unsigned long encodingLength_ = 0;
@@ -210,8 +211,6 @@ public:
     int display(TVKASNBuffer& out) const override;
     int normalize() override;
     bool is_valid(bool deep) const override;
-    bool is_present() const override;
-    void set_secure(TVKASNSecurityType security) override;
     bool check_encode_flags() const override;
     bool check_encode_flags(bool deep) const override;
     int display_state_flags(TVKASNBuffer& out, int indent) const override;
@@ -228,7 +227,6 @@ public:
     virtual unsigned long set_empty_permitted(bool permitted);
 
 private:
-    TVKASNObject* first_ = nullptr;
     TVKASNObject* last_ = nullptr;
     bool emptyPermitted_ = true;
 };

@@ -93,7 +93,8 @@ public:
     // TVKASN_BAD_VALUE for fewer than two arcs, a first arc above 2, or a second above 39 under 0 and 1.
     int set_value(unsigned long* arcs, unsigned int count);
 
-    // The dotted form, of arcs of any size; empty without a value.
+    // The dotted form, also of arcs that no number type holds; empty without a value and for an arc of more
+    // than 586 octets.
     std::string get_dotted() const;
 
 protected:

@@ -29,12 +29,12 @@ public:
     static void getIssuerAndSerialNumber(TVKASNx500Name const& issuer, TVKASNInteger const& serial,
                                          TVKASNIssuerAndSerialNumber& out);
 
-    // The name as an RFC 2253 string in UTF-8, last relative name first; an attribute type without a short
-    // name is shown as a dotted object identifier with its value as '#' and the hexadecimal digits of its
-    // encoding. With `escapeNonASCII` each byte above 127 is shown as a backslash and two hexadecimal digits.
-    // The empty string for a name without parts or without a value. Throws TVKException
-    // TVKCORE_UNKNOWN_STRING_FORM for another `type`, TVKASNException for a string that isn't whole
-    // characters of its type.
+    // The name as an RFC 2253 string in UTF-8, last relative name first. An attribute type without a short
+    // name is shown as a dotted object identifier; its value, and any other that is no text or not whole
+    // characters of its type, as '#' and the hexadecimal digits of its encoding. The bytes of a UTF8String go
+    // as they are. With `escapeNonASCII` each byte above 127 is shown as a backslash and two hexadecimal
+    // digits. The empty string for a name without parts or without a value.
+    // Throws TVKException TVKCORE_UNKNOWN_STRING_FORM for another `type`.
     static TVKString getRFC2253String(TVKASNx500Name const& name, bool escapeNonASCII,
                                       TVKASNStrRepType const& type);
 };

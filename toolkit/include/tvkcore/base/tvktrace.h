@@ -20,7 +20,7 @@ struct TVKTraceRecord {
 };
 
 // Takes trace records. Calls come one at a time, from whatever thread is traced. A sink must not call into
-// TVKTrace.
+// TVKTrace, and leaves the platform's last error as it finds it: the traced operation has still to read it.
 class TVK_API TVKTraceSink {
 public:
     virtual ~TVKTraceSink();

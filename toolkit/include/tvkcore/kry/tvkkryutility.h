@@ -9,11 +9,12 @@ public:
     static TVKKRYAlgorithmFactory const& getDefaultAlgorithmFactory();
 
     // Makes a duplicate of `factory` the default. Earlier ones are kept, as references to them may be about.
+    // Throws TVKException TVKCORE_NOT_AVAILABLE when it can't be duplicated.
     static void setDefaultAlgorithmFactory(TVKKRYAlgorithmFactory const& factory);
 
     // `length` random bytes, made by `factory`, or by the default factory for null, with `seed` as seeding
-    // material; `seed` may be null. Throws TVKException TVKCORE_NO_RANDOM_DATA when the factory has no random
-    // data.
+    // material; `seed` may be null. Throws TVKException TVKCORE_NO_RANDOM_DATA when the factory has none,
+    // or less.
     static TVKBuffer generateRandomData(unsigned int length, TVKASNCBuffer const* seed,
                                         TVKKRYAlgorithmFactory const* factory);
 };
