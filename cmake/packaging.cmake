@@ -17,6 +17,8 @@ if(TARGET tvkcore)
     install(TARGETS ${tvk_installed_targets} EXPORT tvkcoreTargets)
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/toolkit/include/tvkcore" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
         FILES_MATCHING PATTERN "*.h")
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/toolkit/soft/include/tvksoft" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+        FILES_MATCHING PATTERN "*.h")
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/include/" DESTINATION "${tvk_platform_include_dir}"
         FILES_MATCHING PATTERN "*.h")
 

@@ -1,17 +1,20 @@
 #include "cspmanager.h"
 
 #include "capiglobal.h"
+#include "capikryalgorithmfactory.h"
 #include "capimanagerutility.h"
 #include "cspmanagerutility.h"
 #include "failure.h"
 #include "platformhandle.h"
 #include "tracing.h"
 
+#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
 #include <tvkcore/base/tvkexception.h>
 
 #include <array>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -79,6 +82,7 @@ CSPManager::CSPManager(CSPManager const& other) : TVKCspManager() {
 CSPManager::~CSPManager() {
     OperationTrace const trace(kSource, "CSPManager::dtor");
     if (tvk_atomic_swap(&block->count, -1) == 1) {
+        releaseMatch(nullptr);
         CryptReleaseContext(block->hCryptProv, 0);
         CertCloseStore(block->hCertStore, 0);
         delete block;
@@ -201,14 +205,63 @@ TVKKeyCertReqItem* CSPManager::getItem(KeyCertReqUniqueIndex /*index*/, TVKASNOb
     return nullptr;
 }
 
-TVKKeyCertItem* CSPManager::getItem(KeyCertUniqueIndex /*index*/, TVKASNObject const& /*attribute*/) {
-    OperationTrace const trace(kSource, "CSPManager::getItem(KeyCertUniqueIndex)");
-    raiseNotAvailable("looking up an item");
+namespace {
+
+// What a unique index looks at; an index that isn't known finds nothing.
+CertSearchKind searchKindOf(unsigned int uniqueIndex) {
+    switch (uniqueIndex) {
+    case CertUniqueIndexLabel:
+        return searchLabel;
+    case CertUniqueIndexSignature:
+        return searchSignature;
+    case CertUniqueIndexUnsignedCertificate:
+        return searchUnsignedCertificate;
+    case CertUniqueIndexIssuerAndSerial:
+        return searchIssuerAndSerialNumber;
+    default:
+        return searchNothing;
+    }
 }
 
-TVKCertItem* CSPManager::getItem(CertUniqueIndex /*index*/, TVKASNObject const& /*attribute*/) {
+// What a multi index looks at; an index that isn't known finds everything.
+CertSearchKind multiSearchKindOf(unsigned int multiIndex) {
+    switch (multiIndex) {
+    case CertMultiIndexSubject:
+        return searchSubjectName;
+    case CertMultiIndexSubjectPublicKey:
+        return searchSubjectPublicKeyInfo;
+    default:
+        return searchAny;
+    }
+}
+
+// Puts the key's material in the place of the reference, where the provider lets it out.
+void convertKey(TVKKeyCertItem& item) {
+    TVKKRYKey key = item.getKey();
+    TVKCAPIASNKeyRecord const record(key.getKeyBlob());
+    TVKBuffer material;
+    if (CspManagerUtility::convertRealKey(record.getObjectId(), material)) {
+        key.setKeyBlob(material);
+        key.setFormat(TVKKRYKey::PrivateKeyInfo);
+        item.setKey(key);
+    }
+}
+
+} // namespace
+
+TVKKeyCertItem* CSPManager::getItem(KeyCertUniqueIndex index, TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CSPManager::getItem(KeyCertUniqueIndex)");
+    std::unique_ptr<TVKKeyCertItem> item(
+        CspManagerUtility::findCertificate<TVKKeyCertItem>(*this, nullptr, searchKindOf(index), attribute));
+    if (item != nullptr && index == KeyCertUniqueIndexLabel) {
+        convertKey(*item);
+    }
+    return item.release();
+}
+
+TVKCertItem* CSPManager::getItem(CertUniqueIndex index, TVKASNObject const& attribute) {
     OperationTrace const trace(kSource, "CSPManager::getItem(CertUniqueIndex)");
-    raiseNotAvailable("looking up an item");
+    return CspManagerUtility::findCertificate<TVKCertItem>(*this, nullptr, searchKindOf(index), attribute);
 }
 
 TVKKeyItem* CSPManager::getItem(KeyUniqueIndex /*index*/, TVKASNObject const& /*attribute*/) {
@@ -222,14 +275,15 @@ TVKKeyCertReqItemContainer* CSPManager::getItem(KeyCertReqMultiIndex /*index*/,
     return new TVKKeyCertReqItemContainer(TVKOwnershipOwned);
 }
 
-TVKKeyCertItemContainer* CSPManager::getItem(KeyCertMultiIndex /*index*/, TVKASNObject const& /*attribute*/) {
+TVKKeyCertItemContainer* CSPManager::getItem(KeyCertMultiIndex index, TVKASNObject const& attribute) {
     OperationTrace const trace(kSource, "CSPManager::getItem(KeyCertMultiIndex)");
-    raiseNotAvailable("looking up items");
+    return CspManagerUtility::findCertificate<TVKKeyCertItemContainer>(*this, nullptr,
+                                                                       multiSearchKindOf(index), attribute);
 }
 
-TVKCertItemContainer* CSPManager::getItem(CertMultiIndex /*index*/, TVKASNObject const& /*attribute*/) {
+TVKCertItemContainer* CSPManager::getItem(CertMultiIndex index, TVKASNObject const& attribute) {
     OperationTrace const trace(kSource, "CSPManager::getItem(CertMultiIndex)");
-    raiseNotAvailable("looking up items");
+    return CspManagerUtility::findCertificates(*this, multiSearchKindOf(index), attribute);
 }
 
 TVKKeyItemContainer* CSPManager::getItem(KeyMultiIndex /*index*/, TVKASNObject const& /*attribute*/) {
@@ -393,7 +447,7 @@ TVKDeleteCount CSPManager::deleteItems(KeyMultiIndex index, TVKASNObject const& 
 
 TVKKRYAlgorithmFactory* CSPManager::getTVKKRYAlgorithmFactory() {
     OperationTrace const trace(kSource, "CSPManager::getTVKKRYAlgorithmFactory()");
-    raiseNotAvailable("the factory of algorithm objects");
+    return new CAPIKRYAlgorithmFactory(*this);
 }
 
 TVKKeyCertItem* CSPManager::createSelfSignCertificate(TVKString const& /*label*/,
@@ -424,6 +478,15 @@ PCCERT_CONTEXT CSPManager::getCurrentCertificate() {
 void CSPManager::setCurrentCertificate(PCCERT_CONTEXT certificate) {
     OperationTrace const trace(kSource, "setCurrentCertificate");
     block->currentCertificate = certificate;
+}
+
+void CSPManager::holdMatch(PCCERT_CONTEXT certificate) { block->match = certificate; }
+
+void CSPManager::releaseMatch(PCCERT_CONTEXT previous) {
+    PCCERT_CONTEXT const match = std::exchange(block->match, nullptr);
+    if (match != nullptr && match != previous) {
+        CertFreeCertificateContext(match);
+    }
 }
 
 bool CSPManager::isCertStoreWithAdminMode() const {

@@ -17,6 +17,8 @@ struct CSPManagerData {
     TVKString cspName;
     bool certStoreWithAdminMode = false;
     bool hardwareCSP = false;
+    PCCERT_CONTEXT match =
+        nullptr; // owned: the certificate of the latest item-form match, until the next search
 };
 
 // The key store: one provider handle on the default provider, one certificate store and one provider name.
@@ -93,6 +95,12 @@ public:
     TVKString getInstanceName() override;
     PCCERT_CONTEXT getCurrentCertificate() override;
     void setCurrentCertificate(PCCERT_CONTEXT certificate) override;
+
+    // Keeps the certificate at which a search stopped with a match.
+    void holdMatch(PCCERT_CONTEXT certificate);
+
+    // Lets go of the certificate that is kept: to the caller when it is `previous`, else it is freed.
+    void releaseMatch(PCCERT_CONTEXT previous);
 
     // True when the store is the local machine's with the user's joined to it.
     bool isCertStoreWithAdminMode() const;

@@ -10,6 +10,7 @@
 
 #include <tvkcore/asn/tvkasnutility.h>
 #include <tvkcore/asn/tvkcapiasnkeyrecord.h>
+#include <tvkcore/asn/tvkdbutility.h>
 #include <tvkcore/base/tvkexception.h>
 #include <tvkcore/base/tvkwideinterntable.h>
 #include <tvkcore/kry/tvkkryutility.h>
@@ -22,6 +23,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -239,6 +241,194 @@ TVKBuffer CspManagerUtility::reverseEndian(TVKBuffer const& input) {
     auto* const bytes = const_cast<unsigned char*>(reversed.getValue());
     std::reverse(bytes, bytes + reversed.getLength());
     return reversed;
+}
+
+bool CspManagerUtility::compareSignature(TVKASNx509Certificate const& certificate,
+                                         TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::compareSignature");
+    return TVKASNObject::compare(certificate.signature, TVKDBUtility::downcastBitString(attribute)) == 0;
+}
+
+bool CspManagerUtility::compareIssuerAndSerialNumber(TVKASNx509Certificate const& certificate,
+                                                     TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::compareIssuerAndSerialNumber");
+    TVKASNIssuerAndSerialNumber const& wanted = TVKDBUtility::downcastIssuerAndSerialNumber(attribute);
+    TVKASNIssuerAndSerialNumber own(TVKASNNotSecure);
+    TVKASNUtility::getIssuerAndSerialNumber(certificate.tbsCertificate.issuer,
+                                            certificate.tbsCertificate.serialNumber, own);
+    return TVKASNObject::compare(own, wanted) == 0;
+}
+
+bool CspManagerUtility::compareUnsignedCertificate(TVKASNx509Certificate const& certificate,
+                                                   TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::compareUnsignedCertificate");
+    return TVKASNObject::compare(certificate.tbsCertificate,
+                                 TVKDBUtility::downcastTBSCertificate(attribute)) == 0;
+}
+
+bool CspManagerUtility::compareSubjectName(TVKASNx509Certificate const& certificate,
+                                           TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::compareSubjectName");
+    return TVKASNx500Name::compare(certificate.tbsCertificate.subject,
+                                   TVKDBUtility::downcastX500name(attribute)) == 0;
+}
+
+bool CspManagerUtility::compareSubjectPublicKeyInfo(TVKASNx509Certificate const& certificate,
+                                                    TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::compareSubjectPublicKeyInfo");
+    return TVKASNObject::compare(certificate.tbsCertificate.subjectPublicKeyInfo,
+                                 TVKDBUtility::downcastSubjectPublicKeyInfo(attribute)) == 0;
+}
+
+namespace {
+
+// The whole label first, then the bare friendly name. A name that has no narrow form matches nothing.
+bool matchesLabel(PCCERT_CONTEXT cert, TVKCertItem const& item, TVKASNObject const& attribute) {
+    TVKASNUTF8String label(TVKASNNotSecure);
+    item.getLabel(label);
+    TVKBuffer const wanted = TVKASNUtility::getDEREncoding(attribute);
+    if (CspManagerUtility::compareLabel(TVKASNUtility::getDEREncoding(label), wanted)) {
+        return true;
+    }
+    TVKBuffer name;
+    if (!CapiManagerUtility::getCertFriendlyName(cert, name)) {
+        return false;
+    }
+    std::optional<TVKString> const text = narrowPropertyExactly(name);
+    return text && CspManagerUtility::compareLabel(TVKBuffer(*text), wanted);
+}
+
+// The one test that a search makes of a certificate, by its item.
+bool matches(PCCERT_CONTEXT cert, TVKCertItem const& item, CertSearchKind kind,
+             TVKASNObject const& attribute) {
+    auto const certificate = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(item.getCertificateDER().get(), *certificate);
+    switch (kind) {
+    case searchAny:
+        return true;
+    case searchLabel:
+        return matchesLabel(cert, item, attribute);
+    case searchSignature:
+        return CspManagerUtility::compareSignature(*certificate, attribute);
+    case searchIssuerAndSerialNumber:
+        return CspManagerUtility::compareIssuerAndSerialNumber(*certificate, attribute);
+    case searchUnsignedCertificate:
+        return CspManagerUtility::compareUnsignedCertificate(*certificate, attribute);
+    case searchSubjectName:
+        return CspManagerUtility::compareSubjectName(*certificate, attribute);
+    case searchSubjectPublicKeyInfo:
+        return CspManagerUtility::compareSubjectPublicKeyInfo(*certificate, attribute);
+    case searchNothing:
+        break;
+    }
+    return false;
+}
+
+// Whether a certificate comes into the joined store from the machine's store through the user's, so that it
+// shows twice. One whose access state can't be read is shown.
+bool isShownTwice(CSPManager const& manager, PCCERT_CONTEXT cert) {
+    if (!manager.isCertStoreWithAdminMode()) {
+        return false;
+    }
+    BYTE state[4] = {};
+    DWORD length = sizeof state;
+    return CertGetCertificateContextProperty(cert, CERT_ACCESS_STATE_PROP_ID, state, &length) &&
+           state[0] == CERT_ACCESS_STATE_SYSTEM_STORE_FLAG;
+}
+
+PCCERT_CONTEXT nextInStore(HCERTSTORE store, PCCERT_CONTEXT previous) {
+    return CapiManagerUtility::findCertificateInStore(store, CapiManagerUtility::encoding, 0, CERT_FIND_ANY,
+                                                      nullptr, previous);
+}
+
+// The next certificate with a private key that matches, from `cert` on; an empty holder at the end.
+OwnedCertificate nextKeyMatch(HCERTSTORE store, OwnedCertificate cert, CertSearchKind kind,
+                              TVKASNObject const& attribute) {
+    for (; cert.isSet();
+         cert = OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, cert.release()))) {
+        TVKBuffer keyProvInfo;
+        if (!CapiManagerUtility::isCertWithPrivateKey(cert.get(), keyProvInfo)) {
+            continue;
+        }
+        std::unique_ptr<TVKCertItem> const item(CspManagerUtility::makeCertItem(cert.get()));
+        if (matches(cert.get(), *item, kind, attribute)) {
+            break;
+        }
+    }
+    return cert;
+}
+
+} // namespace
+
+template <>
+TVKCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONTEXT previous,
+                                                CertSearchKind kind, TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
+    manager.releaseMatch(previous);
+    HCERTSTORE const store = manager.getSystemStore();
+    OwnedCertificate cert(nextInStore(store, previous));
+    for (; cert.isSet(); cert = OwnedCertificate(nextInStore(store, cert.release()))) {
+        if (isShownTwice(manager, cert.get())) {
+            continue;
+        }
+        manager.setCurrentCertificate(cert.get());
+        std::unique_ptr<TVKCertItem> item(makeCertItem(cert.get()));
+        if (matches(cert.get(), *item, kind, attribute)) {
+            manager.holdMatch(cert.release());
+            return item.release();
+        }
+    }
+    return nullptr;
+}
+
+template <>
+TVKKeyCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONTEXT previous,
+                                                   CertSearchKind kind, TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
+    HCERTSTORE const store = manager.getSystemStore();
+    OwnedCertificate const cert =
+        nextKeyMatch(store, OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, previous)),
+                     kind, attribute);
+    return cert.isSet() ? makeKeyCertItem(cert.get()) : nullptr;
+}
+
+template <>
+TVKKeyCertItemContainer* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONTEXT previous,
+                                                            CertSearchKind kind,
+                                                            TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
+    bool const isKnown = kind == searchAny || kind == searchSubjectName || kind == searchSubjectPublicKeyInfo;
+    CertSearchKind const known = isKnown ? kind : searchNothing;
+    HCERTSTORE const store = manager.getSystemStore();
+    auto items = std::make_unique<TVKKeyCertItemContainer>(TVKOwnershipOwned);
+    OwnedCertificate cert(CapiManagerUtility::getNextCertificateInStore(store, previous));
+    for (;;) {
+        cert = nextKeyMatch(store, std::move(cert), known, attribute);
+        if (!cert.isSet()) {
+            return items.release();
+        }
+        std::unique_ptr<TVKKeyCertItem> item(makeKeyCertItem(cert.get()));
+        if (items->push_back(item.get())) {
+            item.release();
+        }
+        cert = OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, cert.release()));
+    }
+}
+
+TVKCertItemContainer* CspManagerUtility::findCertificates(CSPManager& manager, CertSearchKind kind,
+                                                          TVKASNObject const& attribute) {
+    OperationTrace const trace(kSource, "CspManagerUtility::findCertificates");
+    auto items = std::make_unique<TVKCertItemContainer>(TVKOwnershipOwned);
+    PCCERT_CONTEXT position = nullptr;
+    for (;;) {
+        std::unique_ptr<TVKCertItem> item(findCertificate<TVKCertItem>(manager, position, kind, attribute));
+        if (item == nullptr) {
+            return items.release();
+        }
+        position = manager.getCurrentCertificate();
+        items->push_back(item.get());
+        item.release();
+    }
 }
 
 namespace {

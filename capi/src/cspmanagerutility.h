@@ -1,7 +1,9 @@
 #pragma once
 
+#include <tvkcore/asn/tvkasnx509certificate.h>
 #include <tvkcore/base/tvkbuffer.h>
 #include <tvkcore/base/tvkstring.h>
+#include <tvkcore/item/tvkitemcontainer.h>
 #include <tvkcore/item/tvkstoreitem.h>
 
 #include <windows.h>
@@ -9,6 +11,19 @@
 #include <wincrypt.h>
 
 class CSPManager;
+
+// What a search compares. The attribute that goes with each value stands behind it; every other value matches
+// nothing.
+enum CertSearchKind : int {
+    searchNothing = 0,
+    searchAny = 1,                   // not looked at
+    searchLabel = 4,                 // an object whose DER encoding is a label
+    searchSignature = 5,             // TVKASNBitString
+    searchIssuerAndSerialNumber = 6, // TVKASNIssuerAndSerialNumber
+    searchUnsignedCertificate = 7,   // TVKASNTBSCertificate
+    searchSubjectName = 8,           // TVKASNx500Name
+    searchSubjectPublicKeyInfo = 9   // TVKASNSubjectPublicKeyInfo
+};
 
 // Between certificate contexts, key containers and store items. Holds no state. Items that an operation gives
 // back are new and belong to the caller.
@@ -57,6 +72,33 @@ public:
     // The same bytes in reverse order.
     static TVKBuffer reverseEndian(TVKBuffer const& input);
 
+    // ---- Comparison and search ----
+    // An attribute of another type than the comparison's is a TVKException.
+
+    static bool compareSignature(TVKASNx509Certificate const& certificate, TVKASNObject const& attribute);
+    static bool compareIssuerAndSerialNumber(TVKASNx509Certificate const& certificate,
+                                             TVKASNObject const& attribute);
+    static bool compareUnsignedCertificate(TVKASNx509Certificate const& certificate,
+                                           TVKASNObject const& attribute);
+    static bool compareSubjectName(TVKASNx509Certificate const& certificate, TVKASNObject const& attribute);
+    static bool compareSubjectPublicKeyInfo(TVKASNx509Certificate const& certificate,
+                                            TVKASNObject const& attribute);
+
+    // Searches the manager's store behind `previous`, which the search releases, or from its start for null.
+    // One certificate that doesn't decode ends the search with the toolkit's exception. By the result:
+    // TVKCertItem: the first match, or null; moves the manager's current certificate, and passes by what the
+    // joined store doesn't show. TVKKeyCertItem: the first match with a private key, or null.
+    // TVKKeyCertItemContainer: all matches with a private key in store order, never null; it knows searchAny,
+    // searchSubjectName and searchSubjectPublicKeyInfo alone.
+    template <typename Result>
+    static Result* findCertificate(CSPManager& manager, PCCERT_CONTEXT previous, CertSearchKind kind,
+                                   TVKASNObject const& attribute);
+
+    // All matches in store order, never null. Runs on the manager's current certificate: one search at a time
+    // through all copies of a manager.
+    static TVKCertItemContainer* findCertificates(CSPManager& manager, CertSearchKind kind,
+                                                  TVKASNObject const& attribute);
+
     // ---- Items ----
     // A null certificate is a TVKException 571002.
 
@@ -74,3 +116,14 @@ public:
     // only while the context lives.
     static TVKKeyItem* makeKeyItem(CSPManager& manager, PCCERT_CONTEXT cert);
 };
+
+template <>
+TVKCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONTEXT previous,
+                                                CertSearchKind kind, TVKASNObject const& attribute);
+template <>
+TVKKeyCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONTEXT previous,
+                                                   CertSearchKind kind, TVKASNObject const& attribute);
+template <>
+TVKKeyCertItemContainer* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONTEXT previous,
+                                                            CertSearchKind kind,
+                                                            TVKASNObject const& attribute);

@@ -91,19 +91,31 @@ std::optional<TVKString> narrow(wchar_t const* wide) {
     return TVKString(text.get(), static_cast<unsigned int>(length));
 }
 
-TVKString narrowProperty(TVKBuffer const& property) {
+namespace {
+
+std::wstring wideTextOf(TVKBuffer const& property) {
     std::size_t const room = property.getLength() / sizeof(wchar_t);
     std::wstring wide(room, L'\0');
     if (room != 0) {
         std::memcpy(wide.data(), property.getValue(), room * sizeof(wchar_t));
     }
     wide.resize(std::wcslen(wide.c_str()));
-    if (std::optional<TVKString> text = narrow(wide.c_str())) {
+    return wide;
+}
+
+} // namespace
+
+std::optional<TVKString> narrowPropertyExactly(TVKBuffer const& property) {
+    return narrow(wideTextOf(property).c_str());
+}
+
+TVKString narrowProperty(TVKBuffer const& property) {
+    if (std::optional<TVKString> text = narrowPropertyExactly(property)) {
         return *text;
     }
     [[maybe_unused]] Utf8Thread const utf8;
     std::string text;
-    for (wchar_t const character : wide) {
+    for (wchar_t const character : wideTextOf(property)) {
         char bytes[MB_LEN_MAX];
         std::mbstate_t state{};
         std::size_t const count = std::wcrtomb(bytes, character, &state);

@@ -22,6 +22,9 @@ wchar_t* widenForGood(TVKString const& text);
 // Narrows a zero-terminated wide text; empty when a character has no narrow form.
 std::optional<TVKString> narrow(wchar_t const* wide);
 
-// Narrows the wide text in a property's bytes, up to its terminator or the last whole character, with U+FFFD
-// for each character that has no narrow form.
+// Narrows the wide text in a property's bytes, up to its terminator or the last whole character; empty when a
+// character has no narrow form.
+std::optional<TVKString> narrowPropertyExactly(TVKBuffer const& property);
+
+// The same with U+FFFD for each character that has no narrow form.
 TVKString narrowProperty(TVKBuffer const& property);

@@ -4,9 +4,10 @@
 
 #include <wincrypt_layer.h>
 
+#include <cstring>
 #include <ostream>
 #include <stdexcept>
-#include <typeinfo>
+#include <utility>
 
 using namespace test_support;
 
@@ -18,11 +19,6 @@ void require(bool done, char const* what) {
     if (!done) {
         throw std::runtime_error(std::string(what) + ": " + std::to_string(GetLastError()));
     }
-}
-
-BOOL CALLBACK openNew(CRYPT_PRIVATE_KEY_INFO* /*info*/, HCRYPTPROV* provider, LPVOID name) {
-    return CryptAcquireContextA(provider, static_cast<char const*>(name), MS_ENHANCED_PROV_A, PROV_RSA_FULL,
-                                CRYPT_NEWKEYSET);
 }
 
 } // namespace
@@ -38,18 +34,18 @@ OwnedStore openStore(char const* name) {
     return store;
 }
 
-OwnedStore memoryStore() { return OwnedStore(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr)); }
-
-OwnedProvider makeContainer(char const* name, TestKey const& key, bool exportable) {
-    Bytes blob = key.privateKeyInfo();
+OwnedProvider makeContainer(char const* name, unsigned bits) {
+    Bytes blob = TestKey::shared(bits).privateKeyInfo();
     CRYPT_PKCS8_IMPORT_PARAMS parameters{};
     parameters.PrivateKey.cbData = static_cast<DWORD>(blob.size());
     parameters.PrivateKey.pbData = blob.data();
-    parameters.pResolvehCryptProvFunc = &openNew;
+    parameters.pResolvehCryptProvFunc = [](CRYPT_PRIVATE_KEY_INFO*, HCRYPTPROV* provider, LPVOID called) {
+        return CryptAcquireContextA(provider, static_cast<char const*>(called), MS_ENHANCED_PROV_A, 1,
+                                    CRYPT_NEWKEYSET);
+    };
     parameters.pVoidResolveFunc = const_cast<char*>(name);
     OwnedProvider provider;
-    require(CryptImportPKCS8(parameters, exportable ? CRYPT_EXPORTABLE : 0, provider.receive(), nullptr),
-            "CryptImportPKCS8");
+    require(CryptImportPKCS8(parameters, CRYPT_EXPORTABLE, provider.receive(), nullptr), "CryptImportPKCS8");
     return provider;
 }
 
@@ -60,18 +56,15 @@ bool containerExists(char const* name) {
 
 OwnedCertificate certificate(CertificateFields const& fields, HCERTSTORE store) {
     Bytes const der = makeCertificate(fields, TestKey::shared(1024));
-    auto const size = static_cast<DWORD>(der.size());
-    if (store == nullptr) {
-        OwnedCertificate outside(
-            CertCreateCertificateContext(CapiManagerUtility::encoding, der.data(), size));
-        require(outside.isSet(), "CertCreateCertificateContext");
-        return outside;
-    }
+    OwnedCertificate made(CertCreateCertificateContext(CapiManagerUtility::encoding, der.data(),
+                                                       static_cast<DWORD>(der.size())));
+    require(made.isSet(), "CertCreateCertificateContext");
     OwnedCertificate added;
-    require(CertAddEncodedCertificateToStore(store, CapiManagerUtility::encoding, der.data(), size,
-                                             CERT_STORE_ADD_ALWAYS, added.receive()),
-            "CertAddEncodedCertificateToStore");
-    return added;
+    bool const done =
+        store == nullptr ||
+        CertAddCertificateContextToStore(store, made.get(), CERT_STORE_ADD_ALWAYS, added.receive()) != FALSE;
+    require(done, "CertAddCertificateContextToStore");
+    return store == nullptr ? std::move(made) : std::move(added);
 }
 
 OwnedCertificate certificate(char const* name, HCERTSTORE store) {
@@ -80,25 +73,13 @@ OwnedCertificate certificate(char const* name, HCERTSTORE store) {
 
 void setKey(PCCERT_CONTEXT cert, std::wstring container, DWORD keySpec) {
     std::wstring provider = L"" MS_ENHANCED_PROV_A;
-    CRYPT_KEY_PROV_INFO info{};
-    info.pwszContainerName = container.data();
-    info.pwszProvName = provider.data();
-    info.dwProvType = PROV_RSA_FULL;
-    info.dwFlags = CRYPT_SILENT;
-    info.dwKeySpec = keySpec;
+    CRYPT_KEY_PROV_INFO info{container.data(), provider.data(), PROV_RSA_FULL, CRYPT_SILENT, 0,
+                             nullptr,          keySpec};
     require(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info), "key property");
 }
 
-void setFriendlyName(PCCERT_CONTEXT cert, std::wstring name) {
-    CRYPT_DATA_BLOB blob{};
-    blob.cbData = static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t));
-    blob.pbData = reinterpret_cast<BYTE*>(name.data());
-    require(CertSetCertificateContextProperty(cert, CERT_FRIENDLY_NAME_PROP_ID, 0, &blob), "friendly name");
-}
-
 KeyWorld::KeyWorld()
-    : provider(makeContainer("keys", TestKey::shared(1024))), store(openStore("MY")),
-      cert(certificate("Alice", store.get())) {
+    : provider(makeContainer("keys")), store(openStore("MY")), cert(certificate("Alice", store.get())) {
     require(CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, key.receive()), "CryptGetUserKey");
     require(CryptCreateHash(provider.get(), CALG_SHA1, 0, 0, hash.receive()), "CryptCreateHash");
     setKey(cert.get(), L"keys");
@@ -115,34 +96,39 @@ TVKBuffer buffer(std::string const& text) {
 
 TVKBuffer buffer(Bytes const& bytes) { return {static_cast<unsigned int>(bytes.size()), bytes.data()}; }
 
+Bytes bytesOf(TVKBuffer const& buffer) { return {buffer.getValue(), buffer.getValue() + buffer.getLength()}; }
+
+TVKBuffer nameOf(PCCERT_CONTEXT cert) {
+    CERT_NAME_BLOB const& subject = cert->pCertInfo->Subject;
+    return {subject.cbData, subject.pbData};
+}
+
+CRYPT_KEY_PROV_INFO infoOf(TVKBuffer const& image) {
+    CRYPT_KEY_PROV_INFO info{};
+    require(image.getLength() == sizeof info, "not the image of a key reference");
+    std::memcpy(&info, image.getValue(), sizeof info);
+    return info;
+}
+
 Raised raisedBy(std::function<void()> const& operation) {
     try {
         operation();
     } catch (TVKException const& failure) {
         EXPECT_GT(failure.getLine(), 0);
-        Raised raised{.file = failure.getFile().c_str(),
-                      .code = failure.getCode(),
-                      .message = failure.getMessage().c_str()};
-        auto const* withCode = dynamic_cast<TVKCAPIException const*>(&failure);
-        if (withCode != nullptr && withCode->hasSystemCode()) {
-            raised.systemCode = static_cast<DWORD>(withCode->getSystemCode());
+        Raised raised = capi(failure.getFile().c_str(), failure.getCode(), failure.getMessage().c_str());
+        auto const* ours = dynamic_cast<TVKCAPIException const*>(&failure);
+        if (ours != nullptr && ours->hasSystemCode()) {
+            raised.systemCode = static_cast<DWORD>(ours->getSystemCode());
         }
-        raised.type = typeid(failure) == typeid(TVKCAPIException)  ? "TVKCAPIException"
-                      : typeid(failure) == typeid(TVKASNException) ? "TVKASNException"
-                                                                   : "TVKException";
+        bool const isOfAsn = dynamic_cast<TVKASNException const*>(&failure) != nullptr;
+        raised.type = ours != nullptr ? "TVKCAPIException" : isOfAsn ? "TVKASNException" : "TVKException";
         return raised;
     }
     return {};
 }
 
-Raised capi(char const* file, int code, char const* message) {
-    return {.type = "TVKCAPIException", .file = file, .code = code, .message = message};
-}
-
-Raised capi(char const* file, int code, char const* message, long systemCode) {
-    Raised raised = capi(file, code, message);
-    raised.systemCode = static_cast<DWORD>(systemCode);
-    return raised;
+Raised capi(char const* file, int code, std::string const& message, std::optional<DWORD> systemCode) {
+    return {"TVKCAPIException", file, code, message, systemCode};
 }
 
 std::ostream& operator<<(std::ostream& out, Raised const& raised) {

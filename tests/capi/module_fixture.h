@@ -34,10 +34,10 @@ using OwnedHash = PlatformHandle<HashTraits>;
 // ---- What a test finds in the platform ----
 
 OwnedStore openStore(char const* name);
-OwnedStore memoryStore();
 
-// A new key container of the software provider with this key in its exchange slot.
-OwnedProvider makeContainer(char const* name, test_support::TestKey const& key, bool exportable = true);
+// A new key container of the software provider with the shared key of 1024 bits, exportable, in its exchange
+// slot.
+OwnedProvider makeContainer(char const* name, unsigned bits = 1024);
 bool containerExists(char const* name);
 
 // A certificate of the shared key of 1024 bits, in a store or, with null, in none.
@@ -45,7 +45,6 @@ OwnedCertificate certificate(test_support::CertificateFields const& fields, HCER
 OwnedCertificate certificate(char const* commonName, HCERTSTORE store = nullptr);
 
 void setKey(PCCERT_CONTEXT cert, std::wstring container, DWORD keySpec = AT_KEYEXCHANGE);
-void setFriendlyName(PCCERT_CONTEXT cert, std::wstring name);
 
 // A container "keys" with an exportable key of 1024 bits, its key handle, a certificate of it in "MY" that
 // names it, and a hash.
@@ -64,6 +63,9 @@ struct KeyWorld {
 std::string text(TVKBuffer const& buffer);
 TVKBuffer buffer(std::string const& text);
 TVKBuffer buffer(test_support::Bytes const& bytes);
+test_support::Bytes bytesOf(TVKBuffer const& buffer);
+TVKBuffer nameOf(PCCERT_CONTEXT cert); // the subject's
+CRYPT_KEY_PROV_INFO infoOf(TVKBuffer const& image);
 
 // ---- Failures ----
 
@@ -84,7 +86,6 @@ struct Raised {
 std::ostream& operator<<(std::ostream& out, Raised const& raised);
 
 Raised raisedBy(std::function<void()> const& operation);
-Raised capi(char const* file, int code, char const* message);
-Raised capi(char const* file, int code, char const* message, long systemCode);
+Raised capi(char const* file, int code, std::string const& message, std::optional<DWORD> systemCode = {});
 
 } // namespace capi_tests

@@ -9,67 +9,68 @@
 #include <tvkcore/base/tvklibrarymanager.h>
 #include <tvkcore/base/tvktrace.h>
 
-#include <algorithm>
-#include <type_traits>
+#include <wincrypt_layer.h>
+
 #include <vector>
 
 using namespace capi_tests;
 
 namespace {
 
-constexpr char kGlobal[] = "./capi/src/capiglobal";
-constexpr char kCapiManager[] = "./capi/src/capimanager";
 constexpr int kNotAvailable = 571401;
+constexpr int kUnfit = 571301;
 
 using Operations = ModuleTest;
 using Capi = CapiManagerUtility;
 using Csp = CspManagerUtility;
 
-class Recorder : public TVKTraceSink {
-public:
-    void record(TVKTraceRecord const& record) override { records.push_back(record); }
-    std::vector<TVKTraceRecord> records;
-};
-
-// What the operations work on. Where only the trace matters they get the null handles, and fail.
-struct World {
+// What the operations work on: a key with its certificate, or the null handles.
+struct World : KeyWorld {
+    PCCERT_CONTEXT alice = cert.get();
     CSPManager manager{"", 1};
-    std::unique_ptr<TVKCspManager> copy;
     CAPIManager root;
-    OwnedCertificate owned = certificate("Alice");
-    PCCERT_CONTEXT cert = owned.get();
-    HCERTSTORE store = manager.getSystemStore();
-    std::unique_ptr<TVKCspManager::Iterator> iterator{manager.getCertIterator()};
+    std::unique_ptr<TVKCspManager::Iterator> iterator;
+    std::unique_ptr<TVKCspManager::Iterator> unfit{manager.getKeyCertReqIterator()};
+    CRYPT_KEY_PROV_INFO info = infoOf(reference);
+    OwnedStore memory{CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr)};
+    HCERTSTORE empty = memory.get();
     TVKASNNull attribute{TVKASNNotSecure};
     TVKASNValidity validity{TVKASNNotSecure};
     TVKASNAlgorithmID algorithm{TVKASNNotSecure};
-    TVKKeyItem key{TVKKRYKey(), TVKBuffer()};
+    TVKKeyItem keyItem{TVKKRYKey(), TVKBuffer()};
     TVKCertItem item{TVKBuffer(), TVKBuffer()};
-    TVKKeyCertItem pair{key, item};
-    TVKKeyCertReqItem request{key, TVKBuffer(), TVKBuffer()};
-    TVKBuffer data;
+    TVKKeyCertItem pair{keyItem, item};
+    TVKKeyCertReqItem request{keyItem, TVKBuffer(), TVKBuffer()};
+    TVKBuffer data; // "before" each of them
     TVKString name;
-    HCRYPTPROV provider = 0;
-    HCRYPTKEY nokey = 0;
-    HCRYPTHASH hash = 0;
+    ULONG_PTR none = 0;
     DWORD keySpec = 0;
+    bool admin = false;
 };
 
-// A result as a number: 0 for null, empty and false.
+// A platform call that fails; made without one, none does.
+struct Failing {
+    Failing() = default;
+
+    template <typename Result, typename... Arguments>
+    Failing(Result (*call)(Arguments...), long value, unsigned nth = 0)
+        : arrange([=](PlatformCalls& calls) { calls.fail(call, value, nth); }), error(value) {}
+
+    std::function<void(PlatformCalls&)> arrange = [](PlatformCalls&) {};
+    long error = 0;
+};
+
+// A result as a number: 0 for null, empty and false. What is new goes.
 template <typename Result>
-int outcome(Result result) {
-    if constexpr (requires { result->pop_front(); }) {
-        return static_cast<int>(std::unique_ptr<std::remove_pointer_t<Result>>(result)->size());
-    } else if constexpr (std::is_same_v<Result, PCCERT_CONTEXT>) {
-        return OwnedCertificate(result).isSet();
-    } else if constexpr (std::is_pointer_v<Result> && !std::is_void_v<std::remove_pointer_t<Result>>) {
-        return std::unique_ptr<std::remove_pointer_t<Result>>(result) != nullptr;
-    } else if constexpr (std::is_pointer_v<Result>) {
-        return result != nullptr;
-    } else if constexpr (requires { result.deleted; }) {
+int outcome(Result const& result) {
+    if constexpr (requires { result.deleted; }) {
         return static_cast<int>(result.deleted + result.reserved);
-    } else if constexpr (requires { result.size(); }) {
+    } else if constexpr (requires { result.c_str(); }) {
         return result.size() != 0;
+    } else if constexpr (requires { result->pop_front(); }) {
+        return static_cast<int>(std::unique_ptr<std::remove_pointer_t<Result>>(result)->size());
+    } else if constexpr (std::is_pointer_v<Result>) {
+        return std::unique_ptr<std::remove_pointer_t<Result>>(result) != nullptr;
     } else {
         return static_cast<int>(result);
     }
@@ -77,257 +78,331 @@ int outcome(Result result) {
 
 struct Row {
     template <typename Operation>
-    Row(char const* path, std::string const& name, int expected, Operation operation)
-        : file(path), label(name), result(expected), run([operation](World& world) {
+    Row(std::string name, int expected, Operation operation, std::string message = "", Failing what = {})
+        : label(std::move(name)), result(expected), run([operation](World& world) {
               if constexpr (std::is_void_v<decltype(operation(world))>) {
                   operation(world);
                   return 0;
               } else {
                   return outcome(operation(world));
               }
-          }) {}
+          }),
+          text(std::move(message)), failing(std::move(what)) {}
 
-    char const* file; // null where nothing is traced
     std::string label;
     int result; // as `outcome` gives it, or the code of the exception
     std::function<int(World&)> run;
+    std::string text; // of the exception, whole or, for the toolkit's own, its end
+    Failing failing;
 };
 
 using Rows = std::vector<Row>;
+using W = World&;
 
-Rows moduleRows() {
-    return {
-        {kGlobal, "CAPIGlobal::ctor", 0, [](World&) { CAPIGlobal const second; }},
-        {kGlobal, "fini", 0, [](World&) { fini(); }},
-        {kGlobal, "init", 0, [](World&) { init(); }},
-        {kGlobal, "libraryFunction", 1,
-         [](World& w) { return static_cast<CAPIManager*>(libraryFunction(&w)); }},
-        {kManagerUtility, "CapiManagerUtility::enumProviders", 1, [](World&) { return new CAPIManager; }},
-        {kCapiManager, "CAPIManager::getCspNameList()", 1, [](World& w) { return new CAPIManager(w.root); }},
-        {kCapiManager, "duplicate", 1, [](World& w) { return w.root.duplicate(); }},
-        {kCapiManager, "CAPIManager::getCspManager()", 1,
-         [](World& w) { return w.root.getCspManager("", 2); }},
-        {kCapiManager, "CAPIManager::getCspCount()", 1, [](World& w) { return w.root.getCspCount() > 0; }},
-        {nullptr, "isKindOf", 1, [](World& w) { return w.root.isKindOf("CAPIManager"); }},
-        {nullptr, "getInstanceName", 1, [](World& w) { return w.root.getInstanceName(); }},
-    };
-}
+constexpr char kNoMemory[] = "The operating system ran out of memory";
+constexpr char kNotLoaded[] = "The provider DLL file could not be loaded or failed to initialize.";
+constexpr char kNotAdded[] = "Add certificate to personal certificate store fail. return values rc=0x";
+constexpr char kUnavailable[] = "isn't available in this version of the module";
+
+Rows const globalRows = {
+    {"CAPIGlobal::ctor", 0, [](World&) { CAPIGlobal const second; }},
+    {"fini", 0, [](World&) { fini(); }},
+    {"init", 0, [](World&) { init(); }},
+    {"libraryFunction", 1, [](W w) { return static_cast<TVKCAPIManager*>(libraryFunction(&w)); }},
+    {"libraryFunction", 578004, [](World&) { libraryFunction(nullptr); },
+     "MS Crypto API only support on Windows 2000 with Service Pack 2", Failing(VerifyVersionInfoA, 1150)},
+};
+
+Rows const rootRows = {
+    {"CAPIManager::getCspNameList()", 1, [](W w) { return new CAPIManager(w.root); }},
+    {"duplicate", 1, [](W w) { return w.root.duplicate(); }},
+    {"CAPIManager::getCspManager()", 1, [](W w) { return w.root.getCspManager("", 2); }},
+    {"CAPIManager::getCspCount()", 1, [](W w) { return w.root.getCspCount() > 0; }},
+};
 
 Rows managerRows() {
-    auto const plain = [](std::string const& label, int expected, auto operation) {
-        return Row(kCspManager, label, expected, operation);
+    Rows rows = {
+        {"CSPManager::ctor", 1, [](World&) { return new CSPManager("", 1); }},
+        {"duplicate", 1, [](W w) { return w.manager.duplicate(); }},
+        {"CSPManager::dtor", 0, [](W w) { CSPManager const copy(w.manager); }},
+        {"gethCryptProv", 1, [](W w) { return w.manager.gethCryptProv() != 0; }},
+        {"getSystemStore", 1, [](W w) { return w.manager.getSystemStore() != nullptr; }},
+        {"getKeyContainerName", 0, [](W w) { return w.manager.getKeyContainerName(0); }},
+        {"getCSPName", 1, [](W w) { return w.manager.getCSPName(); }},
+        {"getCurrentCertificate", 0, [](W w) { return w.manager.getCurrentCertificate(); }},
+        {"setCurrentCertificate", 0, [](W w) { w.manager.setCurrentCertificate(nullptr); }},
     };
-    auto const row = [=](std::string const& name, int expected, auto operation) {
-        return plain("CSPManager::" + name, expected, operation);
+    auto const open = [&](char const* name, int kind, int code, char const* text, Failing const& what) {
+        auto const run = [=](World&) { CSPManager const made(name, static_cast<unsigned long>(kind)); };
+        rows.emplace_back("CSPManager::ctor", code, run, text, what);
     };
-    return {
-        row("ctor", 1, [](World&) { return new CSPManager("", 1); }),
-        {nullptr, "copy", 0, [](World& w) { w.copy = std::make_unique<CSPManager>(w.manager); }},
-        row("dtor", 0, [](World& w) { w.copy.reset(); }),
-        plain("duplicate", 1, [](World& w) { return w.manager.duplicate(); }),
-        plain("gethCryptProv", 1, [](World& w) { return w.manager.gethCryptProv() != 0; }),
-        plain("getSystemStore", 1, [](World& w) { return w.manager.getSystemStore(); }),
-        plain("getKeyContainerName", 0, [](World& w) { return w.manager.getKeyContainerName(0); }),
-        row("getKeyIterator()", 1, [](World& w) { return w.manager.getKeyIterator(); }),
-        row("getCertIterator()", 1, [](World& w) { return w.manager.getCertIterator(); }),
-        row("getKeyCertIterator()", 1, [](World& w) { return w.manager.getKeyCertIterator(); }),
-        row("getKeyCertReqIterator()", 1, [](World& w) { return w.manager.getKeyCertReqIterator(); }),
-        row("getNextKeyItem()", 0, [](World& w) { return w.manager.getNextKeyItem(*w.iterator); }),
-        row("getNextCertItem()", 0, [](World& w) { return w.manager.getNextCertItem(*w.iterator); }),
-        row("getNextKeyCertItem()", 0, [](World& w) { return w.manager.getNextKeyCertItem(*w.iterator); }),
-        row("getNextKeyCertReqItem()", 0,
-            [](World& w) { return w.manager.getNextKeyCertReqItem(*w.iterator); }),
-        row("updateItem(TVKStoreItem)", 0,
-            [](World& w) { return w.manager.updateItem(static_cast<TVKStoreItem&>(w.item), 0); }),
-        row("getTVKKRYAlgorithmFactory()", kNotAvailable,
-            [](World& w) { return w.manager.getTVKKRYAlgorithmFactory(); }),
-        row("createSelfSignCertificate()", kNotAvailable,
-            [](World& w) {
-                return w.manager.createSelfSignCertificate("", w.data, w.validity, w.algorithm, w.data);
-            }),
-        plain("getCSPName", 1, [](World& w) { return w.manager.getCSPName(); }),
-        plain("getCurrentCertificate", 0, [](World& w) { return w.manager.getCurrentCertificate(); }),
-        plain("setCurrentCertificate", 0, [](World& w) { w.manager.setCurrentCertificate(nullptr); }),
-        row("isCertStoreWithAdminMode()", 0, [](World& w) { return w.manager.isCertStoreWithAdminMode(); }),
-        row("isHardwareCSP()", 0, [](World& w) { return w.manager.isHardwareCSP(); }),
-        {nullptr, "isKindOf", 1, [](World& w) { return w.manager.isKindOf("TVKCspManager"); }},
-        {nullptr, "getInstanceName", 1, [](World& w) { return w.manager.getInstanceName(); }},
+    Failing const noLibrary(CryptAcquireContextA, NTE_PROV_DLL_NOT_FOUND);
+    Failing const noInit(CryptAcquireContextA, NTE_PROVIDER_DLL_FAIL);
+    Failing const noFlags(CryptAcquireContextA, NTE_BAD_FLAGS);
+    Failing const noStore(CertOpenSystemStoreA, ERROR_NOT_ENOUGH_MEMORY);
+    open("", 1, 578002, "The provider DLL file does not exist or is not on the current path.", noLibrary);
+    open("Other", 2, 578001, "The provider DLL file does not exist or not on the current path", noLibrary);
+    open(MS_ENHANCED_PROV_A, 1, 578001, kNotLoaded, noInit);
+    open("Other", 2, 578001, "The dwFlags parameter has an invalid value.", noFlags);
+    open("Other", 2, 578002, kNoMemory, noStore);
+    open("Other", 1, kNotAvailable, kUnavailable, {});
+    auto const add = [&](std::string const& operation, int expected, auto run) {
+        rows.emplace_back("CSPManager::" + operation, expected, run,
+                          expected == kNotAvailable ? kUnavailable : "");
     };
-}
-
-// The operations that each kind of item and index has. Those on key items and requests give nothing.
-template <typename Operation>
-void add(Rows& rows, std::string const& operation, std::string const& of, int expected, Operation run) {
-    rows.emplace_back(kCspManager, "CSPManager::" + operation + '(' + of + ')', expected, run);
-}
-
-template <typename Item>
-void addItem(Rows& rows, std::string const& name, int expected, Item World::*item) {
-    add(rows, "insertItem", name, expected, [=](World& w) { return w.manager.insertItem(w.*item); });
-    add(rows, "updateItem", name, expected, [=](World& w) { return w.manager.updateItem(w.*item, 0); });
-    add(rows, "deleteItem", name, expected, [=](World& w) { return w.manager.deleteItem(w.*item); });
-}
-
-template <typename Index>
-void addIndex(Rows& rows, std::string const& name, int expected, Index index) {
-    add(rows, "getItem", name, expected, [=](World& w) { return w.manager.getItem(index, w.attribute); });
-    if constexpr (requires(World & w) { w.manager.deleteItem(index, w.attribute); }) {
-        add(rows, "deleteItem", name, expected,
-            [=](World& w) { return w.manager.deleteItem(index, w.attribute); });
-    } else {
-        add(rows, "getItemCount", name, expected,
-            [=](World& w) { return w.manager.getItemCount(index, w.attribute); });
-        add(rows, "deleteItems", name, expected,
-            [=](World& w) { return w.manager.deleteItems(index, w.attribute); });
-    }
-}
-
-Rows itemRows() {
-    Rows rows;
-    addItem(rows, "TVKKeyCertReqItem", 0, &World::request);
-    addItem(rows, "TVKKeyCertItem", kNotAvailable, &World::pair);
-    addItem(rows, "TVKCertItem", kNotAvailable, &World::item);
-    addItem(rows, "TVKKeyItem", 0, &World::key);
-    addIndex(rows, "KeyCertReqUniqueIndex", 0, KeyCertReqUniqueIndexLabel);
-    addIndex(rows, "KeyCertUniqueIndex", kNotAvailable, KeyCertUniqueIndexLabel);
-    addIndex(rows, "CertUniqueIndex", kNotAvailable, CertUniqueIndexLabel);
-    addIndex(rows, "KeyUniqueIndex", 0, KeyUniqueIndexLabel);
-    addIndex(rows, "KeyCertReqMultiIndex", 0, KeyCertReqMultiIndexAll);
-    addIndex(rows, "KeyCertMultiIndex", kNotAvailable, KeyCertMultiIndexAll);
-    addIndex(rows, "CertMultiIndex", kNotAvailable, CertMultiIndexAll);
-    addIndex(rows, "KeyMultiIndex", 0, KeyMultiIndexAll);
+    add("getKeyIterator()", 1, [](W w) { return w.manager.getKeyIterator(); });
+    add("getCertIterator()", 1, [](W w) { return w.manager.getCertIterator(); });
+    add("getKeyCertIterator()", 1, [](W w) { return w.manager.getKeyCertIterator(); });
+    add("getKeyCertReqIterator()", 1, [](W w) { return w.manager.getKeyCertReqIterator(); });
+    add("getNextKeyItem()", 0, [](W w) { return w.manager.getNextKeyItem(*w.iterator); });
+    add("getNextCertItem()", 1, [](W w) { return w.manager.getNextCertItem(*w.iterator); });
+    add("getNextKeyCertItem()", 1, [](W w) { return w.manager.getNextKeyCertItem(*w.iterator); });
+    add("getNextCertItem()", kUnfit, [](W w) { w.manager.getNextCertItem(*w.unfit); });
+    add("getNextKeyCertItem()", kUnfit, [](W w) { w.manager.getNextKeyCertItem(*w.unfit); });
+    add("getNextKeyCertReqItem()", 0, [](W w) { return w.manager.getNextKeyCertReqItem(*w.iterator); });
+    add("isCertStoreWithAdminMode()", 0, [](W w) { return w.manager.isCertStoreWithAdminMode(); });
+    add("isHardwareCSP()", 0, [](W w) { return w.manager.isHardwareCSP(); });
+    add("updateItem(TVKStoreItem)", 0,
+        [](W w) { return w.manager.updateItem(static_cast<TVKStoreItem&>(w.item), 0); });
+    add("getTVKKRYAlgorithmFactory()", 1, [](W w) { return w.manager.getTVKKRYAlgorithmFactory(); });
+    add("createSelfSignCertificate()", kNotAvailable,
+        [](W w) { return w.manager.createSelfSignCertificate("", w.data, w.validity, w.algorithm, w.data); });
+    auto const addItem = [&](std::string const& kind, int expected, auto item) {
+        add("insertItem(" + kind + ')', expected, [=](W w) { return w.manager.insertItem(w.*item); });
+        add("updateItem(" + kind + ')', expected, [=](W w) { return w.manager.updateItem(w.*item, 0); });
+        add("deleteItem(" + kind + ')', expected, [=](W w) { return w.manager.deleteItem(w.*item); });
+    };
+    auto const addIndex = [&](std::string const& kind, int expected, auto index, int deleted = 0) {
+        add("getItem(" + kind + ')', expected, [=](W w) { return w.manager.getItem(index, w.attribute); });
+        if constexpr (requires(World world) { world.manager.getItemCount(index, world.attribute); }) {
+            add("getItemCount(" + kind + ')', expected,
+                [=](W w) { return w.manager.getItemCount(index, w.attribute); });
+            add("deleteItems(" + kind + ')', deleted,
+                [=](W w) { return w.manager.deleteItems(index, w.attribute); });
+        } else {
+            add("deleteItem(" + kind + ')', deleted,
+                [=](W w) { return w.manager.deleteItem(index, w.attribute); });
+        }
+    };
+    addItem("TVKKeyCertReqItem", 0, &World::request);
+    addItem("TVKKeyCertItem", kNotAvailable, &World::pair);
+    addItem("TVKCertItem", kNotAvailable, &World::item);
+    addItem("TVKKeyItem", 0, &World::keyItem);
+    addIndex("KeyCertReqUniqueIndex", 0, KeyCertReqUniqueIndexLabel);
+    addIndex("KeyCertUniqueIndex", 0, KeyCertUniqueIndexLabel);
+    addIndex("CertUniqueIndex", 0, CertUniqueIndexLabel);
+    addIndex("KeyUniqueIndex", 0, KeyUniqueIndexLabel);
+    addIndex("KeyCertReqMultiIndex", 0, KeyCertReqMultiIndexAll);
+    addIndex("KeyCertMultiIndex", 1, KeyCertMultiIndexAll, kNotAvailable);
+    addIndex("CertMultiIndex", 1, CertMultiIndexAll, kNotAvailable);
+    addIndex("KeyMultiIndex", 0, KeyMultiIndexAll);
     return rows;
 }
 
 Rows capiUtilityRows() {
-    auto const row = [](char const* name, int expected, auto operation) {
-        return Row(kManagerUtility, std::string("CapiManagerUtility::") + name, expected, operation);
+    Failing const noProperty(CertSetCertificateContextProperty, E_ACCESSDENIED);
+    Failing const noAcquiring(CryptAcquireCertificatePrivateKey, NTE_BAD_KEYSET);
+    Failing const noKey(CryptGetUserKey, NTE_NO_KEY);
+    Failing const noEncryption(CryptEncrypt, NTE_BAD_KEY, 2);
+    Failing const noSize(CryptEncrypt, NTE_BAD_KEY, 1);
+    Failing const noHash(CryptHashData, NTE_BAD_HASH_STATE);
+    Failing const noSignature(CryptSignHashA, NTE_NO_KEY, 2);
+    Failing const noStore(CertOpenStore, ERROR_NOT_ENOUGH_MEMORY, 1);
+    Failing const noJoining(CertAddStoreToCollection, ERROR_NOT_ENOUGH_MEMORY);
+    auto const deletion = [](long error) { return Failing(CertDeleteCertificateFromStore, error); };
+    auto const remove = [](W w) { Capi::deleteCertificate(w.alice); };
+    auto const keyInCert = [](W w) {
+        OwnedProvider provider;
+        Capi::getKeyInCert(w.alice, provider.receive(), &w.none);
+    };
+    auto const encrypt = [](W w) { Capi::encryptUpdate(w.key.get(), w.data, w.data, true); };
+    auto const name = [](W w) { return Capi::setCertFriendlyName(w.alice, "name"); };
+    auto const sign = [](W w) { Capi::signFinal(w.hash.get(), w.data, 1); };
+    constexpr char noRandom[] = "CryptGenRandom() return values rc=0x";
+    constexpr char notGenerated[] = "CryptGenKey() return values rc=0x";
+    constexpr char notEncrypted[] = "CryptEncrypt() return values rc=0x";
+    constexpr char notDecrypted[] = "CryptDecrypt() return values rc=0x";
+    constexpr char notNamed[] = "add certificate label fail";
+    constexpr char noSuchKind[] = "We ONLY support to open certificate store with MY, UserDS, CA, ROOT";
+    return {
+        {"HandleError", 1, [](World&) { return Capi::HandleError(); }},
+        {"getCSPHandle", 0, [](W w) { return Capi::getCSPHandle(&w.none, nullptr, "none", 1, 0); }},
+        {"getProvParam", 0, [](W w) { return Capi::getProvParam(0, PP_NAME, w.name); }},
+        {"getKeyParam", 0, [](W w) { return Capi::getKeyParam(0, KP_KEYLEN, w.data); }},
+        {"getKeySizeInBits", 1024, [](W w) { return Capi::getKeySizeInBits(w.alice); }},
+        {"compareCSPName", 0, [](W w) { return Capi::compareCSPName("x", w.alice); }},
+        {"compareSubjetNameBlob", 0, [](W w) { return Capi::compareSubjetNameBlob(w.alice, w.data); }},
+        {"generateRandomData", 578011, [](W w) { Capi::generateRandomData(0, w.data); }, noRandom},
+        {"generateKey", 578012, [](W w) { Capi::generateKey(0, 1, 0, w.data); }, notGenerated},
+        {"generateKeyPair", 578012, [](W w) { Capi::generateKeyPair(0, 1, 0, w.data); }, notGenerated},
+        {"encryptUpdate", 578013, encrypt, notEncrypted, noEncryption},
+        {"encryptUpdate", 578013, encrypt, notEncrypted, noSize},
+        {"encryptFinal", 578013, [](W w) { Capi::encryptFinal(0, w.data, w.data); }, notEncrypted},
+        {"decryptUpdate", 578014, [](W w) { Capi::decryptUpdate(0, w.data, w.data, false); }, notDecrypted},
+        {"decryptFinal", 578014, [](W w) { Capi::decryptFinal(0, w.data, w.data); }, notDecrypted},
+        {"signInit", 578015, [](W w) { Capi::signInit(0, CALG_SHA1, &w.none); }},
+        {"signUpdate", 578015, [](W w) { Capi::signUpdate(0, w.data, false); },
+         "CryptSetHashParam() return values rc=0x"},
+        {"signUpdate", 578015, [](W w) { Capi::signUpdate(w.hash.get(), w.data, true); }, "", noHash},
+        {"signFinal", 578015, [](W w) { Capi::signFinal(0, w.data, 1); }},
+        {"signFinal", 578015, sign, "", noSignature},
+        {"verifyInit", 578016, [](W w) { Capi::verifyInit(0, CALG_SHA1, &w.none); }},
+        {"verifyUpdate", 578016, [](W w) { Capi::verifyUpdate(0, w.data); }},
+        {"verifyFinal", 578016, [](W w) { Capi::verifyFinal(w.hash.get(), w.data, w.key.get()); }},
+        {"getKeyInCert", 578012, keyInCert, "CryptAcquireCertificatePrivateKey() return values rc=0x",
+         noAcquiring},
+        {"getKeyInCert", 578012, keyInCert, "CryptGetUserKey() return values rc=0x", noKey},
+        {"openCertStore", 578002, [](World&) { Capi::openCertStore(0, 4, nullptr); }, noSuchKind},
+        {"openCertStore", 578002, [](W w) { Capi::openCertStore(0, 0, &w.admin); }, kNoMemory, noStore},
+        {"openCertStore", 578002, [](W w) { Capi::openCertStore(0, 3, &w.admin); }, kNoMemory, noJoining},
+        {"getNextCertificateInStore", 0, [](W w) { Capi::getNextCertificateInStore(w.empty, nullptr); }},
+        {"findCertificateInStore", 0,
+         [](W w) { Capi::findCertificateInStore(w.empty, 1, 0, 0, nullptr, nullptr); }},
+        {"getNextPrivateKeyInStore", 0, [](W w) { Capi::getNextPrivateKeyInStore(w.empty, nullptr); }},
+        {"isCertWithPrivateKey", 1, [](W w) { return Capi::isCertWithPrivateKey(w.alice, w.data); }},
+        {"getLabel", 1, [](W w) { return Capi::getLabel(w.alice, 4, 0, w.data); }},
+        {"getCertFriendlyName", 0, [](W w) { return Capi::getCertFriendlyName(w.alice, w.data); }},
+        {"setCertFriendlyName", 578006, name, notNamed, noProperty},
+        {"setCertFriendlyName", 578006, [](W w) { Capi::setCertFriendlyName(w.alice, "\xFF"); }, notNamed},
+        {"setCertFriendlyName", 1, name},
+        {"getPublicKeyInfo", 0, [](W w) { return Capi::getPublicKeyInfo(0, 1, w.data); }},
+        {"convertWildChar", 571303, [](World&) { Capi::convertWildChar("\xFF"); }},
+        {"deleteCertificate", 578008, remove,
+         "the store was opened as read-only and a delete operation is not allowed", deletion(E_ACCESSDENIED)},
+        {"deleteCertificate", 578010, remove, "delete certificate", deletion(ERROR_CANCELLED)},
+        {"deleteCertificate", 578008, remove, "failed in CertDeleteCertificate()",
+         deletion(CRYPT_E_NOT_FOUND)},
+    };
+}
+
+Rows untracedRows() {
+    auto const sign = [](W w) {
+        Capi::createSelfSignCertificate(nameOf(w.alice), &w.info, nullptr, nullptr);
     };
     return {
-        row("HandleError", 1, [](World&) { return Capi::HandleError(); }),
-        row("getCSPHandle", 0,
-            [](World& w) { return Capi::getCSPHandle(&w.provider, nullptr, "none", 1, 0); }),
-        row("getProvParam", 0, [](World& w) { return Capi::getProvParam(0, PP_NAME, w.name); }),
-        row("getKeyParam", 0, [](World& w) { return Capi::getKeyParam(0, KP_KEYLEN, w.data); }),
-        row("getKeySizeInBits", 1024, [](World& w) { return Capi::getKeySizeInBits(w.cert); }),
-        row("compareCSPName", 0, [](World& w) { return Capi::compareCSPName("x", w.cert); }),
-        row("compareSubjetNameBlob", 0, [](World& w) { return Capi::compareSubjetNameBlob(w.cert, w.data); }),
-        row("generateRandomData", 578011, [](World& w) { return Capi::generateRandomData(0, w.data); }),
-        row("generateKey", 578012, [](World& w) { return Capi::generateKey(0, 1, 0, w.data); }),
-        row("generateKeyPair", 578012, [](World& w) { return Capi::generateKeyPair(0, 1, 0, w.data); }),
-        row("encryptUpdate", 578013, [](World& w) { return Capi::encryptUpdate(0, w.data, w.data, false); }),
-        row("encryptFinal", 578013, [](World& w) { return Capi::encryptFinal(0, w.data, w.data); }),
-        row("decryptUpdate", 578014, [](World& w) { return Capi::decryptUpdate(0, w.data, w.data, false); }),
-        row("decryptFinal", 578014, [](World& w) { return Capi::decryptFinal(0, w.data, w.data); }),
-        row("signInit", 578015, [](World& w) { return Capi::signInit(0, CALG_SHA1, &w.hash); }),
-        row("signUpdate", 578015, [](World& w) { return Capi::signUpdate(0, w.data, false); }),
-        row("signFinal", 578015, [](World& w) { return Capi::signFinal(0, w.data, 1); }),
-        row("verifyInit", 578016, [](World& w) { return Capi::verifyInit(0, CALG_SHA1, &w.hash); }),
-        row("verifyUpdate", 578016, [](World& w) { return Capi::verifyUpdate(0, w.data); }),
-        row("verifyFinal", 578016, [](World& w) { return Capi::verifyFinal(0, w.data, 0); }),
-        row("getKeyInCert", 578012,
-            [](World& w) { return Capi::getKeyInCert(w.cert, &w.provider, &w.nokey); }),
-        row("openCertStore", 578002, [](World&) { return Capi::openCertStore(0, 4, nullptr); }),
-        row("getNextCertificateInStore", 0,
-            [](World& w) { return Capi::getNextCertificateInStore(w.store, nullptr); }),
-        row("findCertificateInStore", 0,
-            [](World& w) { return Capi::findCertificateInStore(w.store, 0x10001, 0, 0, nullptr, nullptr); }),
-        row("getNextPrivateKeyInStore", 0,
-            [](World& w) { return Capi::getNextPrivateKeyInStore(w.store, nullptr); }),
-        row("isCertWithPrivateKey", 0, [](World& w) { return Capi::isCertWithPrivateKey(w.cert, w.data); }),
-        row("getLabel", 1, [](World& w) { return Capi::getLabel(w.cert, 4, 0, w.data); }),
-        row("getCertFriendlyName", 0, [](World& w) { return Capi::getCertFriendlyName(w.cert, w.data); }),
-        row("setCertFriendlyName", 1, [](World& w) { return Capi::setCertFriendlyName(w.cert, "name"); }),
-        row("getPublicKeyInfo", 0, [](World& w) { return Capi::getPublicKeyInfo(0, 1, w.data); }),
-        row("convertWildChar", 571303, [](World&) { return Capi::convertWildChar("\xFF") != nullptr; }),
-        row("deleteCertificate", 578008,
-            [](World&) { return Capi::deleteCertificate(certificate("B").release()); }),
-        {nullptr, "createSelfSignCertificate", 578006,
-         [](World& w) { return Capi::createSelfSignCertificate(w.data, nullptr, nullptr, nullptr); }},
+        {"", 578006, sign, "create self sign certificate fail. return values rc=0x",
+         Failing(CertCreateSelfSignCertificate, NTE_BAD_ALGID)},
+        {"", 578006, sign, "get Key Provider fail. return values rc=0x",
+         Failing(CryptAcquireCertificatePrivateKey, NTE_BAD_KEYSET)},
+        {"", 578006, sign, kNotAdded, Failing(CertAddCertificateContextToStore, E_ACCESSDENIED)},
+        {"", 578006, sign, kNotAdded, Failing(CertOpenSystemStoreA, ERROR_FILE_CORRUPT)},
+        {"", 1, [](W w) { return w.root.isKindOf(w.root.getInstanceName()); }},
     };
 }
 
 Rows cspUtilityRows() {
-    auto const row = [](char const* name, int expected, auto operation) {
-        return Row(kCspUtility, std::string("CspManagerUtility::") + name, expected, operation);
-    };
+    Failing const noProvider(CryptAcquireContextA, NTE_KEYSET_NOT_DEF);
+    Failing const noKey(CryptGetUserKey, NTE_NO_KEY);
+    Failing const noExport(CryptExportPKCS8, NTE_FAIL);
+    constexpr char notOpened[] = "CryptAcquireContext() return value rc=0x";
+    constexpr char missing[] = "certPtr is NULL";
+    auto const real = [](W w) { Csp::convertRealKey(w.reference, w.data); };
     return {
-        row("convertLabel", 2, [](World&) { return Csp::convertLabel(TVKBuffer()).getLength(); }),
-        row("compareLabel", 1, [](World& w) { return Csp::compareLabel(w.data, w.data); }),
-        row("makeDefaultLabel", 1, [](World&) { return Csp::makeDefaultLabel(""); }),
-        row("makeCertLabel", 1, [](World& w) { return Csp::makeCertLabel(w.cert, w.data); }),
-        row("getCertId", 1, [](World& w) { return Csp::getCertId(w.cert, w.data); }),
-        row("getCertSeriaNumber", 1, [](World& w) { return Csp::getCertSeriaNumber(w.cert, w.data); }),
-        row("getCapiKey", 0, [](World& w) { return Csp::getCapiKey({}, w.store, &w.provider, &w.nokey); }),
-        row("getCapiKeyProv", 578012,
-            [](World& w) { Csp::getCapiKeyProv({}, &w.provider, &w.keySpec, &w.nokey, false); }),
-        row("convertRealKey", 578012, [](World& w) { return Csp::convertRealKey({}, w.data); }),
-        row("reverseEndian", 0, [](World&) { return Csp::reverseEndian(TVKBuffer()).getLength(); }),
-        row("makeCertItem", 571002, [](World&) { return Csp::makeCertItem(nullptr); }),
-        row("makeKeyCertItem", 1, [](World& w) { return Csp::makeKeyCertItem(w.cert); }),
-        row("makeKeyItem", 578012, [](World&) { return Csp::makeKeyItem(0, 1, false, nullptr); }),
-        row("makeKeyItem", 1, [](World& w) { return Csp::makeKeyItem(w.manager, w.cert); }),
+        {"convertLabel", 2, [](World&) { return Csp::convertLabel(TVKBuffer()).getLength(); }},
+        {"compareLabel", 1, [](W w) { return Csp::compareLabel(w.data, w.data); }},
+        {"makeDefaultLabel", 1, [](World&) { return Csp::makeDefaultLabel(""); }},
+        {"makeCertLabel", 1, [](W w) { return Csp::makeCertLabel(w.alice, w.data); }},
+        {"getCertId", 1, [](W w) { return Csp::getCertId(w.alice, w.data); }},
+        {"getCertSeriaNumber", 1, [](W w) { return Csp::getCertSeriaNumber(w.alice, w.data); }},
+        {"getCapiKey", 0, [](W w) { return Csp::getCapiKey({}, w.empty, &w.none, &w.none); }},
+        {"getCapiKeyProv", 578012, [](W w) { Csp::getCapiKeyProv({}, &w.none, &w.keySpec, &w.none, false); },
+         notOpened},
+        {"convertRealKey", 578012, real, notOpened, noProvider},
+        {"convertRealKey", 578012, real, "CryptGetUserKey() return value rc=0x", noKey},
+        {"convertRealKey", 578012, real, "CryptExportPKCS8() return value rc=0x", noExport},
+        {"reverseEndian", 0, [](World&) { return Csp::reverseEndian(TVKBuffer()).getLength(); }},
+        {"makeCertItem", 571002, [](World&) { Csp::makeCertItem(nullptr); }, missing},
+        {"makeKeyCertItem", 571002, [](World&) { Csp::makeKeyCertItem(nullptr); }, missing},
+        {"makeKeyItem", 571002, [](W w) { Csp::makeKeyItem(w.manager, nullptr); }, missing},
+        {"makeKeyItem", 578012, [](World&) { Csp::makeKeyItem(0, 1, false, nullptr); },
+         "CryptGetUserKey() return values rc=0x"},
     };
 }
 
-int outcomeOf(Row const& row, World& world) {
-    try {
-        return row.run(world);
-    } catch (TVKException const& failure) {
-        return failure.getCode();
-    }
-}
+class Recorder : public TVKTraceSink {
+public:
+    void record(TVKTraceRecord const& record) override { records.push_back(record); }
 
-// Entries and exits in pairs, one inside the other.
-void expectPaired(std::vector<TVKTraceRecord> const& records) {
-    std::vector<TVKTraceRecord> open;
-    for (TVKTraceRecord const& record : records) {
-        EXPECT_EQ(record.component, 2048U);
-        if (record.kind == TVKTraceRecord::Kind::entry) {
-            EXPECT_EQ(record.level, 0x80000000U);
-            EXPECT_GT(record.line, 0U);
-            open.push_back(record);
-            continue;
+    // The first is of this operation, unless there is to be none, and they are pairs, one inside the other.
+    void expect(char const* file, std::string const& label) const {
+        ASSERT_EQ(records.empty(), file == nullptr);
+        EXPECT_TRUE(file == nullptr || (label == records[0].label && std::string(file) == records[0].file));
+        std::vector<char const*> open;
+        for (TVKTraceRecord const& record : records) {
+            EXPECT_EQ(record.component, 2048U);
+            if (record.kind == TVKTraceRecord::Kind::entry) {
+                EXPECT_EQ(record.level, 0x80000000U);
+                EXPECT_GT(record.line, 0U);
+                open.push_back(record.label);
+                continue;
+            }
+            ASSERT_FALSE(open.empty());
+            EXPECT_STREQ(record.label, open.back());
+            open.pop_back();
         }
-        ASSERT_FALSE(open.empty());
-        EXPECT_STREQ(record.label, open.back().label);
-        open.pop_back();
+        EXPECT_TRUE(open.empty());
     }
-    EXPECT_TRUE(open.empty());
-}
+
+private:
+    std::vector<TVKTraceRecord> records;
+};
 
 } // namespace
 
-TEST_F(Operations, AreTracedByNameAndGiveWhatTheyHave) {
+TEST_F(Operations, AreTracedByNameAndGiveWhatTheyHaveOrFailAsPublished) {
     World world;
-    for (Rows const& rows : {moduleRows(), managerRows(), itemRows(), capiUtilityRows(), cspUtilityRows()}) {
+    std::tuple<char const*, char const*, Rows> const files[] = {
+        {"./capi/src/capiglobal", "", globalRows},
+        {"./capi/src/capimanager", "", rootRows},
+        {kCspManager, "", managerRows()},
+        {kManagerUtility, "CapiManagerUtility::", capiUtilityRows()},
+        {kCspUtility, "CspManagerUtility::", cspUtilityRows()},
+        {kManagerUtility, nullptr, untracedRows()},
+    };
+    for (auto const& [file, prefix, rows] : files) {
         for (Row const& row : rows) {
-            SCOPED_TRACE(row.label);
+            std::string const label = (prefix == nullptr ? "" : prefix) + row.label;
+            SCOPED_TRACE(label + ' ' + row.text);
+            std::size_t const before = WincryptLiveObjectCount();
+            world.data = buffer("before");
+            world.iterator.reset(world.manager.getCertIterator());
+            row.failing.arrange(calls);
             Recorder recorder;
+            int result = 0;
             TVKTrace::s_defaultTracePtr->enable(2048, recorder);
-            int const result = outcomeOf(row, world);
+            Raised const raised = raisedBy([&, &operation = row.run] { result = operation(world); });
             TVKTrace::s_defaultTracePtr->disable();
-            EXPECT_EQ(result, row.result);
-            ASSERT_EQ(recorder.records.empty(), row.file == nullptr);
-            if (row.file != nullptr) {
-                EXPECT_EQ(recorder.records.front().label, row.label);
-                EXPECT_STREQ(recorder.records.front().file, row.file);
-                expectPaired(recorder.records);
+            calls.reset();
+            world.iterator.reset();
+            EXPECT_EQ(WincryptLiveObjectCount(), before) << "what was opened is closed again";
+            recorder.expect(prefix == nullptr ? nullptr : file, label);
+            Raised expected = raised;
+            if (row.result >= 578000) {
+                expected = capi(file, row.result, row.text);
             }
+            if (row.text.ends_with("rc=0x")) {
+                auto const given = static_cast<DWORD>(row.failing.error);
+                expected.systemCode = given == 0 ? raised.systemCode.value_or(given) : given;
+            }
+            EXPECT_EQ(raised, expected);
+            EXPECT_EQ(raised.type.empty() ? result : raised.code, row.result);
+            EXPECT_TRUE(raised.message.ends_with(row.text)) << raised;
+            EXPECT_TRUE(raised.type.empty() || text(world.data) == "before");
         }
     }
+    Recorder other;
+    TVKTrace::s_defaultTracePtr->enable(~2048UL, other);
+    world.root.getCspCount();
+    TVKTrace::s_defaultTracePtr->disable();
+    other.expect(nullptr, "");
 }
 
-TEST_F(Operations, WriteNothingWhereTheTraceIsOff) {
-    World world;
-    Recorder recorder;
-    TVKTrace::s_defaultTracePtr->enable(2048, recorder);
-    TVKTrace::s_defaultTracePtr->disable();
-    world.manager.getCSPName();
-    TVKTrace::s_defaultTracePtr->enable(~2048UL, recorder);
-    world.manager.getCSPName();
-    TVKTrace::s_defaultTracePtr->disable();
-    EXPECT_TRUE(recorder.records.empty());
+TEST_F(Operations, FailuresOnTheWayLeaveNothingOpen) {
+    calls.fail(CertAddStoreToCollection, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(raisedBy([] { CSPManager const made("", 3); }), capi(kManagerUtility, 578002, kNoMemory));
+    calls.fail(CryptEnumProvidersA, ERROR_NO_MORE_ITEMS);
+    EXPECT_EQ(raisedBy([] { libraryFunction(nullptr); }),
+              capi("./capi/src/capimanager", 578001, "No Cryptographic Service Provider registered"));
 }
 
 TEST_F(Operations, TheModuleRegistersOnceAndIsRemovedByItsFunction) {
@@ -340,27 +415,23 @@ TEST_F(Operations, TheModuleRegistersOnceAndIsRemovedByItsFunction) {
 }
 
 TEST_F(Operations, ClassesKnowTheirNames) {
-    World world;
-    std::unique_ptr<TVKCspManager::Iterator> const key(world.manager.getKeyIterator());
-    std::unique_ptr<TVKCspManager::Iterator> const keyCert(world.manager.getKeyCertIterator());
-    std::unique_ptr<TVKCspManager::Iterator> const request(world.manager.getKeyCertReqIterator());
-    auto const expectNames = [](auto& object, std::vector<std::string> const& expected) {
-        SCOPED_TRACE(expected.front());
-        EXPECT_EQ(object.getInstanceName().view(), expected.front());
-        std::vector<std::string> kinds;
+    CAPIManager root;
+    CSPManager manager("", 1);
+    CspManagerKeyIterator key;
+    CspManagerCertIterator cert;
+    CspManagerKeyCertIterator keyCert;
+    auto const namesOf = [](auto& object) {
+        std::string found = object.getInstanceName().c_str();
         for (char const* name :
              {"CAPIManager", "TVKCAPIManager", "TVKCspManager", "CSPManager", "CspManagerKeyIterator",
               "CspManagerCertIterator", "CspManagerKeyCertIterator", "capimanager", "Iterator", ""}) {
-            if (object.isKindOf(name)) {
-                kinds.emplace_back(name);
-            }
+            found += object.isKindOf(name) ? std::string(" ") + name : "";
         }
-        EXPECT_EQ(kinds, expected);
+        return found;
     };
-    expectNames(world.root, {"CAPIManager", "TVKCAPIManager"});
-    expectNames(world.manager, {"TVKCspManager"});
-    expectNames(*key, {"CspManagerKeyIterator"});
-    expectNames(*world.iterator, {"CspManagerCertIterator"});
-    expectNames(*keyCert, {"CspManagerKeyCertIterator"});
-    expectNames(*request, {"CspManagerKeyIterator"});
+    EXPECT_EQ(namesOf(root), "CAPIManager CAPIManager TVKCAPIManager");
+    EXPECT_EQ(namesOf(manager), "TVKCspManager TVKCspManager");
+    EXPECT_EQ(namesOf(key), "CspManagerKeyIterator CspManagerKeyIterator");
+    EXPECT_EQ(namesOf(cert), "CspManagerCertIterator CspManagerCertIterator");
+    EXPECT_EQ(namesOf(keyCert), "CspManagerKeyCertIterator CspManagerKeyCertIterator");
 }

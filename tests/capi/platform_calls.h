@@ -36,36 +36,25 @@ public:
     }
 
     // What was called since the last `forget`, in order.
-    std::vector<std::string> names() const;
+    std::vector<std::string> const& names() const { return m_names; }
 
-    // The arguments of each call of one kind: numbers below 10 in decimal, others in hexadecimal, texts in
-    // quotes, anything else as "set" or "0".
-    template <typename Result, typename... Arguments>
-    std::vector<std::string> arguments(Result (*call)(Arguments...)) const {
-        std::vector<std::string> found;
-        for (Record const& record : m_records) {
-            if (record.call == keyOf(call)) {
-                found.push_back(record.arguments);
-            }
-        }
-        return found;
+    // The arguments of each call of one kind: numbers in hexadecimal, texts in quotes, anything else as "set"
+    // or "0".
+    template <typename Call>
+    std::vector<std::string> const& arguments(Call* call) {
+        return m_arguments[keyOf(call)];
     }
 
-    template <typename Result, typename... Arguments>
-    std::size_t count(Result (*call)(Arguments...)) const {
-        return arguments(call).size();
-    }
+    // Forgets what was called.
+    void forget();
 
-    // Forgets the records.
-    void forget() { m_records.clear(); }
-
-    // Forgets the records and the answers.
+    // Forgets that and the answers.
     void reset();
 
     using AnyCall = void (*)();
 
-    template <typename Result, typename... Arguments>
-    static AnyCall keyOf(Result (*call)(Arguments...)) {
+    template <typename Call>
+    static AnyCall keyOf(Call* call) {
         return reinterpret_cast<AnyCall>(call);
     }
 
@@ -73,18 +62,14 @@ public:
     std::any* note(AnyCall call, char const* name, std::vector<std::string> const& arguments);
 
 private:
-    struct Record {
-        AnyCall call;
-        std::string name;
-        std::string arguments;
-    };
     struct Rule {
         unsigned nth;
         unsigned seen;
         std::any answer;
     };
 
-    std::vector<Record> m_records;
+    std::vector<std::string> m_names;
+    std::map<AnyCall, std::vector<std::string>> m_arguments;
     std::map<AnyCall, Rule> m_rules;
 };
 

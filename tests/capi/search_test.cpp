@@ -1,0 +1,184 @@
+#include "cspmanager.h"
+#include "cspmanagerutility.h"
+#include "module_fixture.h"
+
+#include <tvkcore/asn/tvkasnutility.h>
+#include <tvkcore/base/tvkexception.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+using namespace capi_tests;
+using namespace test_support;
+
+namespace {
+
+using Search = ModuleTest;
+
+TVKASNUTF8String& labelled(TVKASNUTF8String& out, std::string const& text) {
+    out.set_value(reinterpret_cast<unsigned char const*>(text.data()), text.size());
+    return out;
+}
+
+// "MY" with three certificates: Alice and Bob with the friendly name "same", and Carol with a key that may
+// leave.
+struct Persons {
+    Persons() : store(openStore("MY")), provider(makeContainer("keys")) {
+        for (char const* name : {"Alice", "Bob", "Carol"}) {
+            certificates.push_back(certificate(name, store.get()));
+        }
+        CapiManagerUtility::setCertFriendlyName(certificates[0].get(), "same");
+        CapiManagerUtility::setCertFriendlyName(certificates[1].get(), "same");
+        CapiManagerUtility::setCertFriendlyName(certificates[2].get(), "carol's");
+        setKey(certificates[2].get(), L"keys");
+        for (std::size_t i = 0; i < certificates.size(); ++i) {
+            auto decoded = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
+            PCCERT_CONTEXT const cert = certificates[i].get();
+            TVKASNUtility::setDEREncoding(TVKASNCBuffer(cert->pbCertEncoded, cert->cbCertEncoded), *decoded);
+            parts.push_back(std::move(decoded));
+        }
+    }
+
+    std::string der(std::size_t i) const {
+        return {reinterpret_cast<char const*>(certificates[i].get()->pbCertEncoded),
+                certificates[i].get()->cbCertEncoded};
+    }
+
+    OwnedStore store;
+    OwnedProvider provider;
+    std::vector<OwnedCertificate> certificates;
+    std::vector<std::unique_ptr<TVKASNx509Certificate>> parts;
+};
+
+} // namespace
+
+TEST_F(Search, FindsOneItemByEachUniqueIndex) {
+    Persons const persons;
+    CSPManager manager("", 1);
+    TVKBuffer wholeLabel;
+    CspManagerUtility::makeCertLabel(persons.certificates[1].get(), wholeLabel);
+    TVKASNUTF8String same(TVKASNNotSecure);
+    TVKASNUTF8String whole(TVKASNNotSecure);
+    TVKASNUTF8String otherCase(TVKASNNotSecure);
+    TVKASNIssuerAndSerialNumber issuerAndSerial(TVKASNNotSecure);
+    TVKASNTBSCertificate const& carol = persons.parts[2]->tbsCertificate;
+    TVKASNUtility::getIssuerAndSerialNumber(carol.issuer, carol.serialNumber, issuerAndSerial);
+    struct {
+        int index;
+        TVKASNObject const& attribute;
+        int found; // -1 for none
+        bool hasKey;
+        char const* why;
+    } const rows[] = {
+        {0, labelled(same, "same"), 0, false, "the friendly name of two gives the first"},
+        {0, labelled(whole, text(wholeLabel)), 1, false, "the whole label of the second"},
+        {0, labelled(otherCase, "Same"), -1, false, "another case"},
+        {1, persons.parts[2]->signature, 2, true, "signature"},
+        {2, persons.parts[1]->tbsCertificate, 1, false, "unsigned certificate"},
+        {3, issuerAndSerial, 2, true, "issuer and serial number"},
+        {4, issuerAndSerial, -1, false, "an index that isn't known"},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.why);
+        std::unique_ptr<TVKCertItem> const item(
+            manager.getItem(static_cast<CertUniqueIndex>(row.index), row.attribute));
+        ASSERT_EQ(item != nullptr, row.found >= 0);
+        if (item != nullptr) {
+            EXPECT_EQ(text(item->getCertificateDER()), persons.der(static_cast<std::size_t>(row.found)));
+        }
+        std::unique_ptr<TVKKeyCertItem> const keyItem(
+            manager.getItem(static_cast<KeyCertUniqueIndex>(row.index), row.attribute));
+        EXPECT_EQ(keyItem != nullptr, row.hasKey);
+        if (keyItem != nullptr) {
+            EXPECT_EQ(keyItem->getKey().getFormat(), TVKKRYKey::KeyRecord) << "a reference, but for labels";
+        }
+    }
+    EXPECT_THROW(manager.getItem(CertUniqueIndexSignature, issuerAndSerial), TVKException);
+}
+
+TEST_F(Search, GivesAKeyInClearForALabelWhereItMayLeave) {
+    Persons const persons;
+    CSPManager manager("", 1);
+    TVKASNUTF8String label(TVKASNNotSecure);
+    std::unique_ptr<TVKKeyCertItem> item(
+        manager.getItem(KeyCertUniqueIndexLabel, labelled(label, "carol's")));
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(item->getKey().getFormat(), TVKKRYKey::PrivateKeyInfo);
+    EXPECT_EQ(bytesOf(item->getKey().getKeyBlob()), TestKey::shared(1024).privateKeyInfo());
+    for (HRESULT const error : {NTE_BAD_KEY_STATE, NTE_BAD_KEY, NTE_BAD_TYPE}) {
+        calls.fail(CryptExportPKCS8, error);
+        item.reset(manager.getItem(KeyCertUniqueIndexLabel, label));
+        EXPECT_EQ(item->getKey().getFormat(), TVKKRYKey::KeyRecord) << "a key that may not leave";
+    }
+    calls.fail(CryptExportPKCS8, ERROR_IO_DEVICE);
+    EXPECT_EQ(raisedBy([&] { item.reset(manager.getItem(KeyCertUniqueIndexLabel, label)); }),
+              capi(kCspUtility, 578012, "CryptExportPKCS8() return value rc=0x", DWORD{ERROR_IO_DEVICE}));
+}
+
+TEST_F(Search, FindsAllItemsByEachMultiIndex) {
+    Persons const persons;
+    CSPManager manager("", 1);
+    TVKASNNull const anything(TVKASNNotSecure);
+    struct {
+        int index;
+        TVKASNObject const& attribute;
+        unsigned int certificates;
+        unsigned int keys;
+        char const* why;
+    } const rows[] = {
+        {0, anything, 3, 1, "all"},
+        {1, persons.parts[2]->tbsCertificate.subject, 1, 1, "subject"},
+        {1, persons.parts[0]->tbsCertificate.subject, 1, 0, "subject of one without a key"},
+        {2, persons.parts[0]->tbsCertificate.subjectPublicKeyInfo, 3, 1, "the public key that all have"},
+        {3, anything, 3, 1, "an index that isn't known"},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.why);
+        EXPECT_EQ(manager.getItemCount(static_cast<CertMultiIndex>(row.index), row.attribute),
+                  row.certificates);
+        EXPECT_EQ(manager.getItemCount(static_cast<KeyCertMultiIndex>(row.index), row.attribute), row.keys);
+    }
+    std::unique_ptr<TVKCertItemContainer> const all(manager.getItem(CertMultiIndexAll, anything));
+    for (std::size_t i = 0; i < 3; ++i) {
+        std::unique_ptr<TVKCertItem> const item(all->pop_front());
+        EXPECT_EQ(text(item->getCertificateDER()), persons.der(i)) << "store order";
+    }
+}
+
+TEST_F(Search, FindsNothingByOtherKinds) {
+    Persons const persons;
+    CSPManager manager("", 1);
+    TVKASNUTF8String label(TVKASNNotSecure);
+    labelled(label, "carol's");
+    for (int const kind : {0, 2, 3, 10, -1}) {
+        SCOPED_TRACE(kind);
+        auto const searchKind = static_cast<CertSearchKind>(kind);
+        std::unique_ptr<TVKCertItemContainer> const items(
+            CspManagerUtility::findCertificates(manager, searchKind, label));
+        EXPECT_EQ(items->size(), 0U);
+    }
+    std::unique_ptr<TVKKeyCertItemContainer> const list(
+        CspManagerUtility::findCertificate<TVKKeyCertItemContainer>(manager, nullptr, searchLabel, label));
+    EXPECT_EQ(list->size(), 0U) << "the list form knows no labels";
+}
+
+TEST_F(Search, PassesByWhatTheJoinedStoreShowsTwice) {
+    CSPManager manager("", 3);
+    ASSERT_TRUE(manager.isCertStoreWithAdminMode());
+    TVKASNNull const anything(TVKASNNotSecure);
+    unsigned int const shown = manager.getItemCount(CertMultiIndexAll, anything);
+    for (auto const& [state, expected] :
+         std::vector<std::pair<BYTE, unsigned int>>{{2, 0}, {3, 2 * shown}, {6, 2 * shown}}) {
+        calls.answer(CertGetCertificateContextProperty,
+                     [state = state](PCCERT_CONTEXT cert, DWORD id, void* data, DWORD* size) -> BOOL {
+                         if (id != CERT_ACCESS_STATE_PROP_ID) {
+                             return CertGetCertificateContextProperty(cert, id, data, size);
+                         }
+                         *static_cast<BYTE*>(data) = state;
+                         return TRUE;
+                     });
+        EXPECT_EQ(manager.getItemCount(CertMultiIndexAll, anything), expected) << int{state};
+    }
+}
