@@ -271,8 +271,15 @@ TEST_F(Keys, ReferencesSayWhatTheyAreMadeFrom) {
         TVKBuffer objectId;
         TVKBuffer subject;
     };
-    TVKBuffer const subject = imageOf(alice->pCertInfo->Subject);
-    TVKBuffer const other = imageOf(keyless.get()->pCertInfo->Subject);
+    auto const subjectOf = [](PCCERT_CONTEXT cert) {
+        CERT_NAME_BLOB image;
+        std::memset(&image, 0, sizeof image);
+        image.cbData = cert->pCertInfo->Subject.cbData;
+        image.pbData = cert->pCertInfo->Subject.pbData;
+        return imageOf(image);
+    };
+    TVKBuffer const subject = subjectOf(alice);
+    TVKBuffer const other = subjectOf(keyless.get());
     constexpr char label[] = "cn=Alice##1##CN=Alice";
     TVKBuffer const none;
     Row const rows[] = {

@@ -178,7 +178,11 @@ TEST_F(Labels, IdentifierIsTheImageOfIssuerAndSerialNumber) {
     CERT_ID expected;
     std::memset(&expected, 0, sizeof expected);
     expected.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
-    expected.IssuerSerialNumber = {info.Issuer, info.SerialNumber};
+    // By member: an assignment of the whole would bring the padding along.
+    expected.IssuerSerialNumber.Issuer.cbData = info.Issuer.cbData;
+    expected.IssuerSerialNumber.Issuer.pbData = info.Issuer.pbData;
+    expected.IssuerSerialNumber.SerialNumber.cbData = info.SerialNumber.cbData;
+    expected.IssuerSerialNumber.SerialNumber.pbData = info.SerialNumber.pbData;
     TVKBuffer image;
     EXPECT_TRUE(Csp::getCertId(cert.get(), image));
     EXPECT_EQ(text(image), std::string(reinterpret_cast<char const*>(&expected), sizeof expected));
