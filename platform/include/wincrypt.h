@@ -335,7 +335,8 @@ typedef struct _CRYPT_PKCS8_IMPORT_PARAMS {
 WINCRYPT_API BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR szProvider,
                                               DWORD dwProvType, DWORD dwFlags);
 
-// Releases a provider handle, and with it every key and hash handle made from it.
+// Releases a provider handle, and with it every key and hash handle made from it. Flags, of which there are
+// none, give NTE_BAD_FLAGS; the handle is released all the same.
 WINCRYPT_API BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
 
 // Names the provider at dwIndex, counted from 0. *pcbProvName counts the terminating zero. Index 0 takes a
@@ -344,8 +345,9 @@ WINCRYPT_API BOOL WINAPI CryptEnumProvidersA(DWORD dwIndex, DWORD* pdwReserved, 
                                              DWORD* pdwProvType, LPSTR szProvName, DWORD* pcbProvName);
 
 // Reads PP_NAME, PP_CONTAINER, PP_UNIQUE_CONTAINER (text with its terminating zero), PP_PROVTYPE, PP_IMPTYPE,
-// PP_VERSION (DWORD), or PP_ENUMCONTAINERS with CRYPT_FIRST and then CRYPT_NEXT (or 0). Errors: NTE_BAD_TYPE,
-// NTE_BAD_FLAGS, ERROR_NO_MORE_ITEMS.
+// PP_VERSION (DWORD), or PP_ENUMCONTAINERS with CRYPT_FIRST and then CRYPT_NEXT (or 0). The size that the latter
+// gives is room enough for every name, and a name that is given leaves the length word alone. Errors:
+// NTE_BAD_TYPE, NTE_BAD_FLAGS, ERROR_NO_MORE_ITEMS.
 WINCRYPT_API BOOL WINAPI CryptGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pdwDataLen,
                                            DWORD dwFlags);
 

@@ -4,6 +4,7 @@
 
 #include "failure.h"
 #include "log.h"
+#include "process_locks.h"
 
 #include <cxxabi.h>
 #include <exception>
@@ -13,11 +14,12 @@
 
 namespace wincrypt {
 
-// Runs a body that gives an error value (or nothing, for success), and gives the value that the call ends
-// with.
+// Runs a body that gives an error value (or nothing, for success) under a lease, and gives the value that the
+// call ends with.
 template <class Body>
 DWORD outcome(Body&& body) {
     try {
+        const Lease lease;
         if constexpr (std::is_void_v<std::invoke_result_t<Body>>) {
             std::forward<Body>(body)();
             return ERROR_SUCCESS;

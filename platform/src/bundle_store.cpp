@@ -117,13 +117,19 @@ std::shared_ptr<const Bundle> currentBundle() {
 Bundle::Bundle(std::string path, const struct stat& status, std::string_view text)
     : path_(std::move(path)), status_(status) {
     std::size_t number = 0;
-    for (std::size_t place = text.find(beginMark); place != std::string_view::npos;
-         place = text.find(beginMark, place)) {
+    std::size_t end = 0;
+    std::size_t next = 0;
+    for (std::size_t place = text.find(beginMark); place != std::string_view::npos; place = next) {
         place += beginMark.size();
         ++number;
-        const std::size_t end = text.find(endMark, place);
+        next = text.find(beginMark, place);
+        // Each octet is looked at a few times at most, however many marks stand in the file.
+        if (end < place)
+            end = text.find(endMark, place);
         Entry entry;
-        auto encoding = decodeBase64(text.substr(place, end == std::string_view::npos ? 0 : end - place));
+        std::optional<Bytes> encoding;
+        if (end < next)
+            encoding = decodeBase64(text.substr(place, end - place));
         if (encoding)
             entry.encoding = std::move(*encoding);
         if (!parseCertificate(entry.encoding, entry.fields)) {
@@ -140,18 +146,18 @@ std::string bundlePath() {
     return named != nullptr && *named != '\0' ? named : "/etc/ssl/certs/ca-certificates.crt";
 }
 
-CertificateContext* BundleStoreView::next(HCERTSTORE store, std::int64_t after, const Selection& selection) {
+CertificateContext* BundleStoreView::next(HCERTSTORE store, const CertificateContext* previous,
+                                          const Selection& selection) {
     if (selection.kind == Selection::Kind::withKeyInfo || selection.kind == Selection::Kind::withFriendlyName)
         return nullptr;
-    auto bundle = bundle_.load();
-    if (after == 0 || !bundle) {
-        bundle = currentBundle();
-        bundle_.store(bundle);
-    }
+    // Each walk goes to its end through the file as it was when that walk began.
+    const auto bundle =
+        previous != nullptr ? std::static_pointer_cast<const Bundle>(previous->walked) : currentBundle();
     if (!bundle)
         return nullptr;
     const auto& entries = bundle->entries();
-    for (auto place = static_cast<std::size_t>(after); place < entries.size(); ++place) {
+    for (auto place = static_cast<std::size_t>(previous != nullptr ? previous->row : 0);
+         place < entries.size(); ++place) {
         const Bundle::Entry& entry = entries[place];
         if (selection.kind == Selection::Kind::identity &&
             (entry.identity != selection.identity || !selection.matches(entry.fields)))
@@ -160,7 +166,7 @@ CertificateContext* BundleStoreView::next(HCERTSTORE store, std::int64_t after, 
         if (outcome([&] {
                 context.reset(CertificateContext::create(
                     entry.fields, store,
-                    {shared_from_this(), static_cast<std::int64_t>(place) + 1, nullptr, nullptr}));
+                    {shared_from_this(), static_cast<std::int64_t>(place) + 1, nullptr, nullptr, bundle}));
             }) == ERROR_SUCCESS)
             return context.release();
     }

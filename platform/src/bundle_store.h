@@ -11,21 +11,17 @@ namespace wincrypt {
 // written.
 std::string bundlePath();
 
-class Bundle;
-
 class BundleStoreView final : public StoreView {
 public:
     explicit BundleStoreView(DWORD accessState) noexcept : StoreView(accessState) {}
 
-    CertificateContext* next(HCERTSTORE store, std::int64_t after, const Selection& selection) override;
+    CertificateContext* next(HCERTSTORE store, const CertificateContext* previous,
+                             const Selection& selection) override;
     CertificateContext* add(HCERTSTORE, const CertificateFields&, const PropertySet&, DWORD) override;
     void remove(const CertificateContext&) override;
     PropertySet properties(CertificateContext&) override;
     void setProperty(CertificateContext&, DWORD, std::optional<Bytes>) override;
     std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) override;
-
-private:
-    std::atomic<std::shared_ptr<const Bundle>> bundle_; // as read when the walk began
 };
 
 } // namespace wincrypt

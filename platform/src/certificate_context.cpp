@@ -1,6 +1,7 @@
 #include "certificate_context.h"
 
 #include "live_objects.h"
+#include "process_locks.h"
 #include "store_view.h"
 
 #include <new>
@@ -8,8 +9,8 @@
 namespace wincrypt {
 
 CertificateContext::CertificateContext(CertificateOrigin origin)
-    : CERT_CONTEXT{}, view(std::move(origin.view)), row(origin.row), memory(std::move(origin.memory)),
-      reading(std::move(origin.reading)), info_{} {
+    : CERT_CONTEXT{}, view(std::move(origin.view)), row(origin.row), walked(std::move(origin.walked)),
+      memory(std::move(origin.memory)), reading(std::move(origin.reading)), info_{} {
     if (view)
         view->contexts.fetch_add(1);
     liveObjects.fetch_add(1, std::memory_order_relaxed);

@@ -30,8 +30,10 @@ struct PropertyReading {
 struct CertificateOrigin {
     std::shared_ptr<StoreView> view; // null outside a store
     std::int64_t row = 0;            // position in the view
-    std::shared_ptr<MemoryCertificate> memory;
-    std::shared_ptr<const PropertyReading> reading;
+    std::shared_ptr<MemoryCertificate> memory = {};
+    std::shared_ptr<const PropertyReading> reading = {};
+    std::shared_ptr<const void> walked =
+        {}; // what the position counts in, for a view that may be replaced as a whole
 };
 
 class CertificateContext : public CERT_CONTEXT {
@@ -55,6 +57,7 @@ public:
 
     const std::shared_ptr<StoreView> view;
     const std::int64_t row;
+    const std::shared_ptr<const void> walked;
     const std::shared_ptr<MemoryCertificate> memory;
     std::atomic<std::shared_ptr<const PropertyReading>> reading;
 

@@ -14,7 +14,7 @@ bool readAlgorithm(DerCursor& from, AlgorithmView& view) {
         return false;
     DerCursor inside(sequence->content);
     const auto objectId = inside.next(tag::objectId);
-    if (!objectId)
+    if (!objectId || !isObjectId(objectId->content))
         return false;
     view.objectId = objectId->content;
     view.parameters = inside.rest();
@@ -93,7 +93,7 @@ bool readExtension(DerCursor& from, Extension& extension) {
         return false;
     DerCursor inside(sequence->content);
     const auto objectId = inside.next(tag::objectId);
-    if (!objectId)
+    if (!objectId || !isObjectId(objectId->content))
         return false;
     extension.objectId = objectId->content;
     const auto critical = inside.next(tag::boolean);

@@ -40,8 +40,9 @@ struct CertificateFields {
     DWORD extensionCount = 0;
 };
 
-// False when the bytes are not one complete certificate. A time that can't be read is left zero: the entry
-// stays usable, and who needs the time finds it in the encoding.
+// False when the bytes are not one complete certificate: what is parsed can be filled into the published
+// structure, so that nothing is stored that no walk could give. A time that can't be read is left zero: the
+// entry stays usable, and who needs the time finds it in the encoding.
 bool parseCertificate(ByteView encoding, CertificateFields& fields);
 
 // The extension's value, empty when the certificate has none.

@@ -1,10 +1,11 @@
 #include "database.h"
 
 #include "boundary.h"
+#include "database_creation.h"
 #include "database_files.h"
 #include "schema.h"
 
-#include <algorithm>
+#include <cerrno>
 #include <list>
 #include <sys/stat.h>
 
@@ -22,6 +23,9 @@ Registry& registry() {
     return *instance;
 }
 
+// The process has come to its end: connections aren't kept any more.
+constinit std::atomic<bool> ending{false};
+
 bool sameDatabase(const std::string& path, dev_t device, ino_t inode) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 && status.st_dev == device && status.st_ino == inode;
@@ -30,23 +34,28 @@ bool sameDatabase(const std::string& path, dev_t device, ino_t inode) {
 } // namespace
 
 std::shared_ptr<Database> Database::of(Scope scope) {
-    installForkHandlers();
     std::string path = databasePath(scope);
     struct stat status {};
     const bool exists = ::stat(path.c_str(), &status) == 0;
-    std::shared_ptr<Database> result;
-    std::shared_ptr<Database> former; // closed after the lock
+    const auto fitting = [&]() -> std::shared_ptr<Database> {
+        const std::shared_ptr<Database>& current = registry().current[static_cast<std::size_t>(scope)];
+        const bool fits =
+            current && current->path_ == path && current->isCurrent(exists, status.st_dev, status.st_ino);
+        return fits ? current : nullptr;
+    };
     {
         const std::lock_guard lock(processLock(ProcessLock::databases));
-        std::shared_ptr<Database>& current = registry().current[static_cast<std::size_t>(scope)];
-        if (current && current->path_ == path && current->isCurrent(exists, status.st_dev, status.st_ino))
-            return current;
-        former = std::move(current);
+        if (auto found = fitting())
+            return found;
     }
-    result = std::make_shared<Database>(scope, std::move(path), exists, status.st_dev, status.st_ino);
+    const auto made = std::make_shared<Database>(scope, path, exists, status.st_dev, status.st_ino);
+    std::shared_ptr<Database> former; // ends after the lock, which its end takes again
     const std::lock_guard lock(processLock(ProcessLock::databases));
-    registry().current[static_cast<std::size_t>(scope)] = result;
-    return result;
+    // Another thread may have been here meanwhile.
+    if (auto found = fitting())
+        return found;
+    former = std::exchange(registry().current[static_cast<std::size_t>(scope)], made);
+    return made;
 }
 
 Database::Database(Scope scope, std::string path, bool exists, dev_t device, ino_t inode)
@@ -57,12 +66,12 @@ Database::Database(Scope scope, std::string path, bool exists, dev_t device, ino
 }
 
 Database::~Database() {
+    const Lease lease;
     {
         const std::lock_guard lock(processLock(ProcessLock::databases));
         registry().all.remove(this);
     }
-    const Lease lease;
-    closeIdle(false);
+    closeIdle(Log::bringIn);
 }
 
 // A file that was put in the place of the one that is open is another database; so is one that was taken
@@ -84,6 +93,10 @@ Connection* Database::idle() noexcept {
 }
 
 void Database::giveBack(Connection* connection) noexcept {
+    if (ending.load(std::memory_order_relaxed)) {
+        delete connection;
+        return;
+    }
     for (std::atomic<Connection*>& slot : idle_) {
         Connection* expected = nullptr;
         if (slot.compare_exchange_strong(expected, connection))
@@ -94,11 +107,11 @@ void Database::giveBack(Connection* connection) noexcept {
     delete connection;
 }
 
-void Database::closeIdle(bool keepLog) noexcept {
+void Database::closeIdle(Log log) noexcept {
     logIndex_.store(nullptr);
     anchor_.store(nullptr);
     while (Connection* connection = idle()) {
-        if (keepLog)
+        if (log == Log::keep)
             connection->keepLogOnClose();
         delete connection;
     }
@@ -114,6 +127,18 @@ Database::Use::~Use() {
         database_->giveBack(connection_);
 }
 
+// A write-ahead log works through memory that the machines of a network file system don't share, so a
+// database that came there with one goes on with a rollback journal.
+void Database::leaveLogOnNetwork(Connection& connection) {
+    if (!isOnNetwork(path_) || connection.text("PRAGMA journal_mode") != "wal")
+        return;
+    if (!connection.setJournalMode("delete")) {
+        logLine(path_,
+                "refused: it lies on a network file system and is open elsewhere with a write-ahead log");
+        fail(ERROR_BUSY);
+    }
+}
+
 std::unique_ptr<Connection> Database::openExisting() {
     const FileState state = examineFile(scope_, path_);
     if (state == FileState::absent)
@@ -121,27 +146,38 @@ std::unique_ptr<Connection> Database::openExisting() {
     const auto opened = [&](Connection::Mode mode) {
         auto connection = std::make_unique<Connection>(path_, mode);
         if (mode == Connection::Mode::readWrite)
-            connection->execute("PRAGMA synchronous = FULL");
+            // With a rollback journal, FULL leaves open whether the journal's removal outlives a power loss.
+            connection->execute("PRAGMA synchronous = EXTRA");
         connection->execute("PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON");
         connection->number(
             "PRAGMA schema_version"); // reads the file, so that what is wrong with it shows here
         return connection;
     };
     if (state == FileState::writable) {
+        unprotectLogs(path_);
         std::unique_ptr<Connection> connection;
         const DWORD error = outcome([&] { connection = opened(Connection::Mode::readWrite); });
-        if (error == ERROR_SUCCESS)
+        if (error == ERROR_SUCCESS) {
+            leaveLogOnNetwork(*connection);
             return connection;
+        }
         // A directory that can't be written has no room for the log, but reading needs none.
         if (error != ERROR_ACCESS_DENIED)
             fail(error);
     }
     std::unique_ptr<Connection> connection;
-    if (outcome([&] { connection = opened(Connection::Mode::readOnly); }) == ERROR_SUCCESS)
+    const DWORD error = outcome([&] { connection = opened(Connection::Mode::readOnly); });
+    if (error == ERROR_SUCCESS)
         return connection;
-    struct stat log {};
-    if (::stat((path_ + "-wal").c_str(), &log) == 0 && log.st_size != 0) {
-        logLine(path_, "its write-ahead log can't be read");
+    if (error != ERROR_ACCESS_DENIED)
+        fail(error);
+    // Without write access and with nothing left to bring in, the file is whole as it stands.
+    for (const char* suffix : {"-wal", "-journal"}) {
+        struct stat log {};
+        const std::string name = path_ + suffix;
+        if (::stat(name.c_str(), &log) == 0 ? log.st_size == 0 : errno == ENOENT)
+            continue;
+        logLine(name, "left by another process, and can't be brought in without write access");
         fail(ERROR_ACCESS_DENIED);
     }
     return opened(Connection::Mode::immutable);
@@ -152,7 +188,7 @@ std::unique_ptr<Connection> Database::open(bool create) {
     if (!connection) {
         if (!create)
             return nullptr;
-        createFile(path_);
+        createDatabase(path_);
         connection = openExisting();
         if (!connection) {
             logLine(path_, "vanished while it was being made");
@@ -169,10 +205,9 @@ std::unique_ptr<Connection> Database::open(bool create) {
             logLine(path_, "an older format that can't be migrated without write access");
             fail(ERROR_ACCESS_DENIED);
         }
-        if (format == Format::empty)
-            connection->execute(isOnNetwork(path_) ? "PRAGMA journal_mode = DELETE"
-                                                   : "PRAGMA journal_mode = WAL");
         migrate(*connection);
+        if (format == Format::empty && !isOnNetwork(path_))
+            connection->setJournalMode("wal"); // without it, the rollback journal does as well
     }
     struct stat status {};
     if (::stat(path_.c_str(), &status) == 0) {
@@ -180,7 +215,7 @@ std::unique_ptr<Connection> Database::open(bool create) {
         inode_.store(status.st_ino);
         opened_.store(true);
     }
-    if (connection->mode() == Connection::Mode::readWrite && anchor_.load() == nullptr) {
+    if (connection->mode() == Connection::Mode::readWrite && anchor_.load() == nullptr && !ending.load()) {
         const volatile std::uint32_t* index = connection->logIndex();
         Connection* none = nullptr;
         if (anchor_.compare_exchange_strong(none, connection.get()))
@@ -190,26 +225,27 @@ std::unique_ptr<Connection> Database::open(bool create) {
 }
 
 std::optional<Database::Use> Database::reader() {
-    auto lease = std::make_unique<Lease>();
     Connection* connection = idle();
     if (connection == nullptr)
         connection = open(false).release();
     if (connection == nullptr)
         return std::nullopt;
-    return std::optional<Use>(std::in_place, *this, connection, std::move(lease));
+    return std::optional<Use>(std::in_place, *this, connection);
 }
 
 Database::Use Database::writer() {
-    auto lease = std::make_unique<Lease>();
     // A change to a file that no longer stands under its name would be acknowledged and lost.
     if (opened_.load() && !sameDatabase(path_, device_.load(), inode_.load())) {
         logLine(path_, "was removed or replaced while it was open");
         fail(ERROR_FILE_NOT_FOUND);
     }
     Connection* connection = idle();
+    // One that was opened when the file couldn't be written says nothing about now.
+    for (; connection != nullptr && connection->mode() != Connection::Mode::readWrite; connection = idle())
+        delete connection;
     if (connection == nullptr)
         connection = open(true).release();
-    Use use(*this, connection, std::move(lease));
+    Use use(*this, connection);
     if (use->mode() != Connection::Mode::readWrite) {
         logLine(path_, "can't be written");
         fail(ERROR_ACCESS_DENIED);
@@ -224,7 +260,6 @@ void Database::undo(Connection& connection) noexcept {
 }
 
 Stamp Database::stamp() {
-    const Lease lease; // the mapping goes before a fork
     const volatile std::uint32_t* index = logIndex_.load();
     Stamp stamp;
     if (index == nullptr)
@@ -242,7 +277,14 @@ Stamp Database::stamp() {
 
 void closeConnectionsBeforeFork() noexcept {
     for (Database* database : registry().all)
-        database->closeIdle(true);
+        database->closeIdle(Database::Log::keep);
+}
+
+void closeConnectionsAtExit() noexcept {
+    ending.store(true);
+    const std::lock_guard lock(processLock(ProcessLock::databases));
+    for (Database* database : registry().all)
+        database->closeIdle(Database::Log::bringIn);
 }
 
 } // namespace wincrypt

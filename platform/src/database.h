@@ -1,7 +1,6 @@
 // One database per scope: where it lies, who may use it, its connections and its format version.
 #pragma once
 
-#include "process_locks.h"
 #include "sqlite_connection.h"
 
 #include <array>
@@ -39,17 +38,15 @@ public:
     // no callback runs meanwhile.
     class Use {
     public:
-        Use(Database& database, Connection* connection, std::unique_ptr<Lease> lease) noexcept
-            : database_(&database), lease_(std::move(lease)), connection_(connection) {}
+        Use(Database& database, Connection* connection) noexcept
+            : database_(&database), connection_(connection) {}
         Use(Use&& other) noexcept
-            : database_(other.database_), lease_(std::move(other.lease_)),
-              connection_(std::exchange(other.connection_, nullptr)) {}
+            : database_(other.database_), connection_(std::exchange(other.connection_, nullptr)) {}
         ~Use();
         Connection* operator->() const noexcept { return connection_; }
 
     private:
         Database* database_;
-        std::unique_ptr<Lease> lease_;
         Connection* connection_;
     };
 
@@ -83,14 +80,17 @@ public:
 
 private:
     friend void closeConnectionsBeforeFork() noexcept;
+    friend void closeConnectionsAtExit() noexcept;
 
     Use writer();
     void undo(Connection& connection) noexcept;
     std::unique_ptr<Connection> open(bool create);
     std::unique_ptr<Connection> openExisting();
+    void leaveLogOnNetwork(Connection& connection);
     Connection* idle() noexcept;
     void giveBack(Connection* connection) noexcept;
-    void closeIdle(bool keepLog) noexcept;
+    enum class Log { bringIn, keep };
+    void closeIdle(Log log) noexcept;
     bool isCurrent(bool exists, dev_t device, ino_t inode) const noexcept;
 
     static constexpr std::size_t idleSlots = 16;

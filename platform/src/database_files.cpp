@@ -34,9 +34,15 @@ std::string homeDirectory() {
     fail(ERROR_PATH_NOT_FOUND);
 }
 
-std::string parentOf(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+[[noreturn]] void refuse(const std::string& path, const char* why) {
+    logLine(path, why);
+    fail(ERROR_ACCESS_DENIED);
+}
+
+void syncDirectory(const std::string& directory) {
+    const FileDescriptor file(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!file || ::fsync(file.number()) != 0)
+        failErrno(directory, "can't be made durable");
 }
 
 } // namespace
@@ -87,18 +93,35 @@ FileState examineFile(Scope scope, const std::string& path) {
             return FileState::absent;
         failErrno(path, "can't be reached");
     }
-    const auto refuse = [&](const char* why) {
-        logLine(path, why);
-        fail(ERROR_ACCESS_DENIED);
-    };
-    if (!S_ISREG(status.st_mode))
-        refuse("refused: not a regular file");
-    if (status.st_uid != ::geteuid() && !(scope == Scope::machine && status.st_uid == 0))
-        refuse("refused: it belongs to another user");
-    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        refuse("refused: others may write it");
+    requireTrusted(scope, path, status, S_IWGRP | S_IWOTH);
+    requireTrustedDirectory(directoryOf(path));
     return ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0 ? FileState::writable
                                                                       : FileState::readOnly;
+}
+
+void requireTrusted(Scope scope, const std::string& path, const struct stat& status, unsigned forbidden) {
+    if (!S_ISREG(status.st_mode))
+        refuse(path, "refused: not a regular file");
+    if (status.st_uid != ::geteuid() && !(scope == Scope::machine && status.st_uid == 0))
+        refuse(path, "refused: it belongs to another user");
+    if ((status.st_mode & forbidden) != 0)
+        refuse(path, "refused: others have rights to it");
+}
+
+void requireTrustedDirectory(const std::string& directory) {
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0)
+        failErrno(directory, "can't be reached");
+    if (status.st_uid != ::geteuid() && status.st_uid != 0)
+        refuse(directory, "refused: it belongs to another user");
+    // The sticky bit doesn't help: others could still make the files that aren't there yet.
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        refuse(directory, "refused: others may write it");
+}
+
+std::string directoryOf(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
 void createDirectories(const std::string& directory) {
@@ -107,7 +130,7 @@ void createDirectories(const std::string& directory) {
         return;
     if (errno != ENOENT)
         failErrno(directory, "can't be reached");
-    const std::string parent = parentOf(directory);
+    const std::string parent = directoryOf(directory);
     if (parent != directory)
         createDirectories(parent);
     if (::mkdir(directory.c_str(), 0700) != 0) {
@@ -120,24 +143,38 @@ void createDirectories(const std::string& directory) {
     syncDirectory(parent);
 }
 
-void createFile(const std::string& path) {
-    const std::string directory = parentOf(path);
-    createDirectories(directory);
-    const FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!file) {
-        if (errno == EEXIST)
-            return;
-        failErrno(path, "can't be made");
+TemporaryFile::TemporaryFile(const std::string& besides) : path_(besides + ".XXXXXX") {
+    const FileDescriptor file(::mkostemp(path_.data(), O_CLOEXEC));
+    if (!file)
+        failErrno(path_, "can't be made");
+    if (::fchmod(file.number(), 0600) != 0) {
+        const int number = errno;
+        ::unlink(path_.c_str());
+        errno = number;
+        failErrno(path_, "its mode can't be set");
     }
-    if (::fchmod(file.number(), 0600) != 0)
-        failErrno(path, "its mode can't be set");
-    syncDirectory(directory);
 }
 
-void syncDirectory(const std::string& directory) {
-    const FileDescriptor file(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!file || ::fsync(file.number()) != 0)
-        failErrno(directory, "can't be made durable");
+TemporaryFile::~TemporaryFile() {
+    for (const char* suffix : {"", "-journal", "-wal", "-shm"})
+        if (::unlink((path_ + suffix).c_str()) != 0 && errno != ENOENT)
+            logLine(path_, "is left behind");
+}
+
+void TemporaryFile::nameIt(const std::string& name) const {
+    if (::link(path_.c_str(), name.c_str()) != 0 && errno != EEXIST)
+        failErrno(name, "can't be made");
+    syncDirectory(directoryOf(name));
+}
+
+void unprotectLogs(const std::string& path) {
+    for (const char* suffix : {"-wal", "-shm"}) {
+        const std::string name = path + suffix;
+        struct stat status {};
+        if (::lstat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() &&
+            (status.st_mode & S_IWUSR) == 0 && ::chmod(name.c_str(), 0600) != 0)
+            failErrno(name, "its mode can't be set");
+    }
 }
 
 bool isOnNetwork(const std::string& path) {
@@ -152,6 +189,10 @@ bool isOnNetwork(const std::string& path) {
     case 0x5346414F: // AFS
     case 0x00C36400: // Ceph
     case 0x01021997: // 9P
+    case 0x0BD00BD0: // Lustre
+    case 0x47504653: // GPFS
+    case 0x7461636F: // OCFS2
+    case 0x01161970: // GFS2
     case 0x65735546: // FUSE, behind which anything may stand
         return true;
     default:

@@ -64,8 +64,11 @@ DatabaseStoreView::DatabaseStoreView(std::shared_ptr<Database> database, std::st
     : StoreView(accessState), database_(std::move(database)), name_(std::move(name)), writable_(writable) {}
 
 std::optional<std::int64_t> DatabaseStoreView::find(Connection& connection) {
-    if (const std::int64_t known = id_.load(); known != 0)
-        return known;
+    const std::int64_t known = id_.load();
+    return known != 0 ? std::optional(known) : lookUp(connection);
+}
+
+std::optional<std::int64_t> DatabaseStoreView::lookUp(Connection& connection) {
     Statement query = connection.prepare(Query::storeByName);
     if (!query.bindText(1, name_).step())
         return std::nullopt;
@@ -91,7 +94,7 @@ auto DatabaseStoreView::change(Body&& body) {
     }
 }
 
-CertificateContext* DatabaseStoreView::next(HCERTSTORE store, std::int64_t after,
+CertificateContext* DatabaseStoreView::next(HCERTSTORE store, const CertificateContext* previous,
                                             const Selection& selection) {
     auto reading = std::make_shared<PropertyReading>();
     reading->stamp = database_->stamp();
@@ -103,8 +106,7 @@ CertificateContext* DatabaseStoreView::next(HCERTSTORE store, std::int64_t after
     if (!id)
         return nullptr;
     id_.store(*id);
-    if (after == 0)
-        after = firstRow(*id);
+    std::int64_t after = previous != nullptr ? previous->row : firstRow(*id);
     for (;;) {
         Statement query = connection.prepare(queryFor(selection.kind));
         query.bind(1, after).bind(2, endRow(*id));
@@ -140,11 +142,19 @@ CertificateContext* DatabaseStoreView::add(HCERTSTORE store, const CertificateFi
         Selection::byIdentity(fields.issuer, Bytes(fields.serialNumber.begin(), fields.serialNumber.end()));
     auto reading = std::make_shared<PropertyReading>();
     std::int64_t id = 0;
-    const std::int64_t row = change([&](Connection& connection) {
-        const auto found = find(connection);
-        if (!found)
+    const auto contextOf = [&](std::int64_t row) {
+        return ContextHolder(
+            CertificateContext::create(fields, store, {shared_from_this(), row, nullptr, reading}));
+    };
+    // The context is made before the change counts: a call that fails has stored nothing.
+    ContextHolder context = change([&](Connection& connection) {
+        // The number that is known may be that of a store that was removed meanwhile.
+        auto found = lookUp(connection);
+        if (!found) {
             connection.prepare(Query::addStore).bindText(1, name_).run();
-        id = found ? *found : find(connection).value();
+            found = lookUp(connection);
+        }
+        id = found.value();
         if (disposition != CERT_STORE_ADD_ALWAYS) {
             if (const auto former = findEqual(connection, id, selection, fields.encoding)) {
                 if (disposition == CERT_STORE_ADD_NEW)
@@ -155,11 +165,12 @@ CertificateContext* DatabaseStoreView::add(HCERTSTORE store, const CertificateFi
                 bindOptional(update, 2, reading->properties.keyInfo);
                 bindOptional(update, 3, reading->properties.friendlyName);
                 update.run();
-                return former->row;
+                return contextOf(former->row);
             }
         }
         Statement place = connection.prepare(Query::takePlace);
-        place.bind(1, id).step();
+        if (!place.bind(1, id).step())
+            fail(ERROR_FILE_CORRUPT);
         const std::int64_t newRow = firstRow(id) + place.integer(0);
         place.run();
         reading->properties = properties;
@@ -168,13 +179,13 @@ CertificateContext* DatabaseStoreView::add(HCERTSTORE store, const CertificateFi
         bindOptional(insert, 3, properties.keyInfo);
         bindOptional(insert, 4, properties.friendlyName);
         insert.bind(5, fields.encoding).run();
-        return newRow;
+        return contextOf(newRow);
     });
     id_.store(id);
     if (disposition == CERT_STORE_ADD_REPLACE_EXISTING)
-        if (const auto slot = keyContextSlot(row, false))
+        if (const auto slot = keyContextSlot(context->row, false))
             slot->set(std::nullopt);
-    return CertificateContext::create(fields, store, {shared_from_this(), row, nullptr, std::move(reading)});
+    return context.release();
 }
 
 void DatabaseStoreView::remove(const CertificateContext& context) {

@@ -11,7 +11,8 @@ class DatabaseStoreView final : public StoreView {
 public:
     DatabaseStoreView(std::shared_ptr<Database> database, std::string name, bool writable, DWORD accessState);
 
-    CertificateContext* next(HCERTSTORE store, std::int64_t after, const Selection& selection) override;
+    CertificateContext* next(HCERTSTORE store, const CertificateContext* previous,
+                             const Selection& selection) override;
     CertificateContext* add(HCERTSTORE store, const CertificateFields& fields, const PropertySet& properties,
                             DWORD disposition) override;
     void remove(const CertificateContext& context) override;
@@ -24,6 +25,7 @@ public:
 
 private:
     std::optional<std::int64_t> find(Connection& connection);
+    std::optional<std::int64_t> lookUp(Connection& connection);
     template <class Body>
     auto change(Body&& body);
 

@@ -50,7 +50,6 @@ Slot* locate(HandleKind kind, ULONG_PTR handle, Shard& shard) noexcept {
 } // namespace
 
 ULONG_PTR insertHandle(HandleKind kind, std::shared_ptr<void> object) {
-    installForkHandlers();
     const std::size_t number = shardOfThread();
     Shard& shard = shards()[number];
     const std::lock_guard lock(processLock(ProcessLock::handles, number));

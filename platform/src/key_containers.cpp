@@ -1,5 +1,7 @@
 #include "key_containers.h"
 
+#include "log.h"
+
 namespace wincrypt {
 namespace {
 
@@ -33,8 +35,11 @@ std::optional<StoredContainer> loadContainer(Database& database, const std::stri
         if (query.isNull(1))
             continue;
         const std::int64_t slot = query.integer(1);
-        if (slot != AT_KEYEXCHANGE && slot != AT_SIGNATURE)
-            fail(NTE_KEYSET_ENTRY_BAD);
+        if (slot != AT_KEYEXCHANGE && slot != AT_SIGNATURE) {
+            logLine(database.path(),
+                    "container " + name + ": slot " + std::to_string(slot) + " is passed by");
+            continue;
+        }
         container->keys[StoredContainer::placeOf(static_cast<DWORD>(slot))] =
             StoredKey{static_cast<DWORD>(slot), static_cast<DWORD>(query.integer(2)),
                       SealedKey{copy(query.bytes(3)), copy(query.bytes(4)), copy(query.bytes(5))}};
@@ -51,6 +56,14 @@ std::optional<std::string> storedContainerAfter(Database& database, const std::s
         return std::nullopt;
     const ByteView found = query.bytes(0);
     return std::string(found.begin(), found.end());
+}
+
+std::size_t longestStoredName(Database& database) {
+    auto use = database.reader();
+    if (!use)
+        return 0;
+    Statement query = (*use)->prepare(Query::longestContainerName);
+    return query.step() ? static_cast<std::size_t>(query.integer(0)) : 0;
 }
 
 void storeContainer(Database& database, const std::string& name) {

@@ -28,6 +28,7 @@ struct StoredContainer {
 std::optional<StoredContainer> loadContainer(Database& database, const std::string& name);
 
 std::optional<std::string> storedContainerAfter(Database& database, const std::string& name);
+std::size_t longestStoredName(Database& database); // octets; 0 when there is no container
 
 void storeContainer(Database& database, const std::string& name);  // error: NTE_EXISTS
 bool removeContainer(Database& database, const std::string& name); // false when there is none

@@ -33,16 +33,23 @@ std::string keyFilePath(const Database& database) { return database.directory() 
 SealingKey derive(ByteView secret) {
     static constexpr char keyLabel[] = "wincrypt sealing key 1";
     static constexpr char identifierLabel[] = "wincrypt sealing key identifier 1";
-    Bytes key = digest(CALG_SHA_256, {viewOf(keyLabel), secret});
+    // Both labels with their terminators, which no label's text contains.
+    const auto labelled = [](const auto& label, ByteView rest) {
+        return digest(CALG_SHA_256, {viewOf(label, sizeof label), rest});
+    };
+    Bytes key = labelled(keyLabel, secret);
     SealingKey result{SecureBytes(key.begin(), key.end()), {}};
     OPENSSL_cleanse(key.data(), key.size());
-    result.identifier = digest(CALG_SHA_256, {viewOf(identifierLabel), result.key});
+    result.identifier = labelled(identifierLabel, result.key);
     result.identifier.resize(identifierSize);
     return result;
 }
 
-std::optional<SecureBytes> readSecret(const std::string& path, bool ours) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+// A key file of ours belongs to a scope; what a service manager supplies is trusted as it comes.
+std::optional<SecureBytes> readSecret(const std::string& path, std::optional<Scope> ours) {
+    // Whatever stands in the file's place, opening it must not wait.
+    const FileDescriptor file(
+        ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | (ours ? O_NOFOLLOW : 0)));
     if (!file) {
         if (errno == ENOENT || errno == ENOTDIR)
             return std::nullopt;
@@ -51,10 +58,8 @@ std::optional<SecureBytes> readSecret(const std::string& path, bool ours) {
     struct stat status {};
     if (::fstat(file.number(), &status) != 0)
         failErrno(path, "can't be read");
-    if (ours && (status.st_mode & 077) != 0) {
-        logLine(path, "refused: others may read or write it");
-        fail(ERROR_ACCESS_DENIED);
-    }
+    if (ours)
+        requireTrusted(*ours, path, status, S_IRWXG | S_IRWXO);
     SecureBytes secret(maximumCredential);
     std::size_t size = 0;
     while (size < secret.size()) {
@@ -79,12 +84,12 @@ std::optional<SealingKey> credentialKey() {
     const char* directory = ::secure_getenv("CREDENTIALS_DIRECTORY");
     if (directory == nullptr || *directory == '\0')
         return std::nullopt;
-    const auto secret = readSecret(std::string(directory) + "/wincrypt-key", false);
+    const auto secret = readSecret(std::string(directory) + "/wincrypt-key", std::nullopt);
     return secret ? std::optional(derive(*secret)) : std::nullopt;
 }
 
 std::optional<SealingKey> fileKey(const Database& database) {
-    const auto secret = readSecret(keyFilePath(database), true);
+    const auto secret = readSecret(keyFilePath(database), database.scope());
     return secret ? std::optional(derive(*secret)) : std::nullopt;
 }
 
@@ -92,24 +97,17 @@ std::optional<SealingKey> fileKey(const Database& database) {
 void makeKeyFile(const Database& database) {
     const std::string path = keyFilePath(database);
     createDirectories(database.directory());
+    requireTrustedDirectory(database.directory());
     SecureBytes secret(keyFileSize);
     if (RAND_priv_bytes(secret.data(), static_cast<int>(secret.size())) != 1)
         fail(NTE_FAIL);
-    std::string temporary = path + ".XXXXXX";
-    FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (!file)
-        failErrno(temporary, "can't be made");
-    const bool written =
-        ::fchmod(file.number(), 0600) == 0 &&
-        ::write(file.number(), secret.data(), secret.size()) == static_cast<ssize_t>(secret.size()) &&
-        ::fsync(file.number()) == 0 && file.close();
-    const bool named = written && (::link(temporary.c_str(), path.c_str()) == 0 || errno == EEXIST);
-    const int error = errno;
-    ::unlink(temporary.c_str());
-    errno = error;
-    if (!named)
-        failErrno(path, "can't be made");
-    syncDirectory(database.directory());
+    const TemporaryFile temporary(path);
+    FileDescriptor file(::open(temporary.path().c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (!file ||
+        ::write(file.number(), secret.data(), secret.size()) != static_cast<ssize_t>(secret.size()) ||
+        ::fsync(file.number()) != 0 || !file.close())
+        failErrno(temporary.path(), "can't be written");
+    temporary.nameIt(path);
 }
 
 // Encrypts or opens; nothing when the tag doesn't match.

@@ -1,7 +1,5 @@
-// Owners for libcrypto's objects, and what every use of it needs.
+// Owners for libcrypto's objects, and what every use of it needs besides the call's lease.
 #pragma once
-
-#include "process_locks.h"
 
 #include <openssl/bn.h>
 #include <openssl/err.h>

@@ -1,5 +1,7 @@
 #include "memory_store.h"
 
+#include "process_locks.h"
+
 #include <algorithm>
 
 namespace wincrypt {
@@ -10,8 +12,9 @@ std::optional<MemoryStoreView::Row> MemoryStoreView::rowAfter(std::int64_t after
     return found != rows_.end() ? std::optional<Row>(*found) : std::nullopt;
 }
 
-CertificateContext* MemoryStoreView::next(HCERTSTORE store, std::int64_t after, const Selection& selection) {
-    for (auto row = rowAfter(after); row; row = rowAfter(row->first)) {
+CertificateContext* MemoryStoreView::next(HCERTSTORE store, const CertificateContext* previous,
+                                          const Selection& selection) {
+    for (auto row = rowAfter(previous != nullptr ? previous->row : 0); row; row = rowAfter(row->first)) {
         const auto properties = row->second->properties.load();
         if ((selection.kind == Selection::Kind::withKeyInfo && !properties->keyInfo) ||
             (selection.kind == Selection::Kind::withFriendlyName && !properties->friendlyName))
@@ -36,20 +39,22 @@ CertificateContext* MemoryStoreView::add(HCERTSTORE store, const CertificateFiel
             return equal(row.second->encoding, fields.encoding);
         });
     if (existing == rows_.end()) {
-        const std::int64_t row = next_++;
-        rows_.emplace(row, made);
-        lock.unlock();
-        return CertificateContext::create(fields, store, {shared_from_this(), row, made, nullptr});
+        ContextHolder context(
+            CertificateContext::create(fields, store, {shared_from_this(), next_, made, nullptr}));
+        rows_.emplace(next_++, std::move(made));
+        return context.release();
     }
     if (disposition == CERT_STORE_ADD_NEW)
         fail(CRYPT_E_EXISTS);
     const auto [row, certificate] = *existing;
+    ContextHolder context(
+        CertificateContext::create(fields, store, {shared_from_this(), row, certificate, nullptr}));
     certificate->properties.store(std::make_shared<const PropertySet>(
         mergedProperties(disposition, *certificate->properties.load(), properties)));
     lock.unlock();
     if (disposition == CERT_STORE_ADD_REPLACE_EXISTING)
         certificate->keyContext.set(std::nullopt);
-    return CertificateContext::create(fields, store, {shared_from_this(), row, certificate, nullptr});
+    return context.release();
 }
 
 void MemoryStoreView::remove(const CertificateContext& context) {

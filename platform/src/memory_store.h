@@ -11,7 +11,8 @@ class MemoryStoreView final : public StoreView {
 public:
     MemoryStoreView() noexcept : StoreView(0) {}
 
-    CertificateContext* next(HCERTSTORE store, std::int64_t after, const Selection& selection) override;
+    CertificateContext* next(HCERTSTORE store, const CertificateContext* previous,
+                             const Selection& selection) override;
     CertificateContext* add(HCERTSTORE store, const CertificateFields& fields, const PropertySet& properties,
                             DWORD disposition) override;
     void remove(const CertificateContext& context) override;

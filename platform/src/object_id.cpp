@@ -40,8 +40,12 @@ void appendLongArc(std::string& text, ByteView octets, unsigned less) {
 
 } // namespace
 
+bool isObjectId(ByteView content) noexcept {
+    return !content.empty() && content.size() <= 128 && (content.back() & 0x80) == 0;
+}
+
 bool appendObjectId(std::string& text, ByteView content) {
-    if (content.empty() || content.size() > 128 || (content.back() & 0x80) != 0)
+    if (!isObjectId(content))
         return false;
     bool first = true;
     for (std::size_t begin = 0; begin < content.size();) {

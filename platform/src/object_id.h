@@ -9,6 +9,9 @@
 
 namespace wincrypt {
 
+// Whether these are content octets of an object identifier, of at most 128 octets.
+bool isObjectId(ByteView content) noexcept;
+
 // Appends the dotted form; false for content octets that are no object identifier. Arcs of any size are
 // taken.
 bool appendObjectId(std::string& text, ByteView content);

@@ -1,6 +1,15 @@
 #include "process_locks.h"
 
+#include "failure.h"
+#include "log.h"
+
+#include <openssl/crypto.h>
+
 #include <atomic>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <new>
 #include <pthread.h>
 #include <sched.h>
 
@@ -10,18 +19,58 @@ namespace {
 constexpr std::size_t lockCount = static_cast<std::size_t>(ProcessLock::handles) + handleShards;
 
 constinit std::mutex locks[lockCount];
-constinit std::atomic<int> leases{0};
+
+// Two threads may fork at once: the second one waits for the first. New leases wait here too.
+constinit std::mutex forkLock;
 constinit std::atomic<bool> forking{false};
-constinit std::atomic<bool> installed{false};
-thread_local int ownLeases = 0;
+// A thread that forks inside a call carries the connections over; the child must not close them.
+constinit bool carriedOver = false;
+
+// Leases are counted in a cache line that few threads share, so that calls in different threads don't wait
+// for each other's counting.
+constexpr unsigned stripeCount = 64;
+struct alignas(64) Stripe {
+    std::atomic<int> leases{0};
+};
+constinit Stripe stripes[stripeCount];
+
+constinit thread_local int depth = 0;
+constinit thread_local unsigned ownStripe = stripeCount; // not chosen yet
+
+std::atomic<int>& ownCount() noexcept {
+    static constinit std::atomic<unsigned> next{0};
+    if (ownStripe == stripeCount)
+        ownStripe = next.fetch_add(1, std::memory_order_relaxed) % stripeCount;
+    return stripes[ownStripe].leases;
+}
+
+// False when the other threads' leases haven't ended after so many pauses of 0.1 ms.
+bool waitForLeases(long pauses) noexcept {
+    const std::atomic<int>* const own = depth > 0 ? &ownCount() : nullptr;
+    for (const Stripe& stripe : stripes) {
+        const int wanted = &stripe.leases == own ? 1 : 0;
+        constexpr int quickTries = 100;
+        for (int tries = 0; stripe.leases.load() != wanted; ++tries) {
+            if (tries < quickTries) {
+                ::sched_yield();
+                continue;
+            }
+            if (pauses-- == 0)
+                return false;
+            const timespec pause{0, 100'000};
+            ::nanosleep(&pause, nullptr);
+        }
+    }
+    return true;
+}
 
 void beforeFork() {
+    forkLock.lock();
     forking.store(true);
-    while (leases.load() != ownLeases)
-        ::sched_yield();
+    waitForLeases(std::numeric_limits<long>::max());
     for (std::mutex& lock : locks)
         lock.lock();
-    if (ownLeases == 0)
+    if (depth == 0)
         closeConnectionsBeforeFork();
 }
 
@@ -29,6 +78,51 @@ void afterFork() {
     for (std::mutex& lock : locks)
         lock.unlock();
     forking.store(false);
+    forkLock.unlock();
+}
+
+void afterForkInChild() {
+    // A thread that isn't here may have been about to take its count back.
+    for (Stripe& stripe : stripes)
+        stripe.leases.store(0);
+    if (depth > 0) {
+        ownCount().store(1);
+        carriedOver = true;
+    }
+    afterFork();
+}
+
+// Threads that the process has left may be in calls. They are held up while the connections close, but the
+// end of the process isn't held up by them.
+void atEnd() {
+    constexpr long atMost = 5'000; // half a second
+    if (carriedOver || !forkLock.try_lock())
+        return;
+    forking.store(true);
+    if (waitForLeases(atMost))
+        closeConnectionsAtExit();
+    forking.store(false);
+    forkLock.unlock();
+}
+
+constinit std::atomic<bool> prepared{false};
+
+void prepareProcess() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        // Threads may still be in calls while the process ends, so libcrypto must not be taken apart then.
+        if (OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) {
+            logLine("libcrypto", "can't be initialised");
+            fail(NTE_FAIL);
+        }
+        static bool handlersStand = false; // when only the last of the steps failed before
+        if (!handlersStand && ::pthread_atfork(beforeFork, afterFork, afterForkInChild) != 0)
+            throw std::bad_alloc();
+        handlersStand = true;
+        if (std::atexit(atEnd) != 0)
+            throw std::bad_alloc();
+        prepared.store(true, std::memory_order_release);
+    });
 }
 
 } // namespace
@@ -37,32 +131,27 @@ std::mutex& processLock(ProcessLock lock, std::size_t shard) noexcept {
     return locks[static_cast<std::size_t>(lock) + shard];
 }
 
-void installForkHandlers() {
-    // A second thread that comes here in between finds the flag set and makes at most one object before the
-    // handlers stand; only a fork at that very moment would miss them.
-    if (!installed.load(std::memory_order_acquire) && !installed.exchange(true))
-        ::pthread_atfork(beforeFork, afterFork, afterFork);
-}
-
-Lease::Lease() noexcept {
-    // A thread that has one already may take another: the fork waits for the outer one anyway.
-    if (ownLeases++ > 0) {
-        leases.fetch_add(1);
+Lease::Lease() {
+    if (depth > 0) {
+        ++depth;
         return;
     }
+    if (!prepared.load(std::memory_order_acquire))
+        prepareProcess();
+    std::atomic<int>& count = ownCount();
     for (;;) {
-        leases.fetch_add(1);
+        count.fetch_add(1);
         if (!forking.load())
-            return;
-        leases.fetch_sub(1);
-        while (forking.load())
-            ::sched_yield();
+            break;
+        count.fetch_sub(1);
+        const std::lock_guard untilForked(forkLock);
     }
+    depth = 1;
 }
 
 Lease::~Lease() {
-    leases.fetch_sub(1);
-    --ownLeases;
+    if (--depth == 0)
+        ownCount().fetch_sub(1, std::memory_order_release);
 }
 
 } // namespace wincrypt

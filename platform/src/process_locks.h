@@ -1,7 +1,9 @@
-// What makes the layer usable on both sides of a fork. Locks that belong to the process are taken in their
-// order before a fork and let go on both sides; work that a fork must not cut in two (a database statement, a
-// private key operation inside libcrypto) holds a lease, and a fork waits for the leases to end. A lease is
-// never asked for while a process lock is held.
+// What makes the layer usable on both sides of a fork, and while a process ends. Every call holds a lease
+// from its beginning to its end, and a fork waits for the leases to end: so no lock of the layer, of
+// libcrypto or of the database that one of our calls holds is copied locked. What a call may last, a fork in
+// another thread may have to wait: for a long key as long as its generation takes. Locks that belong to the
+// process are taken in their order before a fork and let go on both sides. A lease is never asked for while a
+// process lock is held.
 #pragma once
 
 #include <cstddef>
@@ -22,12 +24,12 @@ inline constexpr std::size_t handleShards = 16;
 
 std::mutex& processLock(ProcessLock lock, std::size_t shard = 0) noexcept;
 
-// Installs the fork handlers, once a process; called by what makes the first object.
-void installForkHandlers();
-
+// A thread that has one may take another, which costs nothing. The first of the process prepares it: fork
+// handlers, libcrypto, what is done at the end. Errors: ERROR_NOT_ENOUGH_MEMORY and NTE_FAIL when that can't
+// be.
 class Lease {
 public:
-    Lease() noexcept;
+    Lease();
     ~Lease();
     Lease(const Lease&) = delete;
     Lease& operator=(const Lease&) = delete;
@@ -36,5 +38,9 @@ public:
 // Closes every idle database connection without a checkpoint: a connection must not be carried across a fork.
 // Runs with all leases ended and all process locks held.
 void closeConnectionsBeforeFork() noexcept;
+
+// Closes every connection, which brings the log into the database where no other process has it open; later
+// ones close with their use. Runs with all leases ended.
+void closeConnectionsAtExit() noexcept;
 
 } // namespace wincrypt

@@ -57,6 +57,7 @@ public:
 
     // The first container name behind this one; nothing at the end.
     virtual std::optional<std::string> containerAfter(Scope scope, const std::string& name) = 0;
+    virtual std::size_t longestContainerName(Scope scope) = 0; // octets
 };
 
 // All providers, the software one first. Never waits for a device.

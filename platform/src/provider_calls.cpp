@@ -22,9 +22,9 @@ BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR 
 
 BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
     return boundary([&] {
+        releaseContext(hProv); // flags or not, as published
         if (dwFlags != 0)
             fail(NTE_BAD_FLAGS);
-        releaseContext(hProv);
     });
 }
 
@@ -56,10 +56,15 @@ DWORD enumerateContainers(ProviderContext& context, BYTE* buffer, DWORD* length,
     const auto next = context.provider->containerAfter(context.scope, context.enumerated.value_or(""));
     if (!next)
         return ERROR_NO_MORE_ITEMS;
-    const DWORD result = deliverText(*next, buffer, length);
-    if (result == ERROR_SUCCESS && buffer != nullptr)
-        context.enumerated = next;
-    return result;
+    // A size is room enough for every name, and a name given leaves it alone: one buffer serves the whole
+    // walk.
+    if (buffer == nullptr || *length <= next->size()) {
+        *length = lengthOf(std::max(context.provider->longestContainerName(context.scope), next->size()) + 1);
+        return buffer == nullptr ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_MORE_DATA};
+    }
+    std::memcpy(buffer, next->c_str(), next->size() + 1);
+    context.enumerated = next;
+    return ERROR_SUCCESS;
 }
 
 } // namespace

@@ -7,7 +7,6 @@
 namespace wincrypt {
 
 bool ProviderContext::remember(HandleKind kind, ULONG_PTR handle) {
-    const Lease lease;
     const std::lock_guard lock(lock_);
     if (released_)
         return false;
@@ -16,7 +15,6 @@ bool ProviderContext::remember(HandleKind kind, ULONG_PTR handle) {
 }
 
 void ProviderContext::forget(ULONG_PTR handle) noexcept {
-    const Lease lease;
     const std::lock_guard lock(lock_);
     const auto found = std::find_if(children_.rbegin(), children_.rend(),
                                     [&](const auto& child) { return child.second == handle; });
@@ -29,7 +27,6 @@ void ProviderContext::forget(ULONG_PTR handle) noexcept {
 void ProviderContext::releaseChildren() noexcept {
     std::vector<std::pair<HandleKind, ULONG_PTR>> children;
     {
-        const Lease lease;
         const std::lock_guard lock(lock_);
         released_ = true;
         children.swap(children_);

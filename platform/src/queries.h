@@ -24,6 +24,7 @@ enum class Query : std::size_t {
     deleteCertificate,
     containerByName,
     containerNameAfter,
+    longestContainerName,
     addContainer,
     deleteContainer,
     deleteKeys,
@@ -59,7 +60,8 @@ inline constexpr const char* queryText[queryCount] = {
     "DELETE FROM certificate WHERE id = ?1 RETURNING id",
     "SELECT c.id, k.slot, k.flags, k.sealed_under, k.nonce, k.sealed FROM container c"
     " LEFT JOIN key k ON k.container = c.id WHERE c.name = ?1 ORDER BY k.slot",
-    "SELECT name FROM container WHERE name > ?1 ORDER BY name LIMIT 1",
+    "SELECT name FROM container WHERE name > ?1 AND typeof(name) = 'text' ORDER BY name LIMIT 1",
+    "SELECT max(length(CAST(name AS BLOB))) FROM container WHERE typeof(name) = 'text'",
     "INSERT INTO container(name) VALUES(?1) RETURNING id",
     "DELETE FROM container WHERE id = ?1",
     "DELETE FROM key WHERE container = ?1",

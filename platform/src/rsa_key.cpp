@@ -34,7 +34,25 @@ constexpr std::array<const char*, partCount> partNames = {
     OSSL_PKEY_PARAM_RSA_FACTOR1,   OSSL_PKEY_PARAM_RSA_FACTOR2,     OSSL_PKEY_PARAM_RSA_EXPONENT1,
     OSSL_PKEY_PARAM_RSA_EXPONENT2, OSSL_PKEY_PARAM_RSA_COEFFICIENT1};
 
-bool readParts(ByteView encoding, Parts& parts, Bytes& publicEncoding) {
+// In the fewest octets (X.690, 8.3.2).
+SecureBytes encodeInteger(const BIGNUM* value) {
+    // One octet more keeps the integer positive where its top bit is set.
+    SecureBytes octets(static_cast<std::size_t>(BN_num_bits(value)) / 8 + 1);
+    BN_bn2binpad(value, octets.data(), static_cast<int>(octets.size()));
+    return derElement<SecureBytes>(tag::integer, {octets});
+}
+
+SecureBytes encodeKey(const Parts& parts) {
+    static constexpr std::uint8_t version[] = {tag::integer, 1, 0};
+    SecureBytes content(std::begin(version), std::end(version));
+    for (const BignumPtr& part : parts) {
+        const SecureBytes integer = encodeInteger(part.get());
+        content.insert(content.end(), integer.begin(), integer.end());
+    }
+    return derElement<SecureBytes>(tag::sequence, {content});
+}
+
+bool readParts(ByteView encoding, Parts& parts) {
     DerCursor input(encoding);
     const auto sequence = input.next(tag::sequence);
     if (!sequence || !input.atEnd())
@@ -43,7 +61,6 @@ bool readParts(ByteView encoding, Parts& parts, Bytes& publicEncoding) {
     const auto version = inside.next(tag::integer);
     if (!version || version->content.size() != 1 || version->content[0] != 0)
         return false;
-    std::array<ByteView, 2> publicParts;
     for (std::size_t i = 0; i < partCount; ++i) {
         const auto integer = inside.next(tag::integer);
         if (!integer || integer->content.empty() || (integer->content[0] & 0x80) != 0 ||
@@ -55,10 +72,7 @@ bool readParts(ByteView encoding, Parts& parts, Bytes& publicEncoding) {
             return false;
         if (i != modulus && i != publicExponent)
             BN_set_flags(parts[i].get(), BN_FLG_CONSTTIME);
-        if (i < publicParts.size())
-            publicParts[i] = integer->whole;
     }
-    publicEncoding = derElement(tag::sequence, {publicParts[0], publicParts[1]});
     return inside.atEnd();
 }
 
@@ -127,7 +141,6 @@ RsaPublicKey::RsaPublicKey(EVP_PKEY* key, Bytes encoding)
 bool RsaPublicKey::verifies(ByteView signedValue, ByteView signature) const {
     if (signature.size() != blockSize_)
         return false;
-    const Lease lease;
     const ErrorQueueGuard errors;
     const PkeyContextPtr context = contextOf(key_);
     // Without a digest the context takes the signed value whole, and its default padding is that of PKCS#1
@@ -144,7 +157,6 @@ void RsaPublicKey::requireRoom(std::size_t size) const {
 
 Bytes RsaPublicKey::encrypt(ByteView data) const {
     requireRoom(data.size());
-    const Lease lease;
     const ErrorQueueGuard errors;
     const PkeyContextPtr context = contextOf(key_);
     Bytes block(blockSize_);
@@ -165,10 +177,12 @@ RsaPrivateKey::RsaPrivateKey(PkeyPtr key, SecureBytes encoding, Bytes publicEnco
 RsaPrivateKey RsaPrivateKey::fromEncoding(ByteView encoding) {
     const ErrorQueueGuard errors;
     Parts parts;
-    Bytes publicEncoding;
-    if (!readParts(encoding, parts, publicEncoding) || !partsFit(parts))
+    if (!readParts(encoding, parts) || !partsFit(parts))
         fail(NTE_BAD_DATA);
-    return {makeKey(parts), SecureBytes(encoding.begin(), encoding.end()), std::move(publicEncoding)};
+    // Encoded anew: an import may bring integers with more octets than they need.
+    return {makeKey(parts), encodeKey(parts),
+            derElement(tag::sequence,
+                       {encodeInteger(parts[modulus].get()), encodeInteger(parts[publicExponent].get())})};
 }
 
 RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
@@ -180,25 +194,18 @@ RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
         EVP_PKEY_generate(context.get(), &made) != 1)
         fail(NTE_FAIL);
     const PkeyPtr key(made);
-    static constexpr std::uint8_t version[] = {tag::integer, 1, 0};
-    SecureBytes content(std::begin(version), std::end(version));
-    for (const char* name : partNames) {
+    Parts parts;
+    for (std::size_t i = 0; i < partCount; ++i) {
         BIGNUM* value = nullptr;
-        if (EVP_PKEY_get_bn_param(key.get(), name, &value) != 1)
+        if (EVP_PKEY_get_bn_param(key.get(), partNames[i], &value) != 1)
             fail(NTE_FAIL);
-        const BignumPtr owner(value);
-        // One octet more keeps the integer positive where its top bit is set.
-        SecureBytes octets(static_cast<std::size_t>(BN_num_bits(value)) / 8 + 1);
-        BN_bn2binpad(value, octets.data(), static_cast<int>(octets.size()));
-        appendDerHeader(content, tag::integer, octets.size());
-        content.insert(content.end(), octets.begin(), octets.end());
+        parts[i].reset(value);
     }
-    return fromEncoding(derElement<SecureBytes>(tag::sequence, {content}));
+    return fromEncoding(encodeKey(parts));
 }
 
 Bytes RsaPrivateKey::sign(ByteView signedValue) const {
     public_.requireRoom(signedValue.size());
-    const Lease lease;
     const ErrorQueueGuard errors;
     const PkeyContextPtr context = contextOf(key_.get());
     Bytes signature(public_.blockSize());
@@ -213,7 +220,6 @@ Bytes RsaPrivateKey::sign(ByteView signedValue) const {
 SecureBytes RsaPrivateKey::decrypt(ByteView block) const {
     if (block.size() != public_.blockSize())
         fail(NTE_BAD_DATA);
-    const Lease lease;
     const ErrorQueueGuard errors;
     const PkeyContextPtr context = contextOf(key_.get());
     SecureBytes clear(block.size());

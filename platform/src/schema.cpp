@@ -43,7 +43,10 @@ constexpr auto currentVersion = static_cast<std::int64_t>(migrations.size());
 
 } // namespace
 
-Format examineFormat(Connection& connection) {
+namespace {
+
+// What is read here has to stand in one transaction.
+Format formatOf(Connection& connection) {
     const std::int64_t application = connection.number("PRAGMA application_id");
     const std::int64_t version = connection.number("PRAGMA user_version");
     if (application == 0 && version == 0 && connection.number("SELECT count(*) FROM sqlite_schema") == 0)
@@ -60,11 +63,20 @@ Format examineFormat(Connection& connection) {
     return version == currentVersion ? Format::current : Format::older;
 }
 
+} // namespace
+
+Format examineFormat(Connection& connection) {
+    connection.execute("BEGIN");
+    const Format format = formatOf(connection); // a failure ends the connection, and its transaction with it
+    connection.execute("COMMIT");
+    return format;
+}
+
 void migrate(Connection& connection) {
     connection.execute("BEGIN IMMEDIATE");
     try {
         // Another process may have done it meanwhile, so the version counts that stands under the lock.
-        if (examineFormat(connection) != Format::current) {
+        if (formatOf(connection) != Format::current) {
             for (std::int64_t version = connection.number("PRAGMA user_version"); version < currentVersion;
                  ++version)
                 connection.execute(migrations[static_cast<std::size_t>(version)]);

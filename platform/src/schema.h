@@ -7,7 +7,8 @@ namespace wincrypt {
 
 enum class Format { empty, current, older };
 
-// Error: ERROR_FILE_CORRUPT for a database of another program, ERROR_REVISION_MISMATCH for a newer version.
+// Error: ERROR_FILE_CORRUPT for a database of another program, ERROR_REVISION_MISMATCH for a newer version;
+// the connection is of no further use then.
 Format examineFormat(Connection& connection);
 
 // Brings an empty or older database to the current version, in one transaction.

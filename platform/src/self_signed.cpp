@@ -87,6 +87,9 @@ SYSTEMTIME timeOr(const SYSTEMTIME* given, const SYSTEMTIME& otherwise) {
 }
 
 SYSTEMTIME aYearAfter(SYSTEMTIME time) {
+    constexpr WORD lastYear = 9999;
+    if (time.wYear == lastYear)
+        return {lastYear, 12, 0, 31, 23, 59, 59, 0}; // 4.1.2.5: no well-defined end
     ++time.wYear;
     if (!isDate(time))
         time.wDay = 28; // 29 February

@@ -1,5 +1,6 @@
 #include "software_provider.h"
 
+#include "boundary.h"
 #include "database.h"
 #include "key_cache.h"
 #include "key_containers.h"
@@ -7,6 +8,7 @@
 #include "software_key.h"
 
 #include <atomic>
+#include <iterator>
 
 namespace wincrypt {
 namespace {
@@ -19,18 +21,35 @@ public:
 
     const std::string& name() const override { return name_; }
 
-    // False when there is no such container.
+    // False when there is no such container. A damaged key doesn't hide the other; the error of the last one
+    // is thrown when no key of the container opens.
     bool load() {
         const std::shared_ptr<Database> database = databaseInUse();
         auto next = std::make_shared<State>();
         next->stamp = database->stamp(); // before the query, so that it is never newer than what was read
         const auto stored = loadContainer(*database, name_);
-        if (stored)
-            for (const auto& key : stored->keys)
-                if (key)
-                    next->keys[StoredContainer::placeOf(key->slot)] = std::make_shared<SoftwareKey>(
-                        openCached(*database, sealingContext(name_, key->slot, key->flags), key->sealed),
-                        (key->flags & CRYPT_EXPORTABLE) != 0);
+        bool anyOpened = false;
+        DWORD failure = ERROR_SUCCESS;
+        for (std::size_t place = 0; stored && place < std::size(stored->keys); ++place) {
+            const std::optional<StoredKey>& key = stored->keys[place];
+            if (!key)
+                continue;
+            const DWORD error = outcome([&] {
+                next->keys[place] = std::make_shared<SoftwareKey>(
+                    openCached(*database, sealingContext(name_, key->slot, key->flags), key->sealed),
+                    (key->flags & CRYPT_EXPORTABLE) != 0);
+            });
+            next->failures[place] = error;
+            if (error == ERROR_SUCCESS) {
+                anyOpened = true;
+            } else {
+                failure = error;
+                next->stamp.known =
+                    false; // what failed is tried again: the cause may lie outside the database
+            }
+        }
+        if (failure != ERROR_SUCCESS && !anyOpened)
+            fail(failure);
         state_.store(std::move(next));
         return stored.has_value();
     }
@@ -42,7 +61,10 @@ public:
                 fail(NTE_BAD_KEYSET);
             state = state_.load();
         }
-        return state->keys[StoredContainer::placeOf(slot)];
+        const std::size_t place = StoredContainer::placeOf(slot);
+        if (state->failures[place] != ERROR_SUCCESS)
+            fail(state->failures[place]);
+        return state->keys[place];
     }
 
     std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) override {
@@ -66,6 +88,7 @@ public:
 private:
     struct State {
         std::shared_ptr<Key> keys[2];
+        DWORD failures[2] = {ERROR_SUCCESS, ERROR_SUCCESS};
         Stamp stamp;
     };
 
@@ -153,6 +176,8 @@ public:
     std::optional<std::string> containerAfter(Scope scope, const std::string& name) override {
         return storedContainerAfter(*Database::of(scope), name);
     }
+
+    std::size_t longestContainerName(Scope scope) override { return longestStoredName(*Database::of(scope)); }
 
 private:
     static bool isDefault(const std::string& name) { return name.empty() || name == loginName(); }

@@ -30,6 +30,7 @@ DWORD errorOf(int result) noexcept {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
         return ERROR_BUSY;
+    case SQLITE_ERROR: // our statements are always the same: tables that they don't fit were altered
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
         return ERROR_FILE_CORRUPT;
@@ -50,7 +51,8 @@ DWORD errorOf(int result) noexcept {
 // A path as it may stand in a URI.
 std::string uriOf(const std::string& path) {
     static constexpr char digits[] = "0123456789ABCDEF";
-    std::string uri = "file:";
+    // With an empty authority, so that a path that begins with two slashes isn't taken for one.
+    std::string uri = path.starts_with('/') ? "file://" : "file:";
     for (const char byte : path) {
         const auto value = static_cast<unsigned char>(byte);
         if (value == '?' || value == '#' || value == '%' || value < 0x21 || value > 0x7E) {
@@ -127,6 +129,22 @@ std::string Connection::text(const char* sql) {
     if (result != SQLITE_OK && result != SQLITE_ROW && result != SQLITE_DONE)
         failSqlite(result, path_, cause.c_str());
     return value;
+}
+
+bool Connection::setJournalMode(const char* mode) {
+    // The change needs the file for itself, and SQLite doesn't wait for that.
+    const std::string sql = std::string("PRAGMA journal_mode = ") + mode;
+    constexpr int tries = 100;
+    for (int i = 0; i < tries; ++i) {
+        const int result = sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, nullptr);
+        if (result == SQLITE_OK)
+            return text("PRAGMA journal_mode") == mode;
+        if ((result & 0xFF) != SQLITE_BUSY)
+            failSqlite(result, path_, sqlite3_errmsg(database_));
+        const timespec pause{0, 10'000'000};
+        ::nanosleep(&pause, nullptr);
+    }
+    return false;
 }
 
 std::int64_t Connection::number(const char* sql) {

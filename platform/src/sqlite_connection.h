@@ -61,6 +61,10 @@ public:
     std::int64_t number(const char* sql); // first column of the first row, 0 without one
     std::string text(const char* sql);
 
+    // Changes how the file is kept whole, "wal" or "delete". False when other connections to it stay
+    // open, or when the file system can't do it.
+    bool setJournalMode(const char* mode);
+
     Mode mode() const noexcept { return mode_; }
     const std::string& path() const noexcept { return path_; }
 

@@ -235,18 +235,19 @@ Search searchFor(DWORD type, const void* given) {
 PCCERT_CONTEXT WINAPI CertFindCertificateInStore(HCERTSTORE hCertStore, DWORD dwCertEncodingType,
                                                  DWORD dwFindFlags, DWORD dwFindType, const void* pvFindPara,
                                                  PCCERT_CONTEXT pPrevCertContext) {
-    ContextHolder previous = taken(pPrevCertContext);
+    // Freed at the end: what is searched for may lie in it.
+    const ContextHolder previous = taken(pPrevCertContext);
     return boundaryResult<PCCERT_CONTEXT>([&](PCCERT_CONTEXT& result) -> DWORD {
         const auto store = storeObject(hCertStore);
         if ((dwCertEncodingType & 0xFFFF) != X509_ASN_ENCODING || dwFindFlags != 0)
             return errorValue(E_INVALIDARG);
         const Search search = searchFor(dwFindType, pvFindPara);
-        do {
-            previous.reset(store->next(hCertStore, previous.get(), search.selection));
-            if (!previous)
-                return errorValue(CRYPT_E_NOT_FOUND);
-        } while (!search.accepts(*previous));
-        result = previous.release();
+        ContextHolder found(store->next(hCertStore, previous.get(), search.selection));
+        while (found && !search.accepts(*found))
+            found.reset(store->next(hCertStore, found.get(), search.selection));
+        if (!found)
+            return errorValue(CRYPT_E_NOT_FOUND);
+        result = found.release();
         return ERROR_SUCCESS;
     });
 }

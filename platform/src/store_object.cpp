@@ -60,17 +60,15 @@ CertificateContext* StoreObject::next(HCERTSTORE self, const CertificateContext*
                                       const Selection& selection) const {
     const std::vector<Member> all = members();
     auto member = all.begin();
-    std::int64_t after = 0;
     if (previous != nullptr) {
         member = std::find_if(all.begin(), all.end(),
                               [&](const Member& each) { return each.view == previous->view; });
         if (member == all.end())
             fail(E_INVALIDARG);
-        after = previous->row;
     }
-    for (; member != all.end(); ++member, after = 0) {
+    for (; member != all.end(); ++member, previous = nullptr) {
         CertificateContext* found = nullptr;
-        const DWORD error = outcome([&] { found = member->view->next(self, after, selection); });
+        const DWORD error = outcome([&] { found = member->view->next(self, previous, selection); });
         if (error != ERROR_SUCCESS && !member->isOptional)
             fail(error);
         if (found != nullptr)

@@ -32,9 +32,10 @@ public:
     StoreView(const StoreView&) = delete;
     StoreView& operator=(const StoreView&) = delete;
 
-    // The first certificate behind the position that the selection wants; null at the end. One that can't be
-    // decoded is logged and passed by.
-    virtual CertificateContext* next(HCERTSTORE store, std::int64_t after, const Selection& selection) = 0;
+    // The first certificate behind one of this view (null: the first of all) that the selection wants; null
+    // at the end. One that can't be decoded is logged and passed by.
+    virtual CertificateContext* next(HCERTSTORE store, const CertificateContext* previous,
+                                     const Selection& selection) = 0;
 
     // Errors: CRYPT_E_EXISTS, E_ACCESSDENIED.
     virtual CertificateContext* add(HCERTSTORE store, const CertificateFields& fields,

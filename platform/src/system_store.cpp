@@ -30,13 +30,17 @@ std::shared_ptr<DatabaseStoreView> databaseView(Scope scope, const std::string& 
         state | (writable ? DWORD{CERT_ACCESS_STATE_WRITE_PERSIST_FLAG} : 0));
 }
 
+bool isSystemName(const std::string& name) {
+    static constexpr const char* names[] = {"MY", "CA", "ROOT", "UserDS"};
+    return std::any_of(std::begin(names), std::end(names),
+                       [&](const char* known) { return isNamed(name, known); });
+}
+
 std::shared_ptr<StoreObject> openUserStore(const std::string& name, bool mustExist, bool readOnly) {
-    static constexpr const char* always[] = {"MY", "CA", "ROOT", "UserDS"};
     // The write bit is the handle's alone. A user's certificates that can't be written just now must not look
     // like the machine's, which have the system store bit and no other.
     const auto own = databaseView(Scope::user, name, !readOnly, systemStore);
-    if (mustExist && std::none_of(std::begin(always), std::end(always),
-                                  [&](const char* known) { return isNamed(name, known); })) {
+    if (mustExist && !isSystemName(name)) {
         if (!own->exists())
             fail(ERROR_FILE_NOT_FOUND);
     } else {
@@ -57,7 +61,8 @@ std::shared_ptr<StoreObject> openMachineStore(const std::string& name, bool must
     const DWORD error = outcome([&] { exists = own->exists(); });
     if (error != ERROR_SUCCESS && !hasBundle)
         fail(error);
-    if (mustExist && !exists && !hasBundle)
+    // Opening for a change makes the machine's system stores, and no others.
+    if ((mustExist || !isSystemName(name)) && !exists && !hasBundle)
         fail(ERROR_FILE_NOT_FOUND);
     std::vector<StoreObject::Member> members;
     if (hasBundle)

@@ -75,16 +75,17 @@ BOOL WINAPI VerifyVersionInfoA(LPOSVERSIONINFOEXA lpVersionInformation, DWORD dw
             if ((dwTypeMask & each.field) != 0 &&
                 !holds(each.own, each.wanted, conditionOf(dwlConditionMask, each.field)))
                 return ERROR_OLD_WIN_VERSION;
-        // A later number of the chain counts only where the earlier ones are equal.
+        // The first number of the chain that differs decides; where none does, the last one that was asked
+        // for.
+        bool holding = true;
         for (const auto& each : chain) {
             if ((dwTypeMask & each.field) == 0)
                 continue;
-            if (!holds(each.own, each.wanted, conditionOf(dwlConditionMask, each.field)))
-                return ERROR_OLD_WIN_VERSION;
+            holding = holds(each.own, each.wanted, conditionOf(dwlConditionMask, each.field));
             if (each.own != each.wanted)
                 break;
         }
-        return ERROR_SUCCESS;
+        return holding ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_OLD_WIN_VERSION};
     });
 }
 

@@ -14,11 +14,6 @@ namespace {
 
 class Certificates : public LayerTest {};
 
-ContextHandle contextOf(const Bytes& encoding) {
-    return ContextHandle(CertCreateCertificateContext(X509_ASN_ENCODING, encoding.data(),
-                                                      static_cast<DWORD>(encoding.size())));
-}
-
 using X509Ptr = std::unique_ptr<X509, decltype(&X509_free)>;
 
 X509Ptr parsed(PCCERT_CONTEXT context) {
@@ -74,12 +69,17 @@ TEST_F(Certificates, FieldsAgreeWithLibcryptoForEveryRootOfTheMachine) {
 TEST_F(Certificates, EveryPrefixIsRefused) {
     const Bytes& whole = certificate(1);
     for (std::size_t length = 0; length < whole.size(); ++length)
-        EXPECT_FALSE(contextOf(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))))
-            << length;
+        EXPECT_FALSE(contextOf(firstOf(whole, length))) << length;
+}
+
+ContextHandle certified(const test_support::Name& subject) {
+    const test_support::CertificateFields fields{.subject = subject,
+                                                 .issuer = test_support::commonName("Issuer")};
+    return contextOf(makeCertificate(fields, test_support::TestKey::shared(1024)));
 }
 
 TEST_F(Certificates, DisplayNames) {
-    using test_support::NameText;
+    using enum test_support::NameText;
     const struct {
         test_support::Name subject;
         std::string expected;
@@ -87,30 +87,23 @@ TEST_F(Certificates, DisplayNames) {
     } rows[] = {
         {{{"O", "Company"}, {"OU", "Unit"}, {"CN", "Alice"}}, "Alice", "the common name first"},
         {{{"O", "Company"}, {"OU", "Unit"}}, "Unit", "then the unit"},
-        {{{"emailAddress", "a@b", NameText::Ia5}, {"O", "Company"}}, "Company", "then the organization"},
-        {{{"C", "DE", NameText::Printable}, {"emailAddress", "a@b", NameText::Ia5}},
-         "a@b",
-         "then the address"},
-        {{{"C", "DE", NameText::Printable}, {"L", "Town"}}, "DE", "else the first"},
+        {{{"emailAddress", "a@b", Ia5}, {"O", "Company"}}, "Company", "then the organization"},
+        {{{"C", "DE", Printable}, {"emailAddress", "a@b", Ia5}}, "a@b", "then the address"},
+        {{{"C", "DE", Printable}, {"L", "Town"}}, "DE", "else the first"},
         {{}, "", "no name at all"},
         {{{"CN", "J\xC3\xBCrgen"}}, "J\xC3\xBCrgen", "UTF8String"},
-        {{{"CN", "J\xFCrgen", NameText::Teletex}}, "J\xC3\xBCrgen", "T61String"},
-        {{{"CN", std::string("\0J\0\xFC", 4), NameText::Bmp}}, "J\xC3\xBC", "BMPString"},
+        {{{"CN", "J\xFCrgen", Teletex}}, "J\xC3\xBCrgen", "T61String"},
+        {{{"CN", std::string("\0J\0\xFC", 4), Bmp}}, "J\xC3\xBC", "BMPString"},
         {{{"CN", std::string("good\0.bad", 9)}}, "good\xEF\xBF\xBD.bad", "a zero doesn't end the name"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.why);
-        test_support::CertificateFields fields;
-        fields.subject = row.subject;
-        fields.issuer = test_support::commonName("Issuer");
-        const ContextHandle context = contextOf(makeCertificate(fields, test_support::TestKey::shared(1024)));
+        const ContextHandle context = certified(row.subject);
         ASSERT_TRUE(context);
         EXPECT_EQ(nameOf(context.get()), row.expected);
         EXPECT_EQ(nameOf(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, CERT_NAME_ISSUER_FLAG), "Issuer");
     }
-    test_support::CertificateFields fields;
-    fields.subject = test_support::commonName("ab\xC3\xBC");
-    const ContextHandle context = contextOf(makeCertificate(fields, test_support::TestKey::shared(1024)));
+    const ContextHandle context = certified(test_support::commonName("ab\xC3\xBC"));
     char small[4];
     EXPECT_EQ(CertGetNameStringA(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, small, 4), 3u);
     EXPECT_STREQ(small, "ab") << "cut before the character that doesn't fit";
@@ -120,13 +113,6 @@ TEST_F(Certificates, DisplayNames) {
 
 class SelfSigned : public LayerTest {
 protected:
-    SelfSigned() {
-        info.pwszContainerName = container.data();
-        info.pwszProvName = providerName.data();
-        info.dwProvType = PROV_RSA_FULL;
-        info.dwKeySpec = AT_KEYEXCHANGE;
-    }
-
     ContextHandle create(CRYPT_ALGORITHM_IDENTIFIER* algorithm = nullptr, SYSTEMTIME* end = nullptr) {
         CERT_NAME_BLOB blob{static_cast<DWORD>(subject.size()), subject.data()};
         return ContextHandle(
@@ -135,25 +121,22 @@ protected:
 
     std::wstring container = L"self";
     std::wstring providerName = L"" MS_ENHANCED_PROV_A;
-    CRYPT_KEY_PROV_INFO info{};
+    CRYPT_KEY_PROV_INFO info{container.data(), providerName.data(), PROV_RSA_FULL, 0, 0,
+                             nullptr,          AT_KEYEXCHANGE};
     Bytes subject = {0x30, 0x0C, 0x31, 0x0A, 0x30, 0x08, 0x06, 0x03, 0x55, 0x04, 0x03, 0x0C, 0x01, 'A'};
 };
 
 TEST_F(SelfSigned, SignedAsAskedByAKeyThatStaysInside) {
-    const struct {
-        const char* algorithm;
-        int expected;
-    } rows[] = {{nullptr, NID_sha256WithRSAEncryption},
-                {szOID_RSA_MD5RSA, NID_md5WithRSAEncryption},
-                {szOID_RSA_SHA1RSA, NID_sha1WithRSAEncryption}};
-    for (const auto& row : rows) {
-        CRYPT_ALGORITHM_IDENTIFIER algorithm{};
-        algorithm.pszObjId = const_cast<LPSTR>(row.algorithm);
+    const std::pair<const char*, int> rows[] = {{nullptr, NID_sha256WithRSAEncryption},
+                                                {szOID_RSA_MD5RSA, NID_md5WithRSAEncryption},
+                                                {szOID_RSA_SHA1RSA, NID_sha1WithRSAEncryption}};
+    for (const auto& [objectId, expected] : rows) {
+        CRYPT_ALGORITHM_IDENTIFIER algorithm{const_cast<LPSTR>(objectId), {}};
         SYSTEMTIME end{2055, 2, 0, 28, 23, 59, 58, 0};
         const ContextHandle context = create(&algorithm, &end);
         ASSERT_TRUE(context) << GetLastError();
         const X509Ptr x509 = parsed(context.get());
-        EXPECT_EQ(X509_get_signature_nid(x509.get()), row.expected);
+        EXPECT_EQ(X509_get_signature_nid(x509.get()), expected);
         EXPECT_EQ(X509_verify(x509.get(), X509_get0_pubkey(x509.get())), 1);
         EXPECT_EQ(EVP_PKEY_get_bits(X509_get0_pubkey(x509.get())), 2048);
         EXPECT_EQ(context.get()->pCertInfo->SerialNumber.cbData, 16u);
@@ -168,29 +151,23 @@ TEST_F(SelfSigned, SignedAsAskedByAKeyThatStaysInside) {
                                                       opened.address(), &keySpec, &callerFrees));
         EXPECT_EQ(keySpec, DWORD{AT_KEYEXCHANGE});
         EXPECT_TRUE(callerFrees);
-        char objectId[] = szOID_RSA_RSA;
+        char rsa[] = szOID_RSA_RSA;
         DWORD size = 0;
-        EXPECT_EQ(errorOf([&] {
-                      return CryptExportPKCS8(opened.get(), keySpec, objectId, 0, nullptr, nullptr, &size) !=
-                             FALSE;
-                  }),
+        EXPECT_EQ(errorOf(CryptExportPKCS8, opened.get(), keySpec, rsa, 0, nullptr, nullptr, &size),
                   code(NTE_BAD_KEY_STATE));
     }
 }
 
 TEST_F(SelfSigned, WhatCantBeSignedMakesNoKey) {
-    CRYPT_ALGORITHM_IDENTIFIER unknown{};
-    unknown.pszObjId = const_cast<LPSTR>("1.2.3");
+    CRYPT_ALGORITHM_IDENTIFIER unknown{const_cast<LPSTR>("1.2.3"), {}};
     SYSTEMTIME never{2024, 2, 0, 30, 0, 0, 0, 0};
     SYSTEMTIME past{1999, 1, 0, 1, 0, 0, 0, 0};
-    EXPECT_EQ(errorOf([&] { return static_cast<bool>(create(&unknown)); }), code(NTE_BAD_ALGID));
-    EXPECT_EQ(errorOf([&] { return static_cast<bool>(create(nullptr, &never)); }),
-              DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(errorOf([&] { return create(&unknown); }), code(NTE_BAD_ALGID));
+    EXPECT_EQ(errorOf([&] { return create(nullptr, &never); }), DWORD{ERROR_INVALID_PARAMETER});
     const Bytes good = subject;
     for (std::size_t length = 0; length < good.size(); ++length) {
-        subject.assign(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length));
-        EXPECT_EQ(errorOf([&] { return static_cast<bool>(create()); }), code(CRYPT_E_INVALID_X500_STRING))
-            << length;
+        subject = firstOf(good, length);
+        EXPECT_EQ(errorOf([&] { return create(); }), code(CRYPT_E_INVALID_X500_STRING)) << length;
     }
     EXPECT_FALSE(std::filesystem::exists(userDatabase()));
     subject = good;
@@ -202,10 +179,8 @@ TEST_F(SelfSigned, TheWayToTheKeyOfACertificate) {
     ProviderHandle opened;
     const auto acquire = [&](DWORD flags) {
         opened.reset();
-        return errorOf([&] {
-            return CryptAcquireCertificatePrivateKey(context.get(), flags, nullptr, opened.address(), nullptr,
-                                                     nullptr) != FALSE;
-        });
+        return errorOf(CryptAcquireCertificatePrivateKey, context.get(), flags, nullptr, opened.address(),
+                       nullptr, nullptr);
     };
     EXPECT_EQ(acquire(0), code(CRYPT_E_NO_KEY_PROPERTY));
     ASSERT_TRUE(setKeyInfo(context.get(), L"gone"));
@@ -217,16 +192,16 @@ TEST_F(SelfSigned, TheWayToTheKeyOfACertificate) {
 }
 
 TEST(Version, TheSystemComparesAs10WithoutServicePack) {
+    constexpr BYTE atLeast = VER_GREATER_EQUAL;
     const struct {
         DWORD major, minor;
         WORD servicePack;
         BYTE condition;
         BOOL expected;
     } rows[] = {
-        {5, 0, 2, VER_GREATER_EQUAL, TRUE}, // the later numbers don't count
-        {10, 0, 0, VER_EQUAL, TRUE},          {10, 0, 1, VER_GREATER_EQUAL, FALSE},
-        {11, 0, 0, VER_GREATER_EQUAL, FALSE}, {10, 1, 0, VER_LESS_EQUAL, TRUE},
-        {9, 9, 9, VER_GREATER, TRUE},         {9, 9, 9, VER_LESS, FALSE},
+        {5, 0, 2, atLeast, TRUE}, // the later numbers don't count
+        {10, 0, 0, VER_EQUAL, TRUE},      {10, 0, 1, atLeast, FALSE},   {11, 0, 0, atLeast, FALSE},
+        {10, 1, 0, VER_LESS_EQUAL, TRUE}, {9, 9, 9, VER_GREATER, TRUE}, {9, 9, 9, VER_LESS, FALSE},
     };
     for (const auto& row : rows) {
         OSVERSIONINFOEXA wanted{};
@@ -237,10 +212,8 @@ TEST(Version, TheSystemComparesAs10WithoutServicePack) {
         ULONGLONG mask = 0;
         for (const DWORD field : {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR})
             mask = VerSetConditionMask(mask, field, row.condition);
-        EXPECT_EQ(
-            VerifyVersionInfoA(&wanted, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR, mask),
-            row.expected)
-            << row.major << '.' << row.minor << '.' << row.servicePack << " by " << unsigned{row.condition};
+        constexpr DWORD fields = VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR;
+        EXPECT_EQ(VerifyVersionInfoA(&wanted, fields, mask), row.expected) << &row - rows;
     }
 }
 

@@ -2,7 +2,6 @@
 #include "layer_fixture.h"
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <cstring>
 #include <filesystem>
@@ -16,8 +15,7 @@ class Containers : public LayerTest {};
 DWORD acquire(const char* container, DWORD flags, const char* provider = MS_ENHANCED_PROV_A,
               DWORD type = PROV_RSA_FULL) {
     ProviderHandle handle;
-    return errorOf(
-        [&] { return CryptAcquireContextA(handle.address(), container, provider, type, flags) != FALSE; });
+    return errorOf(CryptAcquireContextA, handle.address(), container, provider, type, flags);
 }
 
 std::string parameter(const ProviderHandle& provider, DWORD id) {
@@ -30,6 +28,8 @@ std::string parameter(const ProviderHandle& provider, DWORD id) {
 }
 
 TEST_F(Containers, AcquisitionAnswersWithThePublishedErrors) {
+    constexpr char ours[] = MS_ENHANCED_PROV_A;
+    constexpr DWORD newAndDelete = CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET;
     newContainer("present");
     const struct {
         const char* container;
@@ -39,24 +39,20 @@ TEST_F(Containers, AcquisitionAnswersWithThePublishedErrors) {
         DWORD expected;
         const char* why;
     } rows[] = {
-        {"present", 0, MS_ENHANCED_PROV_A, 1, 0, "an existing container opens"},
+        {"present", 0, ours, 1, 0, "an existing container opens"},
         {"present", 0, nullptr, 1, 0, "no provider name is the first provider"},
-        {"absent", 0, MS_ENHANCED_PROV_A, 1, code(NTE_BAD_KEYSET), "opening makes nothing"},
-        {"present", CRYPT_NEWKEYSET, MS_ENHANCED_PROV_A, 1, code(NTE_EXISTS), "no container is replaced"},
-        {nullptr, CRYPT_NEWKEYSET, MS_ENHANCED_PROV_A, 1, code(NTE_EXISTS), "the default one always exists"},
-        {"absent", CRYPT_DELETEKEYSET, MS_ENHANCED_PROV_A, 1, code(NTE_BAD_KEYSET), "nothing to delete"},
+        {"absent", 0, ours, 1, code(NTE_BAD_KEYSET), "opening makes nothing"},
+        {"present", CRYPT_NEWKEYSET, ours, 1, code(NTE_EXISTS), "no container is replaced"},
+        {nullptr, CRYPT_NEWKEYSET, ours, 1, code(NTE_EXISTS), "the default one always exists"},
+        {"absent", CRYPT_DELETEKEYSET, ours, 1, code(NTE_BAD_KEYSET), "nothing to delete"},
         {"present", 0, "Unknown Provider", 1, code(NTE_KEYSET_NOT_DEF), "unknown provider"},
-        {"present", 0, MS_ENHANCED_PROV_A, 0, code(NTE_BAD_PROV_TYPE), "type out of range"},
+        {"present", 0, ours, 0, code(NTE_BAD_PROV_TYPE), "type out of range"},
         {"present", 0, nullptr, 24, code(NTE_PROV_TYPE_NOT_DEF), "no provider of this type"},
-        {"present", 0, MS_ENHANCED_PROV_A, 24, code(NTE_PROV_TYPE_NO_MATCH), "name and type differ"},
-        {"present", 0x400, MS_ENHANCED_PROV_A, 1, code(NTE_BAD_FLAGS), "unknown flag"},
-        {"present", CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET, nullptr, 1, code(NTE_BAD_FLAGS),
-         "flags that exclude"},
-        {"b\xFF"
-         "d",
-         CRYPT_NEWKEYSET, nullptr, 1, code(NTE_BAD_KEYSET_PARAM), "a name that is no text"},
-        {"present", CRYPT_MACHINE_KEYSET, nullptr, 1, code(NTE_BAD_KEYSET),
-         "the machine has its own containers"},
+        {"present", 0, ours, 24, code(NTE_PROV_TYPE_NO_MATCH), "name and type differ"},
+        {"present", 0x400, ours, 1, code(NTE_BAD_FLAGS), "unknown flag"},
+        {"present", newAndDelete, nullptr, 1, code(NTE_BAD_FLAGS), "flags that exclude"},
+        {"\xFF", CRYPT_NEWKEYSET, nullptr, 1, code(NTE_BAD_KEYSET_PARAM), "a name that is no text"},
+        {"present", CRYPT_MACHINE_KEYSET, nullptr, 1, code(NTE_BAD_KEYSET), "the machine has its own"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.why);
@@ -71,8 +67,7 @@ TEST_F(Containers, OpeningTheDefaultContainerWritesNothing) {
     EXPECT_FALSE(name.empty());
     EXPECT_TRUE(openContainer(name.c_str())) << "it bears its name";
     HCRYPTKEY key = 0;
-    EXPECT_EQ(errorOf([&] { return CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &key) != FALSE; }),
-              code(NTE_NO_KEY));
+    EXPECT_EQ(errorOf(CryptGetUserKey, provider.get(), AT_KEYEXCHANGE, &key), code(NTE_NO_KEY));
     EXPECT_FALSE(std::filesystem::exists(userDatabase()));
 
     ASSERT_TRUE(CryptGenKey(provider.get(), AT_SIGNATURE, 512u << 16, &key));
@@ -90,10 +85,8 @@ TEST_F(Containers, EnumeratedProvidersAreNamedAsTheirHandlesSay) {
     EXPECT_EQ(type, DWORD{PROV_RSA_FULL});
     EXPECT_EQ(name.c_str(), parameter(openContainer(nullptr), PP_NAME));
     --size;
-    EXPECT_EQ(errorOf([&] { return CryptEnumProvidersA(0, nullptr, 0, &type, name.data(), &size) != FALSE; }),
-              DWORD{ERROR_MORE_DATA});
-    EXPECT_EQ(errorOf([&] { return CryptEnumProvidersA(1, nullptr, 0, &type, nullptr, &size) != FALSE; }),
-              DWORD{ERROR_NO_MORE_ITEMS});
+    EXPECT_EQ(errorOf(CryptEnumProvidersA, 0, nullptr, 0, &type, name.data(), &size), DWORD{ERROR_MORE_DATA});
+    EXPECT_EQ(errorOf(CryptEnumProvidersA, 1, nullptr, 0, &type, nullptr, &size), DWORD{ERROR_NO_MORE_ITEMS});
 }
 
 TEST_F(Containers, NamesOfAnyTextAreListedAndGoWithTheirContainer) {
@@ -136,9 +129,7 @@ TEST_F(Containers, KeyLengthsAndFlagsOfGeneration) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.flags);
         HCRYPTKEY key = 0;
-        ASSERT_EQ(
-            errorOf([&] { return CryptGenKey(provider.get(), row.algorithm, row.flags, &key) != FALSE; }),
-            row.expected);
+        ASSERT_EQ(errorOf(CryptGenKey, provider.get(), row.algorithm, row.flags, &key), row.expected);
         if (row.expected != 0)
             continue;
         DWORD bits = 0;
@@ -156,8 +147,7 @@ TEST_F(Containers, ACertificateLiesWithItsKey) {
     HCRYPTKEY key = 0;
     ASSERT_TRUE(CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &key));
     DWORD length = 0;
-    EXPECT_EQ(errorOf([&] { return CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &length, 0) != FALSE; }),
-              code(NTE_NOT_FOUND));
+    EXPECT_EQ(errorOf(CryptGetKeyParam, key, KP_CERTIFICATE, nullptr, &length, 0), code(NTE_NOT_FOUND));
     EXPECT_EQ(length, 0u) << "who doesn't look at the result reads no bytes";
 
     Bytes longer = certificate(1); // what stands behind the certificate isn't part of it
@@ -168,19 +158,10 @@ TEST_F(Containers, ACertificateLiesWithItsKey) {
     ASSERT_TRUE(CryptGetKeyParam(key, KP_CERTIFICATE, read.data(), &length, 0));
     EXPECT_EQ(read, certificate(1));
     const Bytes notOne = {0x30, 0x02, 0x05, 0x00};
-    EXPECT_EQ(errorOf([&] { return CryptSetKeyParam(key, KP_CERTIFICATE, notOne.data(), 0) != FALSE; }),
-              code(NTE_BAD_DATA));
+    EXPECT_EQ(errorOf(CryptSetKeyParam, key, KP_CERTIFICATE, notOne.data(), 0), code(NTE_BAD_DATA));
 }
 
 // --- Sealing ---
-
-void execute(const std::filesystem::path& database, const std::string& sql) {
-    sqlite3* connection = nullptr;
-    ASSERT_EQ(sqlite3_open(database.c_str(), &connection), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(connection);
-    sqlite3_close(connection);
-}
 
 TEST_F(Containers, AKeyThatWasEditedOrMovedDoesNotOpen) {
     const char* const edits[] = {
@@ -194,14 +175,14 @@ TEST_F(Containers, AKeyThatWasEditedOrMovedDoesNotOpen) {
     };
     newContainer("first", 512);
     newContainer("second", 512);
-    execute(userDatabase(), "CREATE TABLE saved AS SELECT * FROM key");
+    sql(userDatabase(), "CREATE TABLE saved AS SELECT * FROM key");
     for (const char* edit : edits) {
         SCOPED_TRACE(edit);
         EXPECT_EQ(acquire("first", 0), 0u); // known to the process when it is edited
-        execute(userDatabase(), edit);
+        sql(userDatabase(), edit);
         EXPECT_EQ(acquire("first", 0), code(NTE_KEYSET_ENTRY_BAD));
         EXPECT_EQ(acquire("second", 0), 0u) << "the others are untouched";
-        execute(userDatabase(), "DELETE FROM key; INSERT INTO key SELECT * FROM saved");
+        sql(userDatabase(), "DELETE FROM key; INSERT INTO key SELECT * FROM saved");
     }
     EXPECT_EQ(acquire("first", CRYPT_DELETEKEYSET), 0u);
 }
@@ -229,13 +210,11 @@ TEST_F(Containers, TheSealingKeyIsAFileOfItsOwnOrACredential) {
     std::filesystem::permissions(keyFile, std::filesystem::perms(0640));
     ASSERT_TRUE(openContainer("empty", CRYPT_NEWKEYSET));
     HCRYPTKEY key = 0;
-    EXPECT_EQ(errorOf([&] {
-                  return CryptGenKey(openContainer("empty").get(), AT_KEYEXCHANGE, 512u << 16, &key) != FALSE;
-              }),
+    EXPECT_EQ(errorOf(CryptGenKey, openContainer("empty").get(), AT_KEYEXCHANGE, 512u << 16, &key),
               DWORD{ERROR_ACCESS_DENIED})
         << "a key file that others may read";
 
-    execute(userDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
+    sql(userDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
     std::ifstream file(userDatabase(), std::ios::binary);
     const std::string text((std::istreambuf_iterator<char>(file)), {});
     EXPECT_EQ(text.find(std::string("\x02\x01\x00\x02\x41", 5)), std::string::npos)

@@ -1,5 +1,6 @@
 #include "layer_fixture.h"
 
+#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,7 +9,7 @@
 
 namespace layer_test {
 
-DWORD errorOf(const std::function<bool()>& call) {
+DWORD errorOfCall(const std::function<bool()>& call) {
     constexpr DWORD untouched = 0xDEAD;
     SetLastError(untouched);
     if (call()) {
@@ -62,13 +63,25 @@ ContextHandle add(const StoreHandle& store, const Bytes& encoding, DWORD disposi
     return context;
 }
 
-namespace {
+std::vector<Bytes> certificates(std::initializer_list<unsigned> numbers) {
+    std::vector<Bytes> encodings;
+    for (const unsigned number : numbers)
+        encodings.push_back(certificate(number));
+    return encodings;
+}
+
+Bytes firstOf(const Bytes& bytes, std::size_t length) {
+    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)};
+}
+
+ContextHandle contextOf(const Bytes& encoding) {
+    return ContextHandle(CertCreateCertificateContext(X509_ASN_ENCODING, encoding.data(),
+                                                      static_cast<DWORD>(encoding.size())));
+}
 
 Bytes encodingOf(PCCERT_CONTEXT context) {
     return {context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded};
 }
-
-} // namespace
 
 ContextHandle find(const StoreHandle& store, const Bytes& encoding) {
     ContextHandle context(CertEnumCertificatesInStore(store.get(), nullptr));
@@ -116,13 +129,21 @@ std::optional<std::wstring> friendlyName(PCCERT_CONTEXT context) {
 bool setKeyInfo(PCCERT_CONTEXT context, const std::wstring& container, DWORD keySpec) {
     std::wstring containerCopy = container;
     std::wstring provider = L"" MS_ENHANCED_PROV_A;
-    CRYPT_KEY_PROV_INFO info{};
-    info.pwszContainerName = containerCopy.data();
-    info.pwszProvName = provider.data();
-    info.dwProvType = PROV_RSA_FULL;
-    info.dwFlags = CERT_SET_KEY_CONTEXT_PROP_ID;
-    info.dwKeySpec = keySpec;
+    CRYPT_KEY_PROV_INFO info{containerCopy.data(),
+                             provider.data(),
+                             PROV_RSA_FULL,
+                             CERT_SET_KEY_CONTEXT_PROP_ID,
+                             0,
+                             nullptr,
+                             keySpec};
     return CertSetCertificateContextProperty(context, CERT_KEY_PROV_INFO_PROP_ID, 0, &info) != FALSE;
+}
+
+void sql(const std::filesystem::path& database, const std::string& text) {
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(database.c_str(), &connection), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(connection, text.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << text;
+    sqlite3_close(connection);
 }
 
 bool inChild(const std::function<bool()>& body, uid_t user) {

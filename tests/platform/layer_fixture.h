@@ -19,8 +19,13 @@ namespace layer_test {
 
 using test_support::Bytes;
 
+DWORD errorOfCall(const std::function<bool()>& call);
+
 // Gives the error value of a call that has to fail; 0 when it didn't.
-DWORD errorOf(const std::function<bool()>& call);
+template <class Call, class... Arguments>
+DWORD errorOf(Call call, Arguments... arguments) {
+    return errorOfCall([&] { return static_cast<bool>(call(arguments...)); });
+}
 
 template <class Value>
 DWORD code(Value value) {
@@ -70,6 +75,13 @@ StoreHandle memoryStore();
 // A certificate of its own: another number, another serial number and subject.
 const Bytes& certificate(unsigned number);
 
+std::vector<Bytes> certificates(std::initializer_list<unsigned> numbers);
+Bytes firstOf(const Bytes& bytes, std::size_t length);
+
+// A certificate in no store.
+ContextHandle contextOf(const Bytes& encoding);
+Bytes encodingOf(PCCERT_CONTEXT context);
+
 ContextHandle add(const StoreHandle& store, const Bytes& encoding, DWORD disposition = CERT_STORE_ADD_NEW);
 ContextHandle find(const StoreHandle& store, const Bytes& encoding);
 std::vector<Bytes> all(const StoreHandle& store);
@@ -78,6 +90,9 @@ std::optional<Bytes> property(PCCERT_CONTEXT context, DWORD id);
 bool setFriendlyName(PCCERT_CONTEXT context, const std::wstring& name);
 std::optional<std::wstring> friendlyName(PCCERT_CONTEXT context);
 bool setKeyInfo(PCCERT_CONTEXT context, const std::wstring& container, DWORD keySpec = AT_KEYEXCHANGE);
+
+// Changes a database behind the layer's back.
+void sql(const std::filesystem::path& database, const std::string& text);
 
 // Runs the body in a process of its own, as another user where asked; true when it gave true.
 bool inChild(const std::function<bool()>& body, uid_t user = 0);
@@ -89,6 +104,21 @@ protected:
     test_support::ScratchProfile profile;
     std::filesystem::path userDatabase() const { return profile.userHome() / "user.db"; }
     std::filesystem::path machineDatabase() const { return profile.machineHome() / "machine.db"; }
+};
+
+// Closes what a test still has open before it is counted.
+class HoldingTest : public LayerTest {
+protected:
+    void TearDown() override {
+        context.reset();
+        store.reset();
+        provider.reset();
+        LayerTest::TearDown();
+    }
+
+    ProviderHandle provider;
+    StoreHandle store;
+    ContextHandle context;
 };
 
 } // namespace layer_test

@@ -7,29 +7,13 @@
 namespace layer_test {
 namespace {
 
-class Properties : public LayerTest {
+class Properties : public HoldingTest {
 protected:
     void SetUp() override {
         store = openStore("MY");
         context = add(store, certificate(1));
         ASSERT_TRUE(context);
     }
-    void TearDown() override {
-        context.reset();
-        store.reset();
-        LayerTest::TearDown();
-    }
-
-    DWORD setBlob(Bytes bytes) {
-        CRYPT_DATA_BLOB blob{static_cast<DWORD>(bytes.size()), bytes.data()};
-        return errorOf([&] {
-            return CertSetCertificateContextProperty(context.get(), CERT_FRIENDLY_NAME_PROP_ID, 0, &blob) !=
-                   FALSE;
-        });
-    }
-
-    StoreHandle store;
-    ContextHandle context;
 };
 
 TEST_F(Properties, AFriendlyNameComesBackByteForByte) {
@@ -44,9 +28,10 @@ TEST_F(Properties, AFriendlyNameComesBackByteForByte) {
         Bytes(100'000, 0x41),
     };
     EXPECT_EQ(property(context.get(), CERT_FRIENDLY_NAME_PROP_ID), std::nullopt);
-    for (const Bytes& bytes : rows) {
+    for (Bytes bytes : rows) {
         SCOPED_TRACE(bytes.size());
-        ASSERT_EQ(setBlob(bytes), 0u);
+        CRYPT_DATA_BLOB blob{static_cast<DWORD>(bytes.size()), bytes.data()};
+        ASSERT_TRUE(CertSetCertificateContextProperty(context.get(), CERT_FRIENDLY_NAME_PROP_ID, 0, &blob));
         EXPECT_EQ(property(context.get(), CERT_FRIENDLY_NAME_PROP_ID), bytes);
         EXPECT_EQ(property(find(openStore("MY"), certificate(1)).get(), CERT_FRIENDLY_NAME_PROP_ID), bytes);
     }
@@ -64,10 +49,8 @@ TEST_F(Properties, AKeyReferenceComesInOneBlock) {
     ASSERT_TRUE(CertGetCertificateContextProperty(context.get(), CERT_KEY_PROV_INFO_PROP_ID, nullptr, &size));
     std::vector<std::max_align_t> room(size / sizeof(std::max_align_t) + 1);
     DWORD less = size - 1;
-    EXPECT_EQ(errorOf([&] {
-                  return CertGetCertificateContextProperty(context.get(), CERT_KEY_PROV_INFO_PROP_ID,
-                                                           room.data(), &less) != FALSE;
-              }),
+    EXPECT_EQ(errorOf(CertGetCertificateContextProperty, context.get(), CERT_KEY_PROV_INFO_PROP_ID,
+                      room.data(), &less),
               DWORD{ERROR_MORE_DATA});
     EXPECT_EQ(less, size);
     ASSERT_TRUE(
@@ -99,19 +82,15 @@ TEST_F(Properties, ALivingContextSeesWhatOthersChange) {
 }
 
 TEST_F(Properties, TheKeyContextOwnsItsProviderHandle) {
-    const auto give = [&](PCCERT_CONTEXT to, HCRYPTPROV provider, DWORD flags = 0) {
-        CERT_KEY_CONTEXT keyContext{};
-        keyContext.cbSize = sizeof keyContext;
-        keyContext.hCryptProv = provider;
-        keyContext.dwKeySpec = AT_KEYEXCHANGE;
+    const auto give = [&](PCCERT_CONTEXT to, HCRYPTPROV handle, DWORD flags = 0) {
+        const CERT_KEY_CONTEXT keyContext{sizeof keyContext, {handle}, AT_KEYEXCHANGE};
         return CertSetCertificateContextProperty(to, CERT_KEY_CONTEXT_PROP_ID, flags, &keyContext);
     };
     const auto held = [&](PCCERT_CONTEXT by) {
         CERT_KEY_CONTEXT keyContext{};
         DWORD size = sizeof keyContext;
-        return CertGetCertificateContextProperty(by, CERT_KEY_CONTEXT_PROP_ID, &keyContext, &size)
-                   ? keyContext.hCryptProv
-                   : 0;
+        CertGetCertificateContextProperty(by, CERT_KEY_CONTEXT_PROP_ID, &keyContext, &size);
+        return keyContext.hCryptProv; // null without one
     };
     const HCRYPTPROV first = openContainer(nullptr).release();
     ASSERT_TRUE(give(context.get(), first));
@@ -120,12 +99,11 @@ TEST_F(Properties, TheKeyContextOwnsItsProviderHandle) {
         EXPECT_EQ(held(other.get()), first) << "every context of the certificate has it";
         const HCRYPTPROV second = openContainer(nullptr).release();
         ASSERT_TRUE(give(other.get(), second));
-        EXPECT_EQ(errorOf([&] { return CryptReleaseContext(first, 0) != FALSE; }),
-                  DWORD{ERROR_INVALID_HANDLE})
+        EXPECT_EQ(errorOf(CryptReleaseContext, first, 0), DWORD{ERROR_INVALID_HANDLE})
             << "the former handle went";
         EXPECT_EQ(held(context.get()), second);
     }
-    EXPECT_EQ(errorOf([&] { return give(context.get(), first) != FALSE; }), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(errorOf([&] { return give(context.get(), first); }), DWORD{ERROR_INVALID_HANDLE});
     const ProviderHandle kept = openContainer(nullptr);
     ASSERT_TRUE(give(context.get(), kept.get(), CERT_STORE_NO_CRYPT_RELEASE_FLAG));
     EXPECT_FALSE(inChild([&] { return held(find(openStore("MY"), certificate(1)).get()) == 0; }))
@@ -153,24 +131,17 @@ TEST_F(Properties, ComputedOnesAndTheirLengths) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.why);
         DWORD length = row.given;
-        EXPECT_EQ(errorOf([&] {
-                      return CertGetCertificateContextProperty(context.get(), row.id, room, &length) != FALSE;
-                  }),
+        EXPECT_EQ(errorOf(CertGetCertificateContextProperty, context.get(), row.id, room, &length),
                   row.error);
         EXPECT_EQ(length, row.length);
     }
     for (const DWORD id : {3u, 4u, 14u, 20u, 999u})
-        EXPECT_EQ(
-            errorOf([&] { return CertSetCertificateContextProperty(context.get(), id, 0, room) != FALSE; }),
-            code(E_INVALIDARG));
-    const ContextHandle loose(CertCreateCertificateContext(X509_ASN_ENCODING, certificate(1).data(),
-                                                           static_cast<DWORD>(certificate(1).size())));
+        EXPECT_EQ(errorOf(CertSetCertificateContextProperty, context.get(), id, 0, room), code(E_INVALIDARG));
+    const ContextHandle loose = contextOf(certificate(1));
     DWORD length = 4;
-    EXPECT_EQ(errorOf([&] {
-                  return CertGetCertificateContextProperty(loose.get(), CERT_ACCESS_STATE_PROP_ID, room,
-                                                           &length);
-              }),
-              code(CRYPT_E_NOT_FOUND));
+    EXPECT_EQ(
+        errorOf(CertGetCertificateContextProperty, loose.get(), CERT_ACCESS_STATE_PROP_ID, room, &length),
+        code(CRYPT_E_NOT_FOUND));
     EXPECT_EQ(length, 4u);
 }
 

@@ -6,7 +6,7 @@ namespace {
 
 enum class Kind { database, memory, collection };
 
-class Stores : public LayerTest, public testing::WithParamInterface<Kind> {
+class Stores : public HoldingTest, public testing::WithParamInterface<Kind> {
 protected:
     void SetUp() override {
         switch (GetParam()) {
@@ -26,16 +26,9 @@ protected:
         }
         ASSERT_TRUE(store);
     }
-    void TearDown() override {
-        store.reset();
-        LayerTest::TearDown();
-    }
-
     DWORD addError(const Bytes& encoding, DWORD disposition) {
-        return errorOf([&] { return static_cast<bool>(add(store, encoding, disposition)); });
+        return errorOf([&] { return add(store, encoding, disposition); });
     }
-
-    StoreHandle store;
 };
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Stores, testing::Values(Kind::database, Kind::memory, Kind::collection));
@@ -89,10 +82,10 @@ TEST_P(Stores, AWalkGoesOnWhileOthersAddAndDelete) {
     ASSERT_TRUE(CertDeleteCertificateFromStore(find(store, certificate(5)).release()));
     ASSERT_TRUE(add(store, certificate(6)));
     std::vector<Bytes> rest;
-    PCCERT_CONTEXT context = second.release();
-    while ((context = CertEnumCertificatesInStore(store.get(), context)) != nullptr)
-        rest.emplace_back(context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded);
-    EXPECT_EQ(rest, (std::vector<Bytes>{certificate(4), certificate(6)}));
+    PCCERT_CONTEXT at = second.release();
+    while ((at = CertEnumCertificatesInStore(store.get(), at)) != nullptr)
+        rest.push_back(encodingOf(at));
+    EXPECT_EQ(rest, certificates({4, 6}));
 }
 
 TEST_P(Stores, DeletingTwiceAndDeletingWhileWalking) {
@@ -101,9 +94,8 @@ TEST_P(Stores, DeletingTwiceAndDeletingWhileWalking) {
     ContextHandle one = find(store, certificate(1));
     ContextHandle same = find(store, certificate(1));
     EXPECT_TRUE(CertDeleteCertificateFromStore(one.release()));
-    EXPECT_EQ(errorOf([&] { return CertDeleteCertificateFromStore(same.release()) != FALSE; }),
-              code(CRYPT_E_NOT_FOUND));
-    EXPECT_EQ(all(store), std::vector<Bytes>{certificate(2)});
+    EXPECT_EQ(errorOf(CertDeleteCertificateFromStore, same.release()), code(CRYPT_E_NOT_FOUND));
+    EXPECT_EQ(all(store), certificates({2}));
 }
 
 TEST_P(Stores, SearchesFindWhatTheyAreAskedFor) {
@@ -128,71 +120,60 @@ TEST_P(Stores, SearchesFindWhatTheyAreAskedFor) {
     const struct {
         DWORD type;
         const void* parameter;
-        std::vector<unsigned> expected;
-        DWORD end;
+        std::vector<Bytes> expected;
+        DWORD end = code(CRYPT_E_NOT_FOUND);
     } rows[] = {
-        {CERT_FIND_ANY, nullptr, {1, 2, 3}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_PROPERTY, &keyInfo, {3}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_PROPERTY, &friendly, {}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_PROPERTY, &always, {1, 2, 3}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_CERT_ID, &id, {2}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_CERT_ID, &wrong, {}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_CERT_ID, &byKey, {1, 2, 3}, code(CRYPT_E_NOT_FOUND)}, // they share their key
-        {CERT_FIND_SHA1_HASH, &hash, {2}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_SUBJECT_NAME, &wanted.get()->pCertInfo->Subject, {2}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_SUBJECT_CERT, wanted.get()->pCertInfo, {2}, code(CRYPT_E_NOT_FOUND)},
-        {CERT_FIND_EXISTING, wanted.get(), {2}, code(CRYPT_E_NOT_FOUND)},
+        {CERT_FIND_ANY, nullptr, certificates({1, 2, 3})},
+        {CERT_FIND_PROPERTY, &keyInfo, certificates({3})},
+        {CERT_FIND_PROPERTY, &friendly, {}},
+        {CERT_FIND_PROPERTY, &always, certificates({1, 2, 3})},
+        {CERT_FIND_CERT_ID, &id, certificates({2})},
+        {CERT_FIND_CERT_ID, &wrong, {}},
+        {CERT_FIND_CERT_ID, &byKey, certificates({1, 2, 3})}, // they share their key
+        {CERT_FIND_SHA1_HASH, &hash, certificates({2})},
+        {CERT_FIND_SUBJECT_NAME, &wanted.get()->pCertInfo->Subject, certificates({2})},
+        {CERT_FIND_SUBJECT_CERT, wanted.get()->pCertInfo, certificates({2})},
+        {CERT_FIND_EXISTING, wanted.get(), certificates({2})},
         {CERT_FIND_CERT_ID, nullptr, {}, code(E_INVALIDARG)},
         {0x00070000, "text", {}, code(E_INVALIDARG)},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.type);
-        std::vector<Bytes> expected;
-        for (const unsigned number : row.expected)
-            expected.push_back(certificate(number));
         std::vector<Bytes> found;
-        PCCERT_CONTEXT context = nullptr;
-        while ((context = CertFindCertificateInStore(store.get(), 0x10001, 0, row.type, row.parameter,
-                                                     context)) != nullptr)
-            found.emplace_back(context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded);
+        PCCERT_CONTEXT at = nullptr;
+        while ((at = CertFindCertificateInStore(store.get(), 1, 0, row.type, row.parameter, at)) != nullptr)
+            found.push_back(encodingOf(at));
         EXPECT_EQ(GetLastError(), row.end);
-        EXPECT_EQ(found, expected);
+        EXPECT_EQ(found, row.expected);
     }
 }
 
 TEST_P(Stores, ContextsOutliveTheirStore) {
-    ContextHandle context = add(store, certificate(1));
+    context = add(store, certificate(1));
     ASSERT_TRUE(setFriendlyName(context.get(), L"still here"));
     EXPECT_EQ(context.get()->hCertStore, store.get());
     store.reset();
     EXPECT_EQ(friendlyName(context.get()), L"still here");
-    EXPECT_EQ(
-        Bytes(context.get()->pbCertEncoded, context.get()->pbCertEncoded + context.get()->cbCertEncoded),
-        certificate(1));
+    EXPECT_EQ(encodingOf(context.get()), certificate(1));
 }
 
 TEST_P(Stores, AddingAContextTakesItsPropertiesAlong) {
-    const Bytes& encoding = certificate(1);
-    ContextHandle loose(CertCreateCertificateContext(X509_ASN_ENCODING, encoding.data(),
-                                                     static_cast<DWORD>(encoding.size())));
+    ContextHandle loose = contextOf(certificate(1));
     ASSERT_TRUE(setFriendlyName(loose.get(), L"name"));
     ASSERT_TRUE(setKeyInfo(loose.get(), L"container"));
     ASSERT_TRUE(CertAddCertificateContextToStore(store.get(), loose.get(), CERT_STORE_ADD_NEW, nullptr));
-    const ContextHandle stored = find(store, encoding);
-    EXPECT_EQ(friendlyName(stored.get()), L"name");
-    EXPECT_EQ(property(stored.get(), CERT_KEY_SPEC_PROP_ID), (Bytes{AT_KEYEXCHANGE, 0, 0, 0}));
-    EXPECT_EQ(errorOf([&] { return CertDeleteCertificateFromStore(loose.release()) != FALSE; }),
-              code(E_INVALIDARG));
+    context = find(store, certificate(1));
+    EXPECT_EQ(friendlyName(context.get()), L"name");
+    EXPECT_EQ(property(context.get(), CERT_KEY_SPEC_PROP_ID), (Bytes{AT_KEYEXCHANGE, 0, 0, 0}));
+    EXPECT_EQ(errorOf(CertDeleteCertificateFromStore, loose.release()), code(E_INVALIDARG));
 }
 
 TEST_P(Stores, ContextsOfAnotherStoreAreNoPosition) {
-    const StoreHandle other = memoryStore();
-    ContextHandle foreign = add(other, certificate(1));
-    EXPECT_EQ(errorOf([&] { return CertEnumCertificatesInStore(store.get(), foreign.release()) != nullptr; }),
-              code(E_INVALIDARG));
+    ContextHandle foreign = add(memoryStore(), certificate(1));
+    EXPECT_EQ(errorOf(CertEnumCertificatesInStore, store.get(), foreign.release()), code(E_INVALIDARG));
 }
 
-class Collections : public LayerTest {};
+class Collections : public HoldingTest {};
 
 TEST_F(Collections, MembersAreShownByPriorityAndEachOnce) {
     const StoreHandle collection(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
@@ -203,22 +184,20 @@ TEST_F(Collections, MembersAreShownByPriorityAndEachOnce) {
     ASSERT_TRUE(CertAddStoreToCollection(collection.get(), low.get(), 0, 0));
     ASSERT_TRUE(add(low, certificate(1)));
     ASSERT_TRUE(add(high, certificate(2)));
-    EXPECT_EQ(all(collection), (std::vector<Bytes>{certificate(2), certificate(1)}));
-    EXPECT_EQ(errorOf([&] { return static_cast<bool>(add(collection, certificate(3))); }),
-              code(E_ACCESSDENIED))
+    EXPECT_EQ(all(collection), certificates({2, 1}));
+    EXPECT_EQ(errorOf([&] { return add(collection, certificate(3)); }), code(E_ACCESSDENIED))
         << "no member takes additions";
     const StoreHandle outer(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
     ASSERT_TRUE(CertAddStoreToCollection(outer.get(), collection.get(), 0, 0));
     for (const auto& [into, from] : {std::pair(collection.get(), outer.get()),
                                      std::pair(outer.get(), outer.get()), std::pair(low.get(), high.get())})
-        EXPECT_EQ(errorOf([&] { return CertAddStoreToCollection(into, from, 0, 0) != FALSE; }),
-                  DWORD{ERROR_INVALID_PARAMETER});
+        EXPECT_EQ(errorOf(CertAddStoreToCollection, into, from, 0, 0), DWORD{ERROR_INVALID_PARAMETER});
 }
 
 TEST_F(Collections, ClosingTellsOfLivingContextsWhenAsked) {
-    StoreHandle store = memoryStore();
-    const ContextHandle context = add(store, certificate(1));
-    EXPECT_EQ(errorOf([&] { return CertCloseStore(store.release(), CERT_CLOSE_STORE_CHECK_FLAG) != FALSE; }),
+    store = memoryStore();
+    context = add(store, certificate(1));
+    EXPECT_EQ(errorOf(CertCloseStore, store.release(), CERT_CLOSE_STORE_CHECK_FLAG),
               code(CRYPT_E_PENDING_CLOSE));
 }
 

@@ -33,7 +33,7 @@ protected:
         std::vector<std::pair<Bytes, unsigned>> seen;
         PCCERT_CONTEXT context = nullptr;
         while ((context = CertEnumCertificatesInStore(store.get(), context)) != nullptr)
-            seen.emplace_back(Bytes(context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded),
+            seen.emplace_back(encodingOf(context),
                               property(context, CERT_ACCESS_STATE_PROP_ID).value().at(0));
         return seen;
     }
@@ -63,11 +63,10 @@ TEST_F(SystemStores, OpeningTellsWhatExists) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.why);
-        EXPECT_EQ(errorOf([&] { return static_cast<bool>(openStore(row.name, row.flags)); }), row.expected);
+        EXPECT_EQ(errorOf([&] { return openStore(row.name, row.flags); }), row.expected);
     }
-    EXPECT_EQ(
-        errorOf([] { return CertOpenStore(WINCRYPT_POINTER(LPCSTR, 77), 0, 0, 0, nullptr) != nullptr; }),
-        DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(errorOf(CertOpenStore, WINCRYPT_POINTER(LPCSTR, 77), 0, 0, 0, nullptr),
+              DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_TRUE(all(openStore("ROOT")).empty());
     EXPECT_FALSE(std::filesystem::exists(userDatabase())) << "opening and reading make nothing";
     EXPECT_TRUE(add(openStore("Other"), certificate(1)));
@@ -103,17 +102,14 @@ TEST_F(SystemStores, WhatIsReadOnlyStaysAsItIs) {
     const StoreHandle ca = openStore("CA");
     const StoreHandle root = openStore("ROOT");
     const StoreHandle readOnly = openStore(L"CA", machineFlags | CERT_STORE_READONLY_FLAG);
-    EXPECT_EQ(errorOf([&] { return static_cast<bool>(add(readOnly, certificate(2))); }),
-              code(E_ACCESSDENIED));
+    EXPECT_EQ(errorOf([&] { return add(readOnly, certificate(2)); }), code(E_ACCESSDENIED));
     for (const auto& [store, encoding] : {std::pair(&ca, certificate(1)), std::pair(&root, trusted[0]),
                                           std::pair(&readOnly, certificate(1))}) {
         EXPECT_EQ(errorOf([&] { return setFriendlyName(find(*store, encoding).get(), L"x"); }),
                   code(E_ACCESSDENIED));
         EXPECT_EQ(errorOf([&] { return setKeyInfo(find(*store, encoding).get(), L"x"); }),
                   code(E_ACCESSDENIED));
-        EXPECT_EQ(errorOf([&] {
-                      return CertDeleteCertificateFromStore(find(*store, encoding).release()) != FALSE;
-                  }),
+        EXPECT_EQ(errorOf(CertDeleteCertificateFromStore, find(*store, encoding).release()),
                   code(E_ACCESSDENIED));
         EXPECT_TRUE(find(*store, encoding));
     }
@@ -133,8 +129,7 @@ TEST_F(SystemStores, AMachineDatabaseThatCantBeReadHidesNothingElse) {
     ASSERT_TRUE(add(openStore("ROOT"), certificate(2)));
     EXPECT_EQ(all(openStore("ROOT")), (std::vector<Bytes>{certificate(2), trusted[0], trusted[1]}));
     EXPECT_EQ(all(openStore(L"ROOT", machineFlags)), trusted);
-    EXPECT_EQ(errorOf([] { return static_cast<bool>(openStore(L"CA", machineFlags)); }),
-              DWORD{ERROR_FILE_CORRUPT});
+    EXPECT_EQ(errorOf([] { return openStore(L"CA", machineFlags); }), DWORD{ERROR_FILE_CORRUPT});
 }
 
 } // namespace

@@ -1,0 +1,201 @@
+// Many threads and processes at once, files that somebody else had in hand, entries that somebody edited.
+#include "layer_fixture.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+namespace layer_test {
+namespace {
+
+namespace fs = std::filesystem;
+using Faults = LayerTest;
+
+constexpr uid_t otherUser = 54321;
+
+void give(const fs::path& file) {
+    ASSERT_EQ(::chown(file.c_str(), otherUser, otherUser), 0) << "giving files away takes root";
+}
+
+void makeRandom() {
+    BYTE octets[16];
+    CryptGenRandom(openContainer(nullptr, CRYPT_VERIFYCONTEXT).get(), sizeof octets, octets);
+}
+
+bool listName(HCRYPTPROV provider, DWORD flags) {
+    BYTE name[64];
+    DWORD length = sizeof name;
+    return CryptGetProvParam(provider, PP_ENUMCONTAINERS, name, &length, flags) != FALSE;
+}
+
+// The number of children that didn't end well; one that hangs is ended by its alarm.
+int failedChildren(int count, const std::function<bool(int)>& body) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < count; ++i)
+        if (children.push_back(::fork()); children.back() == 0) {
+            ::alarm(5);
+            ::_exit(body(i) ? 0 : 1);
+        }
+    int failed = 0;
+    for (const pid_t child : children) {
+        int status = -1;
+        failed += ::waitpid(child, &status, 0) != child || status != 0;
+    }
+    return failed;
+}
+
+TEST_F(Faults, ForksWhileOtherThreadsAreInCalls) {
+    const ProviderHandle provider = newContainer("one", 512);
+    const auto calls = [&](int) { return makeRandom(), listName(provider.get(), CRYPT_FIRST); };
+    std::atomic<int> forking{2};
+    std::atomic<int> failed{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) // two of them fork at once
+        threads.emplace_back([&, i] {
+            for (int round = 0; i < 2 ? round < 15 : forking > 0; ++round)
+                failed += i < 2 ? failedChildren(1, calls) : !calls(0);
+            forking -= i < 2;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(failed, 0);
+}
+
+TEST_F(Faults, ManyProcessesMayMakeTheDatabaseAtOnce) {
+    certificate(1);
+    const auto child = [](int number) {
+        if (number % 2 == 0)
+            return static_cast<bool>(add(openStore("MY"), certificate(1), CERT_STORE_ADD_ALWAYS));
+        int good = 0;
+        while (good < 40 && openStore("MY"))
+            ++good;
+        return good == 40;
+    };
+    for (int round = 0; round < 20; ++round, fs::remove_all(profile.userHome()))
+        EXPECT_EQ(failedChildren(8, child), 0);
+}
+
+// Ends the process while threads are inside libcrypto; the last handler tells by the status whether the
+// database is whole without a log.
+[[noreturn]] void endAmongCalls(const fs::path& home) {
+    static const fs::path scratch = home;
+    std::atexit([] {
+        const bool whole = fs::exists(scratch / "user/user.db") && !fs::exists(scratch / "user/user.db-wal");
+        fs::remove_all(scratch);
+        if (!whole)
+            ::_exit(3);
+    });
+    openContainer("made", CRYPT_NEWKEYSET);
+    for (int i = 0; i < 3; ++i)
+        std::thread([] {
+            for (;;)
+                makeRandom();
+        }).detach();
+    ::usleep(5000);
+    std::exit(0);
+}
+
+TEST_F(Faults, TheEndOfAProcess) {
+    // A program of its own each time, in which nothing uses libcrypto before the layer.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (int round = 0; round < 6; ++round)
+        EXPECT_EXIT(endAmongCalls(profile.directory().path()), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Faults, WhatIsRefusedIsNotStored) {
+    Bytes damaged = certificate(1); // the last octet of its algorithm's identifier says that more follow
+    const Bytes algorithm = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x0B};
+    *(std::find_end(damaged.begin(), damaged.end(), algorithm.begin(), algorithm.end()) + 8) |= 0x80;
+    for (const bool inMemory : {false, true}) {
+        const StoreHandle store = inMemory ? memoryStore() : openStore("MY");
+        for (int i = 0; i < 2; ++i)
+            EXPECT_EQ(errorOf([&] { return add(store, damaged); }), code(CRYPT_E_ASN1_CORRUPT))
+                << inMemory << i;
+        EXPECT_TRUE(all(store).empty()) << inMemory;
+    }
+}
+
+TEST_F(Faults, ASearchMayGoOnByWhatTheFormerOneGave) {
+    const StoreHandle store = memoryStore();
+    test_support::CertificateFields longer; // lies differently in the memory that the first one left
+    longer.subject = test_support::commonName("Person 1");
+    longer.serial = Bytes(19, 0x11);
+    for (const Bytes& each :
+         {certificate(1), certificate(2), makeCertificate(longer, test_support::TestKey::shared())})
+        add(store, each);
+    PCCERT_CONTEXT first = CertEnumCertificatesInStore(store.get(), nullptr);
+    EXPECT_TRUE(ContextHandle(CertFindCertificateInStore(
+        store.get(), X509_ASN_ENCODING, 0, CERT_FIND_SUBJECT_NAME, &first->pCertInfo->Subject, first)));
+}
+
+TEST_F(Faults, KeyFilesThatAreNotTrusted) {
+    const fs::path key = profile.userHome() / "sealing.key";
+    std::ofstream(profile.file("k")) << std::string(32, 'x');
+    fs::permissions(profile.file("k"), fs::perms(0600));
+    const struct {
+        const char* why;
+        std::function<void()> make;
+    } rows[] = {
+        {"of another user", [&] { fs::copy(profile.file("k"), key), give(key); }},
+        {"behind a link", [&] { fs::create_symlink(profile.file("k"), key); }},
+        {"a pipe", [&] { EXPECT_EQ(::mkfifo(key.c_str(), 0600), 0); }},
+        {"in a directory for all", [&] { fs::permissions(profile.userHome(), fs::perms(01777)); }},
+    };
+    const auto refused = [](int) {
+        HCRYPTKEY made = 0;
+        return errorOf(CryptGenKey, openContainer(nullptr).get(), ALG_ID{AT_KEYEXCHANGE}, 512u << 16,
+                       &made) == DWORD{ERROR_ACCESS_DENIED};
+    };
+    for (const auto& row : rows) {
+        row.make();
+        EXPECT_EQ(failedChildren(1, refused), 0) << row.why;
+        fs::remove(key);
+    }
+}
+
+TEST_F(Faults, ADatabaseThatCannotBeWritten) {
+    const auto added = [](int number) {
+        return static_cast<bool>(add(openStore("MY"), certificate(number + 1u)));
+    };
+    certificate(1), certificate(2);
+    failedChildren(1, added);
+    sql(userDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
+    fs::permissions(profile.directory().path(), fs::perms(0755));
+    give(profile.userHome());
+    give(userDatabase());
+    const auto withMode = [&](unsigned mode) {
+        return fs::permissions(userDatabase(), fs::perms(mode)), added(1);
+    };
+    EXPECT_TRUE(inChild([&] { return !withMode(0400) && withMode(0600); }, otherUser)) << "as soon as it may";
+    std::ofstream(userDatabase() += "-journal") << "hot";
+    fs::permissions(profile.userHome(), fs::perms(0500));
+    EXPECT_TRUE(
+        inChild([] { return errorOf([] { return openStore("MY"); }) == ERROR_ACCESS_DENIED; }, otherUser))
+        << "a change that was cut off isn't shown as if it were whole";
+}
+
+TEST_F(Faults, EntriesThatWereEdited) {
+    const ProviderHandle provider = newContainer("a", 512);
+    HCRYPTKEY key = 0;
+    ASSERT_TRUE(CryptGenKey(provider.get(), AT_SIGNATURE, 512u << 16, &key));
+    newContainer("much longer", 512);
+    sql(userDatabase(),
+        "UPDATE key SET sealed = x'00' WHERE slot = 2; INSERT INTO container(name) VALUES(x'7a');"
+        "INSERT INTO key SELECT container, 3, 0, x'', x'', x'', x'' FROM key WHERE slot = 2");
+    EXPECT_EQ(errorOf(CryptGetUserKey, provider.get(), DWORD{AT_SIGNATURE}, &key),
+              code(NTE_KEYSET_ENTRY_BAD));
+    EXPECT_TRUE(CryptGetUserKey(openContainer("a").get(), AT_KEYEXCHANGE, &key)) << "the other key of it";
+    int names = 0;
+    while (names < 9 && listName(provider.get(), CRYPT_NEXT))
+        ++names;
+    EXPECT_EQ(names, 2);
+    openContainer("a", CRYPT_DELETEKEYSET);
+    EXPECT_EQ(errorOf(openContainer, "a", DWORD{0}), code(NTE_BAD_KEYSET));
+}
+
+} // namespace
+} // namespace layer_test
