@@ -46,7 +46,7 @@ std::vector<StateRow> const stateRows{
      3, "made by a newer release"},
     {"others may write it",
      [](fs::path const& file) { writeWhole(file, ""), fs::permissions(file, fs::perms{0666}); }, 4,
-     "others may write it"},
+     "others have rights to it"},
     {"a directory in its place", [](fs::path const& file) { fs::create_directory(file); }, 4,
      "not a regular file"},
 };
