@@ -256,7 +256,7 @@ typedef struct _CERT_CONTEXT {
     DWORD cbCertEncoded;
     PCERT_INFO pCertInfo;
     HCERTSTORE
-        hCertStore; // the handle through which the context was got, maybe closed since; null outside a store
+    hCertStore; // the handle through which the context was got, maybe closed since; null outside a store
 } CERT_CONTEXT, *PCERT_CONTEXT;
 typedef const CERT_CONTEXT* PCCERT_CONTEXT;
 
@@ -345,8 +345,8 @@ WINCRYPT_API BOOL WINAPI CryptEnumProvidersA(DWORD dwIndex, DWORD* pdwReserved, 
                                              DWORD* pdwProvType, LPSTR szProvName, DWORD* pcbProvName);
 
 // Reads PP_NAME, PP_CONTAINER, PP_UNIQUE_CONTAINER (text with its terminating zero), PP_PROVTYPE, PP_IMPTYPE,
-// PP_VERSION (DWORD), or PP_ENUMCONTAINERS with CRYPT_FIRST and then CRYPT_NEXT (or 0). The size that the latter
-// gives is room enough for every name, and a name that is given leaves the length word alone. Errors:
+// PP_VERSION (DWORD), or PP_ENUMCONTAINERS with CRYPT_FIRST and then CRYPT_NEXT (or 0). The size that the
+// latter gives is room enough for every name, and a name that is given leaves the length word alone. Errors:
 // NTE_BAD_TYPE, NTE_BAD_FLAGS, ERROR_NO_MORE_ITEMS.
 WINCRYPT_API BOOL WINAPI CryptGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pdwDataLen,
                                            DWORD dwFlags);

@@ -11,8 +11,8 @@ std::string encodeObjectID(unsigned long const* arcs, unsigned int count);
 bool equalsObjectID(unsigned char const* content, unsigned long length, unsigned long const* arcs,
                     unsigned int count);
 
-// The dotted decimal form of content octets, also of arcs that no number type holds; empty for an arc of more than 586
-// octets.
+// The dotted decimal form of content octets, also of arcs that no number type holds; empty for an arc of more
+// than 586 octets.
 std::string dottedObjectID(unsigned char const* content, unsigned long length);
 
 } // namespace tvk
