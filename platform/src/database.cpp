@@ -147,7 +147,7 @@ std::unique_ptr<Connection> Database::openExisting() {
         auto connection = std::make_unique<Connection>(path_, mode);
         if (mode == Connection::Mode::readWrite)
             // With a rollback journal, FULL leaves open whether the journal's removal outlives a power loss.
-            connection->execute("PRAGMA synchronous = EXTRA");
+            connection->execute("PRAGMA synchronous = EXTRA; PRAGMA journal_size_limit = 4194304");
         connection->execute("PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON");
         connection->number(
             "PRAGMA schema_version"); // reads the file, so that what is wrong with it shows here
@@ -266,12 +266,12 @@ Stamp Database::stamp() {
         return stamp;
     // The header stands twice; a writer fills the second copy first. Unequal copies are a change under way.
     constexpr std::size_t words = std::tuple_size_v<decltype(stamp.words)>;
+    const auto word = [&](std::size_t place) { return __atomic_load_n(index + place, __ATOMIC_ACQUIRE); };
     for (std::size_t i = 0; i < words; ++i)
-        stamp.words[i] = index[i];
-    std::atomic_thread_fence(std::memory_order_acquire);
+        stamp.words[i] = word(i);
     stamp.known = true;
     for (std::size_t i = 0; i < words; ++i)
-        stamp.known = stamp.known && index[words + i] == stamp.words[i];
+        stamp.known = stamp.known && word(words + i) == stamp.words[i];
     return stamp;
 }
 

@@ -86,6 +86,9 @@ Connection::Connection(std::string path, Mode mode) : path_(std::move(path)), mo
         sqlite3_close_v2(database_);
         failSqlite(result, path_, cause.c_str());
     }
+    // Reading must change nothing, and SQLite would make the log and remove it again: it stays, and empty.
+    int keepFile = 1;
+    sqlite3_file_control(database_, "main", SQLITE_FCNTL_PERSIST_WAL, &keepFile);
     sqlite3_busy_handler(database_, waitBusy, nullptr);
     sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);

@@ -84,7 +84,8 @@ TEST_F(Faults, ManyProcessesMayMakeTheDatabaseAtOnce) {
 [[noreturn]] void endAmongCalls(const fs::path& home) {
     static const fs::path scratch = home;
     std::atexit([] {
-        const bool whole = fs::exists(scratch / "user/user.db") && !fs::exists(scratch / "user/user.db-wal");
+        std::error_code none;
+        const bool whole = fs::file_size(scratch / "user/user.db-wal", none) == 0;
         fs::remove_all(scratch);
         if (!whole)
             ::_exit(3);
@@ -151,6 +152,8 @@ TEST_F(Faults, KeyFilesThatAreNotTrusted) {
                        &made) == DWORD{ERROR_ACCESS_DENIED};
     };
     for (const auto& row : rows) {
+        if (&row == &rows[0] && ::geteuid() != 0)
+            continue; // giving a file away takes root
         row.make();
         EXPECT_EQ(failedChildren(1, refused), 0) << row.why;
         fs::remove(key);
@@ -165,16 +168,18 @@ TEST_F(Faults, ADatabaseThatCannotBeWritten) {
     failedChildren(1, added);
     sql(userDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
     fs::permissions(profile.directory().path(), fs::perms(0755));
-    give(profile.userHome());
-    give(userDatabase());
+    // Modes don't hold back root.
+    const bool isRoot = ::geteuid() == 0;
+    const uid_t user = isRoot ? otherUser : 0;
+    if (isRoot)
+        give(profile.userHome()), give(userDatabase());
     const auto withMode = [&](unsigned mode) {
         return fs::permissions(userDatabase(), fs::perms(mode)), added(1);
     };
-    EXPECT_TRUE(inChild([&] { return !withMode(0400) && withMode(0600); }, otherUser)) << "as soon as it may";
+    EXPECT_TRUE(inChild([&] { return !withMode(0400) && withMode(0600); }, user)) << "as soon as it may";
     std::ofstream(userDatabase() += "-journal") << "hot";
     fs::permissions(profile.userHome(), fs::perms(0500));
-    EXPECT_TRUE(
-        inChild([] { return errorOf([] { return openStore("MY"); }) == ERROR_ACCESS_DENIED; }, otherUser))
+    EXPECT_TRUE(inChild([] { return errorOf([] { return openStore("MY"); }) == ERROR_ACCESS_DENIED; }, user))
         << "a change that was cut off isn't shown as if it were whole";
 }
 
