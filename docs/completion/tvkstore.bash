@@ -12,12 +12,16 @@ _tvkstore() {
         mapfile -t COMPREPLY < <(compgen -W "MY CA ROOT UserDS" -- "$current")
         return
         ;;
-    --module | --cert | --out)
+    --module | --cert | --public-key | --in | --out | --signature)
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
-    --provider | --label | --serial | --issuer)
+    --digest)
+        mapfile -t COMPREPLY < <(compgen -W "md5 sha1 sha224 sha256 sha384 sha512" -- "$current")
+        return
+        ;;
+    --provider | --label | --subject | --serial | --issuer)
         return
         ;;
     esac
@@ -25,7 +29,7 @@ _tvkstore() {
     local word command=
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-        providers | list | show | random)
+        providers | list | show | find | sign | verify | encrypt | decrypt | random)
             command=$word
             break
             ;;
@@ -34,9 +38,13 @@ _tvkstore() {
 
     local words
     case $command in
-    "") words="providers list show random --version $everywhere" ;;
+    "") words="providers list show find sign verify encrypt decrypt random --version $everywhere" ;;
     list) words="--keys $everywhere" ;;
     show) words="--keys $item $everywhere" ;;
+    find) words="$item --subject --public-key $everywhere" ;;
+    sign) words="$item --digest --in --out --force $everywhere" ;;
+    verify) words="$item --digest --in --signature $everywhere" ;;
+    encrypt | decrypt) words="$item --in --out --force $everywhere" ;;
     random) words="--out --hex --force $everywhere" ;;
     *) words=$everywhere ;;
     esac

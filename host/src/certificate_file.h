@@ -8,4 +8,7 @@ namespace tvkstore {
 // that can't be read or doesn't hold exactly one.
 std::string readCertificateFile(std::string const& path);
 
+// The same for a SubjectPublicKeyInfo; "PUBLIC KEY" in PEM.
+std::string readPublicKeyFile(std::string const& path);
+
 } // namespace tvkstore

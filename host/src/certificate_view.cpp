@@ -3,6 +3,7 @@
 #include "bytes.h"
 #include "failure.h"
 #include "serial_number.h"
+#include "toolkit_bytes.h"
 
 #include <tvkcore/asn/tvkasnutility.h>
 
@@ -73,7 +74,7 @@ CertificateView viewCertificate(TVKCertItem const& item) {
     view.serial = serialText(serialOctets);
     view.notBefore = rfc3339(content.validity.notBefore);
     view.notAfter = rfc3339(content.validity.notAfter);
-    view.encoding.assign(reinterpret_cast<char const*>(encoding.getValue()), encoding.getLength());
+    view.encoding = bytesOf(encoding);
     view.sha1 = fingerprint("SHA1", view.encoding);
     return view;
 }

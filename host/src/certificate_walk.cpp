@@ -1,8 +1,9 @@
 #include "certificate_walk.h"
 
 #include "module_failure.h"
+#include "toolkit_bytes.h"
 
-#include <set>
+#include <memory>
 
 namespace tvkstore {
 
@@ -11,7 +12,7 @@ namespace {
 // One walk over items that hold a certificate. The iterator stands behind the item that failed, so the walk
 // can go on.
 template <typename Next, typename Visit, typename Fail>
-void walkItems(Next const& next, Visit const& visit, Fail const& fail) {
+void walkItems(Next const& next, Visit const& visit, Fail&& fail) {
     for (;;) {
         try {
             std::unique_ptr<std::remove_pointer_t<decltype(next())>> const item(next());
@@ -25,8 +26,60 @@ void walkItems(Next const& next, Visit const& visit, Fail const& fail) {
     }
 }
 
-std::string bytesOf(TVKBuffer const& buffer) {
-    return {reinterpret_cast<char const*>(buffer.getValue()), buffer.getLength()};
+// Reports what can't be read, and remembers that there was something.
+class Reporter {
+public:
+    explicit Reporter(Session& session) : session_(session) { session.relayLayerLog(); }
+
+    void operator()(TVKException const& exception) {
+        complete_ = false;
+        session_.relayLayerLog();
+        report(moduleFailure("a certificate of store " + session_.options().store + " can't be read",
+                             exception));
+    }
+
+    // A damaged entry that the layer passed by, and a store that failed in the middle, look like nothing in
+    // the walk.
+    bool finish() { return !session_.relayLayerLog() && complete_; }
+
+private:
+    Session& session_;
+    bool complete_ = true;
+};
+
+} // namespace
+
+bool walkCertificates(Session& session, TVKCspManager& store, Certificates which,
+                      std::function<void(CertificateView const&)> const& visit) {
+    if (which == Certificates::withKey) {
+        return walkKeyItems(session, store,
+                            [&](CertificateView const& view, TVKKeyCertItem const&) { visit(view); });
+    }
+    Reporter reporter(session);
+    std::set<std::string> const withKey = encodingsWithKey(store);
+    std::unique_ptr<TVKCspManager::Iterator> const iterator(store.getCertIterator());
+    walkItems([&] { return store.getNextCertItem(*iterator); },
+              [&](TVKCertItem const& item) {
+                  CertificateView view = viewCertificate(item);
+                  view.hasKey = withKey.contains(view.encoding);
+                  visit(view);
+              },
+              reporter);
+    return reporter.finish();
+}
+
+bool walkKeyItems(Session& session, TVKCspManager& store,
+                  std::function<void(CertificateView const&, TVKKeyCertItem const&)> const& visit) {
+    Reporter reporter(session);
+    std::unique_ptr<TVKCspManager::Iterator> const iterator(store.getKeyCertIterator());
+    walkItems([&] { return store.getNextKeyCertItem(*iterator); },
+              [&](TVKKeyCertItem const& item) {
+                  CertificateView view = viewCertificate(item.getCertItem());
+                  view.hasKey = true;
+                  visit(view, item);
+              },
+              reporter);
+    return reporter.finish();
 }
 
 std::set<std::string> encodingsWithKey(TVKCspManager& store) {
@@ -34,46 +87,9 @@ std::set<std::string> encodingsWithKey(TVKCspManager& store) {
     std::set<std::string> encodings;
     // What fails here fails in the walk over all certificates as well, which reports it.
     walkItems([&] { return store.getNextKeyCertItem(*iterator); },
-              [&](TVKKeyCertItem const& item) { encodings.insert(bytesOf(item.getCertificateDER())); },
+              [&](TVKKeyCertItem const& item) { encodings.emplace(bytesOf(item.getCertificateDER())); },
               [](TVKException const&) {});
     return encodings;
-}
-
-} // namespace
-
-bool walkCertificates(Session& session, TVKCspManager& store, Certificates which,
-                      std::function<void(CertificateView const&)> const& visit) {
-    bool complete = true;
-    auto const fail = [&](TVKException const& exception) {
-        complete = false;
-        session.relayLayerLog();
-        report(
-            moduleFailure("a certificate of store " + session.options().store + " can't be read", exception));
-    };
-    session.relayLayerLog();
-    if (which == Certificates::withKey) {
-        std::unique_ptr<TVKCspManager::Iterator> const iterator(store.getKeyCertIterator());
-        walkItems([&] { return store.getNextKeyCertItem(*iterator); },
-                  [&](TVKKeyCertItem const& item) {
-                      CertificateView view = viewCertificate(item.getCertItem());
-                      view.hasKey = true;
-                      visit(view);
-                  },
-                  fail);
-    } else {
-        std::set<std::string> const withKey = encodingsWithKey(store);
-        std::unique_ptr<TVKCspManager::Iterator> const iterator(store.getCertIterator());
-        walkItems([&] { return store.getNextCertItem(*iterator); },
-                  [&](TVKCertItem const& item) {
-                      CertificateView view = viewCertificate(item);
-                      view.hasKey = withKey.contains(view.encoding);
-                      visit(view);
-                  },
-                  fail);
-    }
-    // A damaged entry that the layer passed by, and a store that failed in the middle, look like nothing
-    // here.
-    return !session.relayLayerLog() && complete;
 }
 
 } // namespace tvkstore

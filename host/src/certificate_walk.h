@@ -4,6 +4,8 @@
 #include "session.h"
 
 #include <functional>
+#include <set>
+#include <string>
 
 namespace tvkstore {
 
@@ -13,5 +15,12 @@ enum class Certificates { all, withKey };
 // standard error and passed over. True when all could be read.
 bool walkCertificates(Session& session, TVKCspManager& store, Certificates which,
                       std::function<void(CertificateView const&)> const& visit);
+
+// The same for the items with a private key. An item's key is a reference to the one that the provider holds.
+bool walkKeyItems(Session& session, TVKCspManager& store,
+                  std::function<void(CertificateView const&, TVKKeyCertItem const&)> const& visit);
+
+// The encodings of the certificates with a private key that can be read.
+std::set<std::string> encodingsWithKey(TVKCspManager& store);
 
 } // namespace tvkstore

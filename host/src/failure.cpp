@@ -9,7 +9,7 @@
 namespace tvkstore {
 
 Failure::Failure(ExitCode exitCode, std::string const& message, std::vector<std::string> hints)
-    : std::runtime_error(message), m_exitCode(exitCode), m_hints(std::move(hints)) {}
+    : std::runtime_error(message), exitCode_(exitCode), hints_(std::move(hints)) {}
 
 Failure systemFailure(std::string const& object, int errorNumber) {
     bool const refused = errorNumber == EACCES || errorNumber == EPERM || errorNumber == EROFS;

@@ -13,12 +13,12 @@ class Failure : public std::runtime_error {
 public:
     Failure(ExitCode exitCode, std::string const& message, std::vector<std::string> hints = {});
 
-    ExitCode exitCode() const { return m_exitCode; }
-    std::vector<std::string> const& hints() const { return m_hints; }
+    ExitCode exitCode() const { return exitCode_; }
+    std::vector<std::string> const& hints() const { return hints_; }
 
 private:
-    ExitCode m_exitCode;
-    std::vector<std::string> m_hints;
+    ExitCode exitCode_;
+    std::vector<std::string> hints_;
 };
 
 // The failure of a call of the operating system on `object`: refused where permissions are the cause.

@@ -11,54 +11,54 @@ void ItemName::define(CLI::App& command) {
     auto const add = [&command](char const* option, std::string& value, char const* type, char const* text) {
         command.add_option(option, value, text)->type_name(type)->check(checkNotEmpty);
     };
-    add("--label", m_label, "TEXT", "the item's name as it is listed, or its whole label");
-    add("--serial", m_serial, "HEX", "the serial number in hexadecimal digits, with --issuer");
-    add("--issuer", m_issuer, "NAME", "the issuer as it is listed, with --serial");
-    add("--cert", m_certificateFile, "FILE", "a file with the item's certificate, PEM or DER");
+    add("--label", label_, "TEXT", "the item's name as it is listed, or its whole label");
+    add("--serial", serial_, "HEX", "the serial number in hexadecimal digits, with --issuer");
+    add("--issuer", issuer_, "NAME", "the issuer as it is listed, with --serial");
+    add("--cert", certificateFile_, "FILE", "a file with the item's certificate, PEM or DER");
 }
 
 void ItemName::check() {
-    bool const bySerial = !m_serial.empty() || !m_issuer.empty();
-    int const ways = int{!m_label.empty()} + int{bySerial} + int{!m_certificateFile.empty()};
+    bool const bySerial = !serial_.empty() || !issuer_.empty();
+    int const ways = int{!label_.empty()} + int{bySerial} + int{!certificateFile_.empty()};
     if (ways != 1) {
         throw Failure(ExitCode::usage,
                       ways == 0 ? "no item is named" : "the item is named in more than one way",
                       {"an item is named by --label, by --serial with --issuer, or by --cert"});
     }
     if (bySerial) {
-        if (m_serial.empty() || m_issuer.empty()) {
+        if (serial_.empty() || issuer_.empty()) {
             throw Failure(ExitCode::usage, "--serial and --issuer go together");
         }
-        std::optional<std::string> const serial = parseSerial(m_serial);
+        std::optional<std::string> const serial = parseSerial(serial_);
         if (!serial) {
             throw Failure(ExitCode::usage,
-                          "--serial: \"" + m_serial + "\" isn't a number in hexadecimal digits");
+                          "--serial: \"" + serial_ + "\" isn't a number in hexadecimal digits");
         }
-        m_serial = *serial;
+        serial_ = *serial;
     }
-    if (!m_certificateFile.empty()) {
-        m_encoding = readCertificateFile(m_certificateFile);
+    if (!certificateFile_.empty()) {
+        encoding_ = readCertificateFile(certificateFile_);
     }
 }
 
 bool ItemName::names(CertificateView const& view) const {
-    if (!m_label.empty()) {
-        return view.label == m_label || view.name == m_label;
+    if (!label_.empty()) {
+        return view.label == label_ || view.name == label_;
     }
-    if (!m_serial.empty()) {
-        return view.serial == m_serial && view.issuer == m_issuer;
+    if (!serial_.empty()) {
+        return view.serial == serial_ && view.issuer == issuer_;
     }
-    return view.encoding == m_encoding;
+    return view.encoding == encoding_;
 }
 
 std::string ItemName::description() const {
-    if (!m_label.empty()) {
-        return "with label " + m_label;
+    if (!label_.empty()) {
+        return "with label " + label_;
     }
-    if (!m_serial.empty()) {
-        return "with serial number " + m_serial + " of " + m_issuer;
+    if (!serial_.empty()) {
+        return "with serial number " + serial_ + " of " + issuer_;
     }
-    return "equal to that of " + m_certificateFile;
+    return "equal to that of " + certificateFile_;
 }
 
 } // namespace tvkstore

@@ -19,15 +19,18 @@ public:
 
     bool names(CertificateView const& view) const;
 
+    // The encoding of the certificate that names the item; empty when it is named in another way.
+    std::string const& certificate() const { return encoding_; }
+
     // For messages: "with label x".
     std::string description() const;
 
 private:
-    std::string m_label;
-    std::string m_serial;
-    std::string m_issuer;
-    std::string m_certificateFile;
-    std::string m_encoding;
+    std::string label_;
+    std::string serial_;
+    std::string issuer_;
+    std::string certificateFile_;
+    std::string encoding_;
 };
 
 } // namespace tvkstore

@@ -26,15 +26,15 @@ LayerLog::LayerLog() {
         return;
     }
     std::string target = kToStandardError;
-    m_file = ::memfd_create("tvkstore-log", MFD_CLOEXEC);
-    if (m_file >= 0) {
-        std::string const path = "/proc/self/fd/" + std::to_string(m_file);
+    file_ = ::memfd_create("tvkstore-log", MFD_CLOEXEC);
+    if (file_ >= 0) {
+        std::string const path = "/proc/self/fd/" + std::to_string(file_);
         if (::access(path.c_str(), W_OK) == 0) {
             target = path;
         } else {
             // Without that file system the lines go straight to standard error, and their number isn't known.
-            ::close(m_file);
-            m_file = -1;
+            ::close(file_);
+            file_ = -1;
         }
     }
     if (::setenv(kVariable, target.c_str(), 1) != 0) {
@@ -48,8 +48,8 @@ LayerLog::~LayerLog() {
     } catch (std::bad_alloc const&) {
         std::cerr << "tvkstore: error: out of memory\n";
     }
-    if (m_file >= 0) {
-        ::close(m_file);
+    if (file_ >= 0) {
+        ::close(file_);
     }
 }
 
@@ -57,17 +57,17 @@ bool LayerLog::relay() {
     std::string text;
     std::array<char, 4096> part{};
     for (;;) {
-        ssize_t const count = m_file < 0 ? 0 : ::pread(m_file, part.data(), part.size(), m_read);
+        ssize_t const count = file_ < 0 ? 0 : ::pread(file_, part.data(), part.size(), read_);
         if (count <= 0) {
             break;
         }
         text.append(part.data(), static_cast<std::size_t>(count));
-        m_read += count;
+        read_ += count;
     }
     for (std::size_t begin = 0; begin < text.size();) {
         std::size_t const end = std::min(text.find('\n', begin), text.size() - 1) + 1;
         std::string const line = text.substr(begin, end - begin);
-        if (m_told.insert(line).second) {
+        if (told_.insert(line).second) {
             std::cerr << line;
         }
         begin = end;

@@ -21,9 +21,9 @@ public:
     bool relay();
 
 private:
-    int m_file = -1;
-    off_t m_read = 0;
-    std::set<std::string> m_told;
+    int file_ = -1;
+    off_t read_ = 0;
+    std::set<std::string> told_;
 };
 
 } // namespace tvkstore

@@ -11,6 +11,12 @@ namespace tvkstore {
 struct FreeCryptoObject {
     void operator()(BIO* object) const noexcept { BIO_free(object); }
     void operator()(X509* object) const noexcept { X509_free(object); }
+    void operator()(X509_NAME* object) const noexcept { X509_NAME_free(object); }
+    void operator()(ASN1_OBJECT* object) const noexcept { ASN1_OBJECT_free(object); }
+    void operator()(ASN1_TYPE* object) const noexcept { ASN1_TYPE_free(object); }
+    void operator()(ASN1_INTEGER* object) const noexcept { ASN1_INTEGER_free(object); }
+    void operator()(BIGNUM* object) const noexcept { BN_free(object); }
+    void operator()(EVP_PKEY* object) const noexcept { EVP_PKEY_free(object); }
 };
 
 template <typename T>

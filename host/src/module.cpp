@@ -13,9 +13,9 @@ constexpr char kEntry[] = "tvkbridge";
 
 } // namespace
 
-Module::Module(std::string const& name) : m_name(name.c_str()) {
+Module::Module(std::string const& name) : name_(name.c_str()) {
     try {
-        TVKLibraryManager::loadLibrary(m_name);
+        TVKLibraryManager::loadLibrary(name_);
     } catch (TVKException const& exception) {
         throw Failure(ExitCode::failed,
                       std::string(exception.what()) + " (code " + std::to_string(exception.getCode()) + ')',
@@ -25,7 +25,7 @@ Module::Module(std::string const& name) : m_name(name.c_str()) {
 
 Module::~Module() {
     try {
-        TVKLibraryManager::unloadLibrary(m_name);
+        TVKLibraryManager::unloadLibrary(name_);
     } catch (TVKException const& exception) {
         report(moduleFailure("can't unload the module", exception));
     }
@@ -34,7 +34,7 @@ Module::~Module() {
 std::unique_ptr<TVKCAPIManager> Module::makeManager() const {
     TVKLibraryManager::LibraryFunction const function = TVKLibraryManager::getLibEntry(kEntry);
     if (function == nullptr) {
-        throw Failure(ExitCode::failed, std::string(m_name.view()) + ": the library doesn't offer " + kEntry);
+        throw Failure(ExitCode::failed, std::string(name_.view()) + ": the library doesn't offer " + kEntry);
     }
     return attempt("can't start the module", [&] {
         return std::unique_ptr<TVKCAPIManager>(static_cast<TVKCAPIManager*>(function(nullptr)));

@@ -20,7 +20,7 @@ public:
     std::unique_ptr<TVKCAPIManager> makeManager() const;
 
 private:
-    TVKString m_name;
+    TVKString name_;
 };
 
 } // namespace tvkstore

@@ -21,7 +21,7 @@ struct SystemCode {
 };
 
 constexpr char kLookAtFile[] =
-    "if a line of the layer above names a file: it must be yours, and writable by nobody else";
+    "if a line of the layer above names a file: it must be yours, and nobody else may have rights to it";
 constexpr char kRestore[] =
     "nothing was overwritten: restore what the layer's line above names from a backup";
 constexpr char kPin[] = "docs/errors.md tells where the PIN is taken from";

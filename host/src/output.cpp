@@ -28,8 +28,8 @@ void writeAll(int descriptor, std::string_view bytes, std::string const& object)
 }
 
 void Output::write(std::string_view bytes) {
-    m_buffer += bytes;
-    if (m_buffer.size() >= kBufferSize) {
+    buffer_ += bytes;
+    if (buffer_.size() >= kBufferSize) {
         flush();
     }
 }
@@ -44,8 +44,8 @@ void Output::finish() {
 bool Output::isTerminal() const { return ::isatty(STDOUT_FILENO) == 1; }
 
 void Output::flush() {
-    writeAll(STDOUT_FILENO, m_buffer, kStandardOutput);
-    m_buffer.clear();
+    writeAll(STDOUT_FILENO, buffer_, kStandardOutput);
+    buffer_.clear();
 }
 
 } // namespace tvkstore

@@ -28,7 +28,7 @@ public:
 private:
     void flush();
 
-    std::string m_buffer;
+    std::string buffer_;
 };
 
 } // namespace tvkstore

@@ -67,14 +67,14 @@ std::string resolve(std::string const& path) {
 
 } // namespace
 
-OutputFile::OutputFile(std::string const& path, bool force) : m_path(path), m_force(force) {
+OutputFile::OutputFile(std::string const& path, bool force) : path_(path), force_(force) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) == 0) {
         if (!force) {
             throw exists(path);
         }
-        m_path = resolve(path);
-        if (::stat(m_path.c_str(), &status) != 0) {
+        path_ = resolve(path);
+        if (::stat(path_.c_str(), &status) != 0) {
             throw systemFailure(path, errno);
         }
         if (!S_ISREG(status.st_mode)) {
@@ -83,41 +83,41 @@ OutputFile::OutputFile(std::string const& path, bool force) : m_path(path), m_fo
     } else if (errno != ENOENT) {
         throw systemFailure(path, errno);
     }
-    std::size_t const slash = m_path.rfind('/');
-    m_folder = slash == std::string::npos ? "." : m_path.substr(0, slash + 1);
-    m_temporary = m_folder + "/.tvkstore-XXXXXX";
-    m_file = ::mkostemp(m_temporary.data(), O_CLOEXEC);
-    if (m_file < 0) {
+    std::size_t const slash = path_.rfind('/');
+    folder_ = slash == std::string::npos ? "." : path_.substr(0, slash + 1);
+    temporary_ = folder_ + "/.tvkstore-XXXXXX";
+    file_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
+    if (file_ < 0) {
         throw systemFailure(path, errno);
     }
-    watch(m_temporary);
+    watch(temporary_);
 }
 
 OutputFile::~OutputFile() {
     s_isUnfinished = 0;
-    if (m_file >= 0) {
-        ::close(m_file);
+    if (file_ >= 0) {
+        ::close(file_);
     }
-    if (!m_temporary.empty()) {
-        ::unlink(m_temporary.c_str());
+    if (!temporary_.empty()) {
+        ::unlink(temporary_.c_str());
     }
 }
 
-void OutputFile::write(std::string_view bytes) { writeAll(m_file, bytes, m_path); }
+void OutputFile::write(std::string_view bytes) { writeAll(file_, bytes, path_); }
 
 void OutputFile::finish() {
-    int const file = std::exchange(m_file, -1);
+    int const file = std::exchange(file_, -1);
     int failed = ::fsync(file) == 0 ? 0 : errno;
     if (::close(file) != 0 && failed == 0) {
         failed = errno;
     }
     if (failed != 0) {
-        throw systemFailure(m_path, failed);
+        throw systemFailure(path_, failed);
     }
     put();
     s_isUnfinished = 0;
-    m_temporary.clear();
-    int const folder = ::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    temporary_.clear();
+    int const folder = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     // Some file systems can't sync a folder, and one may be written without being readable: the file itself
     // is safe.
     if (folder >= 0) {
@@ -128,23 +128,23 @@ void OutputFile::finish() {
 
 // Between the check and now another program may have made the file.
 void OutputFile::put() {
-    if (!m_force) {
-        if (::renameat2(AT_FDCWD, m_temporary.c_str(), AT_FDCWD, m_path.c_str(), RENAME_NOREPLACE) == 0) {
+    if (!force_) {
+        if (::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) {
             return;
         }
         if (errno == EEXIST) {
-            throw exists(m_path);
+            throw exists(path_);
         }
         if (errno != EINVAL && errno != ENOSYS) {
-            throw systemFailure(m_path, errno);
+            throw systemFailure(path_, errno);
         }
         // A file system without that call.
-        if (::access(m_path.c_str(), F_OK) == 0) {
-            throw exists(m_path);
+        if (::access(path_.c_str(), F_OK) == 0) {
+            throw exists(path_);
         }
     }
-    if (::rename(m_temporary.c_str(), m_path.c_str()) != 0) {
-        throw systemFailure(m_path, errno);
+    if (::rename(temporary_.c_str(), path_.c_str()) != 0) {
+        throw systemFailure(path_, errno);
     }
 }
 

@@ -23,11 +23,11 @@ public:
 private:
     void put();
 
-    std::string m_path;
-    std::string m_folder;
-    std::string m_temporary;
-    int m_file = -1;
-    bool m_force;
+    std::string path_;
+    std::string folder_;
+    std::string temporary_;
+    int file_ = -1;
+    bool force_;
 };
 
 } // namespace tvkstore

@@ -18,56 +18,56 @@ constexpr char kDescription[] =
     "tvkstore: certificates and keys of the system stores, through the module tvkbridge";
 
 constexpr char kExitCodes[] =
-    "Exit codes: 0 done, 1 no (not found), 2 wrong usage, 3 failed, 4 refused (permission, PIN,\n"
-    "cancelled), 5 damaged. \"tvkstore COMMAND --help\" tells more of a command.";
+    "Exit codes: 0 done, 1 no (not found, does not verify), 2 wrong usage, 3 failed, 4 refused\n"
+    "(permission, PIN, cancelled), 5 damaged. \"tvkstore COMMAND --help\" tells more of a command.";
 
 constexpr char kGlobalOptionsToo[] = "\"tvkstore --help\" tells the options that go with every command.";
 
 class CommandLine {
 public:
-    CommandLine() : m_app(kDescription, "tvkstore") {
+    CommandLine() : app_(kDescription, "tvkstore") {
         // Global options may stand behind the command too.
-        m_app.fallthrough();
-        m_app.require_subcommand(1);
-        m_app.set_help_flag("-h,--help", "show this text");
-        m_app.set_version_flag("--version", "tvkstore " TVKSTORE_VERSION, "show the version");
-        auto const formatter = m_app.get_formatter();
+        app_.fallthrough();
+        app_.require_subcommand(1);
+        app_.set_help_flag("-h,--help", "show this text");
+        app_.set_version_flag("--version", "tvkstore " TVKSTORE_VERSION, "show the version");
+        auto const formatter = app_.get_formatter();
         formatter->column_width(26);
         formatter->label("SUBCOMMAND", "COMMAND");
         formatter->label("Positionals", "Arguments");
         formatter->label("REQUIRED", "");
-        m_app.footer(kExitCodes);
-        defineGlobalOptions(m_app, m_options);
+        app_.footer(kExitCodes);
+        defineGlobalOptions(app_, options_);
         for (Command const& command : commands()) {
-            CLI::App* const part = m_app.add_subcommand(command.name, command.summary);
+            CLI::App* const part = app_.add_subcommand(command.name, command.summary);
             part->group("Commands");
             part->footer(kGlobalOptionsToo);
             Work const work = command.define(*part);
-            part->final_callback([this, work] { m_work = work; });
+            part->final_callback([this, work] { work_ = work; });
         }
     }
 
     // The chosen work; none when a text was asked for, which then stands in `text`.
     Work parse(int argc, char const* const* argv, std::string& text) {
         try {
-            m_app.parse(argc, argv);
+            app_.parse(argc, argv);
         } catch (CLI::CallForHelp const&) {
-            text = m_app.help();
+            text = app_.help();
         } catch (CLI::CallForVersion const& version) {
             text = std::string(version.what()) + '\n';
         } catch (CLI::ParseError const& error) {
             throw usageFailure(error);
         }
-        return m_work;
+        return work_;
     }
 
-    GlobalOptions const& options() const { return m_options; }
+    GlobalOptions const& options() const { return options_; }
 
 private:
     Failure usageFailure(CLI::ParseError const& error) const {
-        auto const chosen = m_app.get_subcommands();
+        auto const chosen = app_.get_subcommands();
         if (chosen.empty()) {
-            auto const words = m_app.remaining();
+            auto const words = app_.remaining();
             return Failure(ExitCode::usage,
                            words.empty() ? "no command" : "no command \"" + words.front() + '"',
                            {"\"tvkstore --help\" lists the commands"});
@@ -84,9 +84,9 @@ private:
         return message;
     }
 
-    CLI::App m_app;
-    GlobalOptions m_options;
-    Work m_work;
+    CLI::App app_;
+    GlobalOptions options_;
+    Work work_;
 };
 
 ExitCode runCommand(int argc, char const* const* argv) {

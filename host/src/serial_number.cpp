@@ -1,6 +1,8 @@
 #include "serial_number.h"
 
 #include "bytes.h"
+#include "failure.h"
+#include "libcrypto_objects.h"
 
 #include <cctype>
 
@@ -75,6 +77,21 @@ std::optional<std::string> parseSerial(std::string_view text) {
         begin = end + 1;
     }
     return textOf(negative, bytes);
+}
+
+std::string encodeSerial(std::string const& text) {
+    BIGNUM* number = nullptr;
+    int const digits = BN_hex2bn(&number, text.c_str());
+    CryptoObject<BIGNUM> const owned(number);
+    CryptoObject<ASN1_INTEGER> const integer(digits == 0 ? nullptr : BN_to_ASN1_INTEGER(number, nullptr));
+    unsigned char* bytes = nullptr;
+    int const length = i2d_ASN1_INTEGER(integer.get(), &bytes);
+    if (integer == nullptr || length < 0) {
+        throw Failure(ExitCode::failed, "serial number " + text + " can't be encoded");
+    }
+    std::string encoding(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length));
+    OPENSSL_free(bytes);
+    return encoding;
 }
 
 } // namespace tvkstore

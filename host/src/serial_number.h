@@ -17,4 +17,7 @@ std::string serialText(std::string_view octets);
 // ':' between them. Empty for anything else.
 std::optional<std::string> parseSerial(std::string_view text);
 
+// The DER encoding of the INTEGER that a serial number's text stands for.
+std::string encodeSerial(std::string const& text);
+
 } // namespace tvkstore

@@ -21,8 +21,8 @@ public:
     Session(Session const&) = delete;
     Session& operator=(Session const&) = delete;
 
-    GlobalOptions const& options() const { return m_options; }
-    Output& output() { return m_output; }
+    GlobalOptions const& options() const { return options_; }
+    Output& output() { return output_; }
 
     // Throws Failure: usage for a provider that isn't listed.
     TVKCAPIManager& manager();
@@ -30,21 +30,21 @@ public:
     // The chosen store over the chosen provider. It has to be gone before the session goes.
     std::unique_ptr<TVKCspManager> openStore();
 
-    // The factory for a command's algorithm objects.
-    std::unique_ptr<TVKKRYAlgorithmFactory> makeAlgorithmFactory();
+    // The factory for algorithm objects that work with keys of an open store.
+    std::unique_ptr<TVKKRYAlgorithmFactory> makeAlgorithmFactory(TVKCspManager& store) const;
 
     // Shows what the layer under the module has logged since the last time. True when that was anything.
-    bool relayLayerLog() { return m_log && m_log->relay(); }
+    bool relayLayerLog() { return log_ && log_->relay(); }
 
 private:
     void checkProvider() const;
 
-    GlobalOptions const& m_options;
-    Output& m_output;
-    std::optional<LayerLog> m_log;
-    std::optional<TVKTraceStreamSink> m_sink;
-    std::optional<Module> m_module;
-    std::unique_ptr<TVKCAPIManager> m_manager;
+    GlobalOptions const& options_;
+    Output& output_;
+    std::optional<LayerLog> log_;
+    std::optional<TVKTraceStreamSink> sink_;
+    std::optional<Module> module_;
+    std::unique_ptr<TVKCAPIManager> manager_;
 };
 
 } // namespace tvkstore

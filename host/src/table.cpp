@@ -12,17 +12,17 @@ void Table::add(std::vector<std::string> cells) {
     for (std::string& cell : cells) {
         cell = cell.empty() ? "-" : printable(cell);
     }
-    m_rows.push_back(std::move(cells));
+    rows_.push_back(std::move(cells));
 }
 
 void Table::write(ByteSink& out) const {
-    std::vector<std::size_t> widths(m_rows.front().size(), 0);
-    for (auto const& row : m_rows) {
+    std::vector<std::size_t> widths(rows_.front().size(), 0);
+    for (auto const& row : rows_) {
         for (std::size_t column = 0; column < row.size(); ++column) {
             widths[column] = std::max(widths[column], displayWidth(row[column]));
         }
     }
-    for (auto const& row : m_rows) {
+    for (auto const& row : rows_) {
         std::string line;
         for (std::size_t column = 0; column < row.size(); ++column) {
             line += row[column];

@@ -18,7 +18,7 @@ public:
     void write(ByteSink& out) const;
 
 private:
-    std::vector<std::vector<std::string>> m_rows;
+    std::vector<std::vector<std::string>> rows_;
 };
 
 } // namespace tvkstore

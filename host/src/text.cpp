@@ -14,23 +14,23 @@ namespace {
 // system has none, every byte above 127 counts as invalid and is shown as its number.
 class Utf8Locale {
 public:
-    Utf8Locale() : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
-        if (m_locale != nullptr) {
-            m_before = uselocale(m_locale);
+    Utf8Locale() : locale_(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
+        if (locale_ != nullptr) {
+            before_ = uselocale(locale_);
         }
     }
     ~Utf8Locale() {
-        if (m_locale != nullptr) {
-            uselocale(m_before);
-            freelocale(m_locale);
+        if (locale_ != nullptr) {
+            uselocale(before_);
+            freelocale(locale_);
         }
     }
     Utf8Locale(Utf8Locale const&) = delete;
     Utf8Locale& operator=(Utf8Locale const&) = delete;
 
 private:
-    locale_t m_locale;
-    locale_t m_before = nullptr;
+    locale_t locale_;
+    locale_t before_ = nullptr;
 };
 
 struct Character {

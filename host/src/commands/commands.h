@@ -7,6 +7,11 @@ namespace tvkstore {
 Work defineProviders(CLI::App& command);
 Work defineList(CLI::App& command);
 Work defineShow(CLI::App& command);
+Work defineFind(CLI::App& command);
+Work defineSign(CLI::App& command);
+Work defineVerify(CLI::App& command);
+Work defineEncrypt(CLI::App& command);
+Work defineDecrypt(CLI::App& command);
 Work defineRandom(CLI::App& command);
 
 } // namespace tvkstore

@@ -1,7 +1,6 @@
-#include "certificate_json.h"
+#include "certificate_listing.h"
 #include "certificate_walk.h"
 #include "commands/commands.h"
-#include "table.h"
 
 #include <memory>
 
@@ -11,26 +10,10 @@ namespace {
 
 ExitCode list(Session& session, Certificates which) {
     std::unique_ptr<TVKCspManager> const store = session.openStore();
-    bool const asJson = session.options().json;
-    Table table({"KEY", "NOT AFTER", "SERIAL", "NAME", "ISSUER"});
-    auto json = nlohmann::ordered_json::array();
-    bool empty = true;
-    bool const complete = walkCertificates(session, *store, which, [&](CertificateView const& view) {
-        empty = false;
-        if (asJson) {
-            json.push_back(toJson(view));
-        } else {
-            table.add({view.hasKey ? "yes" : "no", view.notAfter.substr(0, 10), view.serial, view.name,
-                       view.issuer});
-        }
-    });
-    if (asJson) {
-        writeJson(session.output(), json);
-    } else if (empty) {
-        session.output().write("no certificates\n");
-    } else {
-        table.write(session.output());
-    }
+    CertificateListing listing(session.options().json);
+    bool const complete =
+        walkCertificates(session, *store, which, [&](CertificateView const& view) { listing.add(view); });
+    listing.write(session.output());
     return complete ? ExitCode::done : ExitCode::damaged;
 }
 

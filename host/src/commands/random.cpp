@@ -5,6 +5,7 @@
 #include "failure.h"
 #include "module_failure.h"
 #include "output_file.h"
+#include "toolkit_bytes.h"
 
 #include <tvkcore/kry/tvkkryutility.h>
 
@@ -50,13 +51,14 @@ void checkArguments(RandomArguments const& arguments, Session& session) {
 }
 
 void writeRandom(RandomArguments const& arguments, bool asDigits, Session& session, ByteSink& out) {
-    std::unique_ptr<TVKKRYAlgorithmFactory> const factory = session.makeAlgorithmFactory();
+    std::unique_ptr<TVKKRYAlgorithmFactory> const factory =
+        session.makeAlgorithmFactory(*session.openStore());
     for (std::uint64_t left = parseCount(arguments.count); left > 0;) {
         auto const count = static_cast<unsigned int>(std::min(left, kPart));
         TVKBuffer const bytes = attempt("can't make random bytes", [&] {
             return TVKKRYUtility::generateRandomData(count, nullptr, factory.get());
         });
-        std::string_view const view(reinterpret_cast<char const*>(bytes.getValue()), bytes.getLength());
+        std::string_view const view = bytesOf(bytes);
         if (asDigits) {
             out.write(lowerHex(view));
         } else {

@@ -39,24 +39,24 @@ Json detailedJson(CertificateView const& view) {
 
 class Listing {
 public:
-    explicit Listing(ByteSink& out) : m_out(out) {}
+    explicit Listing(ByteSink& out) : out_(out) {}
 
     void line(std::string_view name, std::string_view value) {
         std::string text(name);
         text.resize(22, ' ');
-        m_out.write(text + printable(value) + '\n');
+        out_.write(text + printable(value) + '\n');
     }
 
     void indented(std::string_view lines) {
         for (std::size_t begin = 0; begin <= lines.size();) {
             std::size_t const end = std::min(lines.find('\n', begin), lines.size());
-            m_out.write("    " + printable(lines.substr(begin, end - begin)) + '\n');
+            out_.write("    " + printable(lines.substr(begin, end - begin)) + '\n');
             begin = end + 1;
         }
     }
 
 private:
-    ByteSink& m_out;
+    ByteSink& out_;
 };
 
 void writeDetailed(ByteSink& out, CertificateView const& view) {

@@ -1,0 +1,71 @@
+#include "working_key.h"
+
+#include "certificate_details.h"
+#include "certificate_walk.h"
+#include "module_failure.h"
+#include "toolkit_bytes.h"
+
+#include <tvkcore/asn/tvkasnutility.h>
+#include <tvksoft/tvksoftalgorithmfactory.h>
+
+#include <vector>
+
+namespace tvkstore {
+
+namespace {
+
+WorkingKey publicKeyOf(std::string const& certificate) {
+    TVKASNx509Certificate decoded(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(viewOf(certificate), decoded);
+    WorkingKey result{std::make_unique<TVKSoftAlgorithmFactory>(), {}, certificate};
+    result.key.setType(TVKKRYKey::Public);
+    result.key.setFormat(TVKKRYKey::SubjectPublicKeyInfo);
+    result.key.setAlgorithm(TVKKRYKey::RSA);
+    result.key.setKeyBlob(TVKASNUtility::getDEREncoding(decoded.tbsCertificate.subjectPublicKeyInfo));
+    return result;
+}
+
+} // namespace
+
+std::size_t WorkingKey::blockLength() const {
+    std::optional<CertificateDetails> const details = certificateDetails(certificate);
+    if (!details || details->publicKeyBits == 0) {
+        throw Failure(ExitCode::failed, "the size of the certificate's key can't be told");
+    }
+    return (static_cast<std::size_t>(details->publicKeyBits) + 7) / 8;
+}
+
+WorkingKey findPrivateKey(Session& session, ItemName const& name) {
+    std::unique_ptr<TVKCspManager> const store = session.openStore();
+    std::vector<WorkingKey> found;
+    bool const complete =
+        walkKeyItems(session, *store, [&](CertificateView const& view, TVKKeyCertItem const& item) {
+            if (name.names(view)) {
+                found.push_back({nullptr, item.getKey(), view.encoding});
+            }
+        });
+    std::string const where = name.description() + " in store " + session.options().store;
+    if (found.empty()) {
+        // Where some couldn't be read, the one may be among them.
+        throw Failure(complete ? ExitCode::no : ExitCode::damaged,
+                      "no certificate with a private key " + where);
+    }
+    if (found.size() > 1) {
+        throw Failure(ExitCode::usage, std::to_string(found.size()) + " items " + where,
+                      {"--serial with --issuer names one of them"});
+    }
+    found.front().factory = session.makeAlgorithmFactory(*store);
+    return std::move(found.front());
+}
+
+WorkingKey findPublicKey(Session& session, ItemName const& name) {
+    if (name.certificate().empty()) {
+        return findPrivateKey(session, name);
+    }
+    if (!session.options().provider.empty()) {
+        session.manager(); // refuses a provider that isn't listed
+    }
+    return attempt("can't take the certificate's key", [&] { return publicKeyOf(name.certificate()); });
+}
+
+} // namespace tvkstore
