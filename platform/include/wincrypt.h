@@ -258,7 +258,7 @@ typedef struct _CERT_CONTEXT {
     HCERTSTORE
     hCertStore; // the handle through which the context was got, maybe closed since; null outside a store
 } CERT_CONTEXT, *PCERT_CONTEXT;
-typedef const CERT_CONTEXT* PCCERT_CONTEXT;
+typedef CERT_CONTEXT const* PCCERT_CONTEXT;
 
 typedef struct _CERT_ISSUER_SERIAL_NUMBER {
     CERT_NAME_BLOB Issuer;
@@ -367,7 +367,7 @@ WINCRYPT_API BOOL WINAPI CryptDestroyKey(HCRYPTKEY hKey);
 // NTE_NOT_FOUND no certificate, NTE_BAD_TYPE, NTE_BAD_DATA not a certificate.
 WINCRYPT_API BOOL WINAPI CryptGetKeyParam(HCRYPTKEY hKey, DWORD dwParam, BYTE* pbData, DWORD* pdwDataLen,
                                           DWORD dwFlags);
-WINCRYPT_API BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData, DWORD dwFlags);
+WINCRYPT_API BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, BYTE const* pbData, DWORD dwFlags);
 
 // Fills pbBuffer with dwLen random bytes.
 WINCRYPT_API BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer);
@@ -377,10 +377,10 @@ WINCRYPT_API BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbB
 
 WINCRYPT_API BOOL WINAPI CryptCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD dwFlags,
                                          HCRYPTHASH* phHash);
-WINCRYPT_API BOOL WINAPI CryptHashData(HCRYPTHASH hHash, const BYTE* pbData, DWORD dwDataLen, DWORD dwFlags);
+WINCRYPT_API BOOL WINAPI CryptHashData(HCRYPTHASH hHash, BYTE const* pbData, DWORD dwDataLen, DWORD dwFlags);
 // HP_HASHVAL sets the finished value; its length is that of the algorithm. Error: NTE_BAD_HASH_STATE after
 // data.
-WINCRYPT_API BOOL WINAPI CryptSetHashParam(HCRYPTHASH hHash, DWORD dwParam, const BYTE* pbData,
+WINCRYPT_API BOOL WINAPI CryptSetHashParam(HCRYPTHASH hHash, DWORD dwParam, BYTE const* pbData,
                                            DWORD dwFlags);
 WINCRYPT_API BOOL WINAPI CryptDestroyHash(HCRYPTHASH hHash);
 
@@ -390,7 +390,7 @@ WINCRYPT_API BOOL WINAPI CryptDestroyHash(HCRYPTHASH hHash);
 WINCRYPT_API BOOL WINAPI CryptSignHashA(HCRYPTHASH hHash, DWORD dwKeySpec, LPCSTR szDescription,
                                         DWORD dwFlags, BYTE* pbSignature, DWORD* pdwSigLen);
 // Error for a signature that doesn't match, of whatever length: NTE_BAD_SIGNATURE.
-WINCRYPT_API BOOL WINAPI CryptVerifySignatureA(HCRYPTHASH hHash, const BYTE* pbSignature, DWORD dwSigLen,
+WINCRYPT_API BOOL WINAPI CryptVerifySignatureA(HCRYPTHASH hHash, BYTE const* pbSignature, DWORD dwSigLen,
                                                HCRYPTKEY hPubKey, LPCSTR szDescription, DWORD dwFlags);
 
 // One block of RFC 8017, 7.2 (RSAES-PKCS1-v1_5), in place, whatever Final says. Data longer than the key's
@@ -409,7 +409,7 @@ WINCRYPT_API BOOL WINAPI CryptDecrypt(HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Fin
 // "MY", "CA", "ROOT" and "UserDS" of the current user always exist. Errors: ERROR_FILE_NOT_FOUND no such
 // store or provider, ERROR_INVALID_PARAMETER, and those of the database.
 WINCRYPT_API HCERTSTORE WINAPI CertOpenStore(LPCSTR lpszStoreProvider, DWORD dwEncodingType,
-                                             HCRYPTPROV_LEGACY hCryptProv, DWORD dwFlags, const void* pvPara);
+                                             HCRYPTPROV_LEGACY hCryptProv, DWORD dwFlags, void const* pvPara);
 WINCRYPT_API HCERTSTORE WINAPI CertOpenSystemStoreA(HCRYPTPROV_LEGACY hProv, LPCSTR szSubsystemProtocol);
 
 // Closes a store handle; a null one is closed already. Contexts of the store stay valid. With
@@ -429,12 +429,12 @@ WINCRYPT_API PCCERT_CONTEXT WINAPI CertEnumCertificatesInStore(HCERTSTORE hCertS
                                                                PCCERT_CONTEXT pPrevCertContext);
 WINCRYPT_API PCCERT_CONTEXT WINAPI CertFindCertificateInStore(HCERTSTORE hCertStore, DWORD dwCertEncodingType,
                                                               DWORD dwFindFlags, DWORD dwFindType,
-                                                              const void* pvFindPara,
+                                                              void const* pvFindPara,
                                                               PCCERT_CONTEXT pPrevCertContext);
 
 // A context outside any store, over a copy of the bytes. Error: CRYPT_E_ASN1_CORRUPT.
 WINCRYPT_API PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD dwCertEncodingType,
-                                                                const BYTE* pbCertEncoded,
+                                                                BYTE const* pbCertEncoded,
                                                                 DWORD cbCertEncoded);
 WINCRYPT_API BOOL WINAPI CertFreeCertificateContext(PCCERT_CONTEXT pCertContext);
 
@@ -442,7 +442,7 @@ WINCRYPT_API BOOL WINAPI CertFreeCertificateContext(PCCERT_CONTEXT pCertContext)
 // returns. *ppCertContext, where asked for, gets the context in the store, the caller's to free. Errors:
 // CRYPT_E_EXISTS, CRYPT_E_ASN1_CORRUPT, E_ACCESSDENIED, E_INVALIDARG, and those of the database.
 WINCRYPT_API BOOL WINAPI CertAddEncodedCertificateToStore(HCERTSTORE hCertStore, DWORD dwCertEncodingType,
-                                                          const BYTE* pbCertEncoded, DWORD cbCertEncoded,
+                                                          BYTE const* pbCertEncoded, DWORD cbCertEncoded,
                                                           DWORD dwAddDisposition,
                                                           PCCERT_CONTEXT* ppCertContext);
 WINCRYPT_API BOOL WINAPI CertAddCertificateContextToStore(HCERTSTORE hCertStore, PCCERT_CONTEXT pCertContext,
@@ -460,7 +460,7 @@ WINCRYPT_API BOOL WINAPI CertDeleteCertificateFromStore(PCCERT_CONTEXT pCertCont
 WINCRYPT_API BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD dwPropId,
                                                            void* pvData, DWORD* pcbData);
 WINCRYPT_API BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD dwPropId,
-                                                           DWORD dwFlags, const void* pvData);
+                                                           DWORD dwFlags, void const* pvData);
 
 // ---- Names and keys of certificates ----
 
@@ -496,7 +496,7 @@ WINCRYPT_API BOOL WINAPI CryptExportPublicKeyInfo(HCRYPTPROV_OR_NCRYPT_KEY_HANDL
                                                   PCERT_PUBLIC_KEY_INFO pInfo, DWORD* pcbInfo);
 // DER of an X509_PUBLIC_KEY_INFO (RFC 5280, 4.1.2.7). Error for another structure type: ERROR_FILE_NOT_FOUND.
 WINCRYPT_API BOOL WINAPI CryptEncodeObject(DWORD dwCertEncodingType, LPCSTR lpszStructType,
-                                           const void* pvStructInfo, BYTE* pbEncoded, DWORD* pcbEncoded);
+                                           void const* pvStructInfo, BYTE* pbEncoded, DWORD* pcbEncoded);
 
 // PrivateKeyInfo (RFC 5208) of a slot's key. A key that may not leave is NTE_BAD_KEY_STATE, at the size query
 // too.

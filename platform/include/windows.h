@@ -44,7 +44,7 @@ typedef LONG HRESULT;
 
 typedef void* PVOID;
 typedef void* LPVOID;
-typedef const void* LPCVOID;
+typedef void const* LPCVOID;
 typedef void* HANDLE;
 typedef BYTE* PBYTE;
 typedef BYTE* LPBYTE;
@@ -52,9 +52,9 @@ typedef DWORD* PDWORD;
 typedef DWORD* LPDWORD;
 typedef BOOL* PBOOL;
 typedef CHAR* LPSTR;
-typedef const CHAR* LPCSTR;
+typedef CHAR const* LPCSTR;
 typedef WCHAR* LPWSTR;
-typedef const WCHAR* LPCWSTR;
+typedef WCHAR const* LPCWSTR;
 
 struct HINSTANCE__;
 typedef struct HINSTANCE__* HINSTANCE;

@@ -19,21 +19,21 @@ namespace wincrypt {
 template <class Body>
 DWORD outcome(Body&& body) {
     try {
-        const Lease lease;
+        Lease const lease;
         if constexpr (std::is_void_v<std::invoke_result_t<Body>>) {
             std::forward<Body>(body)();
             return ERROR_SUCCESS;
         } else {
             return errorValue(std::forward<Body>(body)());
         }
-    } catch (const Failure& failure) {
+    } catch (Failure const& failure) {
         return failure.code();
-    } catch (const std::bad_alloc&) {
+    } catch (std::bad_alloc const&) {
         return ERROR_NOT_ENOUGH_MEMORY;
-    } catch (const std::exception& exception) {
+    } catch (std::exception const& exception) {
         logLine("internal error", exception.what());
         return ERROR_INTERNAL_ERROR;
-    } catch (const abi::__forced_unwind&) {
+    } catch (abi::__forced_unwind const&) {
         throw; // the thread is being cancelled
     } catch (...) {
         return ERROR_INTERNAL_ERROR;
@@ -43,7 +43,7 @@ DWORD outcome(Body&& body) {
 // For calls that give BOOL. Success leaves the last error alone.
 template <class Body>
 BOOL boundary(Body&& body) {
-    const DWORD error = outcome(std::forward<Body>(body));
+    DWORD const error = outcome(std::forward<Body>(body));
     if (error == ERROR_SUCCESS)
         return TRUE;
     SetLastError(error);
@@ -54,7 +54,7 @@ BOOL boundary(Body&& body) {
 template <class Result, class Body>
 Result boundaryResult(Body&& body) {
     Result result{};
-    const DWORD error = outcome([&] { return body(result); });
+    DWORD const error = outcome([&] { return body(result); });
     if (error == ERROR_SUCCESS)
         return result;
     SetLastError(error);

@@ -22,14 +22,14 @@ public:
         std::int64_t identity = 0;
     };
 
-    Bundle(std::string path, const struct stat& status, std::string_view text);
+    Bundle(std::string path, struct stat const& status, std::string_view text);
 
-    bool isOf(const std::string& path, const struct stat& status) const noexcept {
+    bool isOf(std::string const& path, struct stat const& status) const noexcept {
         return path_ == path && status_.st_dev == status.st_dev && status_.st_ino == status.st_ino &&
                status_.st_size == status.st_size && status_.st_mtim.tv_sec == status.st_mtim.tv_sec &&
                status_.st_mtim.tv_nsec == status.st_mtim.tv_nsec;
     }
-    const std::vector<Entry>& entries() const noexcept { return entries_; }
+    std::vector<Entry> const& entries() const noexcept { return entries_; }
 
 private:
     std::string path_;
@@ -46,23 +46,23 @@ constexpr std::string_view endMark = "-----END CERTIFICATE-----";
 std::optional<Bytes> decodeBase64(std::string_view text) {
     std::string compact;
     compact.reserve(text.size());
-    for (const char byte : text)
+    for (char const byte : text)
         if (!std::strchr(" \t\r\n", byte))
             compact += byte;
     if (compact.empty() || compact.size() % 4 != 0)
         return std::nullopt;
     Bytes bytes(compact.size() / 4 * 3);
-    const int size = EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(compact.data()),
+    int const size = EVP_DecodeBlock(bytes.data(), reinterpret_cast<unsigned char const*>(compact.data()),
                                      static_cast<int>(compact.size()));
     if (size < 0)
         return std::nullopt;
-    const std::size_t padding = compact.ends_with("==") ? 2 : compact.ends_with('=') ? 1 : 0;
+    std::size_t const padding = compact.ends_with("==") ? 2 : compact.ends_with('=') ? 1 : 0;
     bytes.resize(static_cast<std::size_t>(size) - padding);
     return bytes;
 }
 
-std::shared_ptr<const Bundle> readBundle(const std::string& path) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+std::shared_ptr<Bundle const> readBundle(std::string const& path) {
+    FileDescriptor const file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
     if (!file || ::fstat(file.number(), &status) != 0)
         failErrno(path, "the trust bundle can't be read");
@@ -73,7 +73,7 @@ std::shared_ptr<const Bundle> readBundle(const std::string& path) {
     std::string text(static_cast<std::size_t>(status.st_size), '\0');
     std::size_t size = 0;
     while (size < text.size()) {
-        const ssize_t count = ::read(file.number(), text.data() + size, text.size() - size);
+        ssize_t const count = ::read(file.number(), text.data() + size, text.size() - size);
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -83,38 +83,38 @@ std::shared_ptr<const Bundle> readBundle(const std::string& path) {
         size += static_cast<std::size_t>(count);
     }
     text.resize(size);
-    return std::make_shared<const Bundle>(path, status, text);
+    return std::make_shared<Bundle const>(path, status, text);
 }
 
 // Kept until the file changes. Guarded by ProcessLock::bundle; never destroyed.
-std::shared_ptr<const Bundle>& keptBundle() {
-    static auto* const instance = new std::shared_ptr<const Bundle>;
+std::shared_ptr<Bundle const>& keptBundle() {
+    static auto* const instance = new std::shared_ptr<Bundle const>;
     return *instance;
 }
 
-std::shared_ptr<const Bundle> currentBundle() {
-    const std::string path = bundlePath();
+std::shared_ptr<Bundle const> currentBundle() {
+    std::string const path = bundlePath();
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
         logLine(path, std::string("there is no trust bundle: ") + std::strerror(errno));
         return nullptr;
     }
     {
-        const std::lock_guard lock(processLock(ProcessLock::bundle));
+        std::lock_guard const lock(processLock(ProcessLock::bundle));
         if (keptBundle() && keptBundle()->isOf(path, status))
             return keptBundle();
     }
-    std::shared_ptr<const Bundle> bundle;
+    std::shared_ptr<Bundle const> bundle;
     if (outcome([&] { bundle = readBundle(path); }) != ERROR_SUCCESS)
         return nullptr; // logged; the certificates of other members stay visible
-    const std::lock_guard lock(processLock(ProcessLock::bundle));
+    std::lock_guard const lock(processLock(ProcessLock::bundle));
     keptBundle() = bundle;
     return bundle;
 }
 
 } // namespace
 
-Bundle::Bundle(std::string path, const struct stat& status, std::string_view text)
+Bundle::Bundle(std::string path, struct stat const& status, std::string_view text)
     : path_(std::move(path)), status_(status) {
     std::size_t number = 0;
     std::size_t end = 0;
@@ -142,23 +142,23 @@ Bundle::Bundle(std::string path, const struct stat& status, std::string_view tex
 }
 
 std::string bundlePath() {
-    const char* named = ::secure_getenv("SSL_CERT_FILE");
+    char const* named = ::secure_getenv("SSL_CERT_FILE");
     return named != nullptr && *named != '\0' ? named : "/etc/ssl/certs/ca-certificates.crt";
 }
 
-CertificateContext* BundleStoreView::next(HCERTSTORE store, const CertificateContext* previous,
-                                          const Selection& selection) {
+CertificateContext* BundleStoreView::next(HCERTSTORE store, CertificateContext const* previous,
+                                          Selection const& selection) {
     if (selection.kind == Selection::Kind::withKeyInfo || selection.kind == Selection::Kind::withFriendlyName)
         return nullptr;
     // Each walk goes to its end through the file as it was when that walk began.
-    const auto bundle =
-        previous != nullptr ? std::static_pointer_cast<const Bundle>(previous->walked) : currentBundle();
+    auto const bundle =
+        previous != nullptr ? std::static_pointer_cast<Bundle const>(previous->walked) : currentBundle();
     if (!bundle)
         return nullptr;
-    const auto& entries = bundle->entries();
+    auto const& entries = bundle->entries();
     for (auto place = static_cast<std::size_t>(previous != nullptr ? previous->row : 0);
          place < entries.size(); ++place) {
-        const Bundle::Entry& entry = entries[place];
+        Bundle::Entry const& entry = entries[place];
         if (selection.kind == Selection::Kind::identity &&
             (entry.identity != selection.identity || !selection.matches(entry.fields)))
             continue;
@@ -173,11 +173,11 @@ CertificateContext* BundleStoreView::next(HCERTSTORE store, const CertificateCon
     return nullptr;
 }
 
-CertificateContext* BundleStoreView::add(HCERTSTORE, const CertificateFields&, const PropertySet&, DWORD) {
+CertificateContext* BundleStoreView::add(HCERTSTORE, CertificateFields const&, PropertySet const&, DWORD) {
     fail(E_ACCESSDENIED);
 }
 
-void BundleStoreView::remove(const CertificateContext&) { fail(E_ACCESSDENIED); }
+void BundleStoreView::remove(CertificateContext const&) { fail(E_ACCESSDENIED); }
 
 PropertySet BundleStoreView::properties(CertificateContext&) { return {}; }
 

@@ -15,10 +15,10 @@ class BundleStoreView final : public StoreView {
 public:
     explicit BundleStoreView(DWORD accessState) noexcept : StoreView(accessState) {}
 
-    CertificateContext* next(HCERTSTORE store, const CertificateContext* previous,
-                             const Selection& selection) override;
-    CertificateContext* add(HCERTSTORE, const CertificateFields&, const PropertySet&, DWORD) override;
-    void remove(const CertificateContext&) override;
+    CertificateContext* next(HCERTSTORE store, CertificateContext const* previous,
+                             Selection const& selection) override;
+    CertificateContext* add(HCERTSTORE, CertificateFields const&, PropertySet const&, DWORD) override;
+    void remove(CertificateContext const&) override;
     PropertySet properties(CertificateContext&) override;
     void setProperty(CertificateContext&, DWORD, std::optional<Bytes>) override;
     std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) override;

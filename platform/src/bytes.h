@@ -17,20 +17,20 @@
 namespace wincrypt {
 
 using Bytes = std::vector<std::uint8_t>;
-using ByteView = std::span<const std::uint8_t>;
+using ByteView = std::span<std::uint8_t const>;
 
 template <class T>
 struct WipingAllocator {
     using value_type = T;
     WipingAllocator() noexcept = default;
     template <class U>
-    WipingAllocator(const WipingAllocator<U>&) noexcept {}
+    WipingAllocator(WipingAllocator<U> const&) noexcept {}
     T* allocate(std::size_t count) { return static_cast<T*>(::operator new(count * sizeof(T))); }
     void deallocate(T* memory, std::size_t count) noexcept {
         OPENSSL_cleanse(memory, count * sizeof(T));
         ::operator delete(memory);
     }
-    bool operator==(const WipingAllocator&) const noexcept = default;
+    bool operator==(WipingAllocator const&) const noexcept = default;
 };
 
 using SecureBytes = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
@@ -40,14 +40,14 @@ inline bool equal(ByteView a, ByteView b) noexcept {
 }
 
 inline ByteView viewOf(std::string_view text) noexcept {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+    return {reinterpret_cast<std::uint8_t const*>(text.data()), text.size()};
 }
 
 // The view of a length and pointer pair that a caller gave; a length without bytes is refused.
-inline ByteView viewOf(const void* data, DWORD length) {
+inline ByteView viewOf(void const* data, DWORD length) {
     if (data == nullptr && length != 0)
         fail(ERROR_INVALID_PARAMETER);
-    return {static_cast<const std::uint8_t*>(data), length};
+    return {static_cast<std::uint8_t const*>(data), length};
 }
 
 inline DWORD lengthOf(std::size_t size) {
@@ -60,7 +60,7 @@ inline DWORD lengthOf(std::size_t size) {
 inline DWORD deliver(ByteView result, void* buffer, DWORD* length) {
     if (length == nullptr)
         return ERROR_INVALID_PARAMETER;
-    const DWORD room = *length;
+    DWORD const room = *length;
     *length = lengthOf(result.size());
     if (buffer == nullptr)
         return ERROR_SUCCESS;
@@ -72,11 +72,11 @@ inline DWORD deliver(ByteView result, void* buffer, DWORD* length) {
 }
 
 inline DWORD deliver(DWORD result, void* buffer, DWORD* length) {
-    return deliver({reinterpret_cast<const std::uint8_t*>(&result), sizeof result}, buffer, length);
+    return deliver({reinterpret_cast<std::uint8_t const*>(&result), sizeof result}, buffer, length);
 }
 
-inline DWORD deliverText(const std::string& result, void* buffer, DWORD* length) {
-    return deliver({reinterpret_cast<const std::uint8_t*>(result.c_str()), result.size() + 1}, buffer,
+inline DWORD deliverText(std::string const& result, void* buffer, DWORD* length) {
+    return deliver({reinterpret_cast<std::uint8_t const*>(result.c_str()), result.size() + 1}, buffer,
                    length);
 }
 

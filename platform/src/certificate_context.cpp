@@ -22,9 +22,9 @@ CertificateContext::~CertificateContext() {
     liveObjects.fetch_sub(1, std::memory_order_relaxed);
 }
 
-CertificateContext* CertificateContext::create(const CertificateFields& fields, HCERTSTORE store,
+CertificateContext* CertificateContext::create(CertificateFields const& fields, HCERTSTORE store,
                                                CertificateOrigin origin) {
-    const std::size_t room = certificateInfoRoom(fields);
+    std::size_t const room = certificateInfoRoom(fields);
     auto* const block =
         static_cast<std::byte*>(::operator new(sizeof(CertificateContext) + room + fields.encoding.size()));
     ContextHolder context;
@@ -92,7 +92,7 @@ std::shared_ptr<KeyContextSlot> CertificateContext::keyContext(bool make) {
 }
 
 void setMemoryProperty(MemoryCertificate& certificate, DWORD property, std::optional<Bytes> stored) {
-    const std::lock_guard lock(processLock(ProcessLock::memoryStores));
+    std::lock_guard const lock(processLock(ProcessLock::memoryStores));
     auto changed = std::make_shared<PropertySet>(*certificate.properties.load());
     (property == CERT_KEY_PROV_INFO_PROP_ID ? changed->keyInfo : changed->friendlyName) = std::move(stored);
     certificate.properties.store(std::move(changed));

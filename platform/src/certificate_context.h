@@ -17,7 +17,7 @@ class StoreView;
 // A certificate that lies in memory: in a memory store, or outside any store.
 struct MemoryCertificate {
     Bytes encoding;
-    std::atomic<std::shared_ptr<const PropertySet>> properties{std::make_shared<const PropertySet>()};
+    std::atomic<std::shared_ptr<PropertySet const>> properties{std::make_shared<PropertySet const>()};
     KeyContextSlot keyContext;
 };
 
@@ -31,15 +31,15 @@ struct CertificateOrigin {
     std::shared_ptr<StoreView> view; // null outside a store
     std::int64_t row = 0;            // position in the view
     std::shared_ptr<MemoryCertificate> memory = {};
-    std::shared_ptr<const PropertyReading> reading = {};
-    std::shared_ptr<const void> walked =
+    std::shared_ptr<PropertyReading const> reading = {};
+    std::shared_ptr<void const> walked =
         {}; // what the position counts in, for a view that may be replaced as a whole
 };
 
 class CertificateContext : public CERT_CONTEXT {
 public:
     // Error: CRYPT_E_ASN1_CORRUPT for an object identifier that is none.
-    static CertificateContext* create(const CertificateFields& fields, HCERTSTORE store,
+    static CertificateContext* create(CertificateFields const& fields, HCERTSTORE store,
                                       CertificateOrigin origin);
     static void destroy(CertificateContext* context) noexcept;
 
@@ -55,11 +55,11 @@ public:
 
     std::shared_ptr<KeyContextSlot> keyContext(bool make); // null when there is none
 
-    const std::shared_ptr<StoreView> view;
-    const std::int64_t row;
-    const std::shared_ptr<const void> walked;
-    const std::shared_ptr<MemoryCertificate> memory;
-    std::atomic<std::shared_ptr<const PropertyReading>> reading;
+    std::shared_ptr<StoreView> const view;
+    std::int64_t const row;
+    std::shared_ptr<void const> const walked;
+    std::shared_ptr<MemoryCertificate> const memory;
+    std::atomic<std::shared_ptr<PropertyReading const>> reading;
 
 private:
     explicit CertificateContext(CertificateOrigin origin);

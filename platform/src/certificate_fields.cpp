@@ -9,11 +9,11 @@ namespace wincrypt {
 namespace {
 
 bool readAlgorithm(DerCursor& from, AlgorithmView& view) {
-    const auto sequence = from.next(tag::sequence);
+    auto const sequence = from.next(tag::sequence);
     if (!sequence)
         return false;
     DerCursor inside(sequence->content);
-    const auto objectId = inside.next(tag::objectId);
+    auto const objectId = inside.next(tag::objectId);
     if (!objectId || !isObjectId(objectId->content))
         return false;
     view.objectId = objectId->content;
@@ -31,19 +31,19 @@ bool readBits(ByteView content, BitStringView& view) {
 
 // Days from 1601-01-01 to the given date of the Gregorian calendar.
 std::int64_t daysSince1601(std::int64_t year, unsigned month, unsigned day) {
-    const std::int64_t shifted = month <= 2 ? year - 1 : year;
-    const std::int64_t era = shifted / 400;
-    const std::int64_t ofEra = shifted - era * 400;
-    const std::int64_t ofYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+    std::int64_t const shifted = month <= 2 ? year - 1 : year;
+    std::int64_t const era = shifted / 400;
+    std::int64_t const ofEra = shifted - era * 400;
+    std::int64_t const ofYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
     return era * 146097 + ofEra * 365 + ofEra / 4 - ofEra / 100 + ofYear - 584694;
 }
 
 // UTCTime or GeneralizedTime, with seconds or without, in UTC or with an offset; zero when it is neither.
-FILETIME readTime(const DerElement& element) {
-    const ByteView text = element.content;
+FILETIME readTime(DerElement const& element) {
+    ByteView const text = element.content;
     std::size_t place = 0;
     bool good = true;
-    const auto number = [&](std::size_t digits) {
+    auto const number = [&](std::size_t digits) {
         unsigned value = 0;
         for (std::size_t i = 0; i < digits; ++i, ++place) {
             if (place >= text.size() || text[place] < '0' || text[place] > '9') {
@@ -57,27 +57,27 @@ FILETIME readTime(const DerElement& element) {
     std::int64_t year = number(element.tag == tag::utcTime ? 2 : 4);
     if (element.tag == tag::utcTime)
         year += year < 50 ? 2000 : 1900; // RFC 5280, 4.1.2.5.1
-    const unsigned month = number(2);
-    const unsigned day = number(2);
-    const unsigned hour = number(2);
-    const unsigned minute = number(2);
-    const bool hasSecond = place < text.size() && text[place] >= '0' && text[place] <= '9';
-    const unsigned second = hasSecond ? number(2) : 0;
+    unsigned const month = number(2);
+    unsigned const day = number(2);
+    unsigned const hour = number(2);
+    unsigned const minute = number(2);
+    bool const hasSecond = place < text.size() && text[place] >= '0' && text[place] <= '9';
+    unsigned const second = hasSecond ? number(2) : 0;
     if (place < text.size() && text[place] == '.')
         for (++place; place < text.size() && text[place] >= '0' && text[place] <= '9';)
             ++place;
     std::int64_t offset = 0;
     if (place < text.size() && (text[place] == '+' || text[place] == '-')) {
-        const int sign = text[place++] == '+' ? 1 : -1;
-        const unsigned hours = number(2);
+        int const sign = text[place++] == '+' ? 1 : -1;
+        unsigned const hours = number(2);
         offset = sign * static_cast<std::int64_t>(hours * 3600 + number(2) * 60);
     }
     if (!good || year < 1601 || month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 ||
         second > 60)
         return {};
-    const std::int64_t seconds =
+    std::int64_t const seconds =
         daysSince1601(year, month, day) * 86400 + hour * 3600 + minute * 60 + second - offset;
-    const auto ticks = static_cast<std::uint64_t>(seconds) * 10'000'000u;
+    auto const ticks = static_cast<std::uint64_t>(seconds) * 10'000'000u;
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 
@@ -88,17 +88,17 @@ struct Extension {
 };
 
 bool readExtension(DerCursor& from, Extension& extension) {
-    const auto sequence = from.next(tag::sequence);
+    auto const sequence = from.next(tag::sequence);
     if (!sequence)
         return false;
     DerCursor inside(sequence->content);
-    const auto objectId = inside.next(tag::objectId);
+    auto const objectId = inside.next(tag::objectId);
     if (!objectId || !isObjectId(objectId->content))
         return false;
     extension.objectId = objectId->content;
-    const auto critical = inside.next(tag::boolean);
+    auto const critical = inside.next(tag::boolean);
     extension.critical = critical && !critical->content.empty() && critical->content[0] != 0;
-    const auto value = inside.next(tag::octetString);
+    auto const value = inside.next(tag::octetString);
     if (!value || !inside.atEnd())
         return false;
     extension.value = value->content;
@@ -107,43 +107,43 @@ bool readExtension(DerCursor& from, Extension& extension) {
 
 bool readToBeSigned(ByteView content, CertificateFields& fields) {
     DerCursor body(content);
-    if (const auto version = body.next(tag::contextConstructed(0))) {
+    if (auto const version = body.next(tag::contextConstructed(0))) {
         DerCursor inside(version->content);
-        const auto number = inside.next(tag::integer);
+        auto const number = inside.next(tag::integer);
         if (!number || number->content.size() != 1)
             return false;
         fields.version = number->content[0];
     }
-    const auto serial = body.next(tag::integer);
+    auto const serial = body.next(tag::integer);
     AlgorithmView inner;
     if (!serial || !readAlgorithm(body, inner))
         return false;
     fields.serialNumber = serial->content;
-    const auto issuer = body.next(tag::sequence);
-    const auto validity = body.next(tag::sequence);
-    const auto subject = body.next(tag::sequence);
-    const auto publicKey = body.next(tag::sequence);
+    auto const issuer = body.next(tag::sequence);
+    auto const validity = body.next(tag::sequence);
+    auto const subject = body.next(tag::sequence);
+    auto const publicKey = body.next(tag::sequence);
     if (!issuer || !validity || !subject || !publicKey || !parsePublicKey(publicKey->whole, fields.publicKey))
         return false;
     fields.issuer = issuer->whole;
     fields.subject = subject->whole;
     DerCursor times(validity->content);
-    const auto isTime = [](const std::optional<DerElement>& element) {
+    auto const isTime = [](std::optional<DerElement> const& element) {
         return element && (element->tag == tag::utcTime || element->tag == tag::generalizedTime);
     };
-    const auto notBefore = times.next();
-    const auto notAfter = times.next();
+    auto const notBefore = times.next();
+    auto const notAfter = times.next();
     if (!isTime(notBefore) || !isTime(notAfter))
         return false;
     fields.notBefore = readTime(*notBefore);
     fields.notAfter = readTime(*notAfter);
-    if (const auto id = body.next(tag::context(1)); id && !readBits(id->content, fields.issuerUniqueId))
+    if (auto const id = body.next(tag::context(1)); id && !readBits(id->content, fields.issuerUniqueId))
         return false;
-    if (const auto id = body.next(tag::context(2)); id && !readBits(id->content, fields.subjectUniqueId))
+    if (auto const id = body.next(tag::context(2)); id && !readBits(id->content, fields.subjectUniqueId))
         return false;
-    if (const auto wrapper = body.next(tag::contextConstructed(3))) {
+    if (auto const wrapper = body.next(tag::contextConstructed(3))) {
         DerCursor inside(wrapper->content);
-        const auto list = inside.next(tag::sequence);
+        auto const list = inside.next(tag::sequence);
         if (!list)
             return false;
         fields.extensions = list->content;
@@ -171,35 +171,35 @@ CRYPT_INTEGER_BLOB blobOf(ByteView view) {
 
 bool parsePublicKey(ByteView subjectPublicKeyInfo, PublicKeyView& view) {
     DerCursor outer(subjectPublicKeyInfo);
-    const auto sequence = outer.next(tag::sequence);
+    auto const sequence = outer.next(tag::sequence);
     if (!sequence)
         return false;
     view.whole = sequence->whole;
     DerCursor inside(sequence->content);
     if (!readAlgorithm(inside, view.algorithm))
         return false;
-    const auto bits = inside.next(tag::bitString);
+    auto const bits = inside.next(tag::bitString);
     return bits && readBits(bits->content, view.key) && inside.atEnd();
 }
 
 bool parseCertificate(ByteView encoding, CertificateFields& fields) {
     DerCursor input(encoding);
-    const auto certificate = input.next(tag::sequence);
+    auto const certificate = input.next(tag::sequence);
     if (!certificate || !input.atEnd() || encoding.size() > 0x7FFFFFFF)
         return false;
     fields = {};
     fields.encoding = encoding;
     DerCursor inside(certificate->content);
-    const auto toBeSigned = inside.next(tag::sequence);
+    auto const toBeSigned = inside.next(tag::sequence);
     BitStringView signature;
     if (!toBeSigned || !readToBeSigned(toBeSigned->content, fields) ||
         !readAlgorithm(inside, fields.signatureAlgorithm))
         return false;
-    const auto bits = inside.next(tag::bitString);
+    auto const bits = inside.next(tag::bitString);
     return bits && readBits(bits->content, signature) && inside.atEnd();
 }
 
-ByteView extensionValue(const CertificateFields& fields, ByteView objectId) {
+ByteView extensionValue(CertificateFields const& fields, ByteView objectId) {
     Extension extension;
     for (DerCursor each(fields.extensions); !each.atEnd() && readExtension(each, extension);)
         if (equal(extension.objectId, objectId))
@@ -207,23 +207,23 @@ ByteView extensionValue(const CertificateFields& fields, ByteView objectId) {
     return {};
 }
 
-std::size_t certificateInfoRoom(const CertificateFields& fields) {
+std::size_t certificateInfoRoom(CertificateFields const& fields) {
     return fields.extensionCount * sizeof(CERT_EXTENSION) + fields.serialNumber.size() +
            fields.extensions.size() * 4 + fields.extensionCount * 4 +
            dottedRoom(fields.signatureAlgorithm.objectId) + dottedRoom(fields.publicKey.algorithm.objectId);
 }
 
-bool fillCertificateInfo(const CertificateFields& fields, const std::uint8_t* encoding, std::byte* room,
+bool fillCertificateInfo(CertificateFields const& fields, std::uint8_t const* encoding, std::byte* room,
                          CERT_INFO& info) {
     // The views were made on other memory than the copy that the structure is to point to.
-    const auto moved = [&](ByteView view) {
+    auto const moved = [&](ByteView view) {
         return view.empty() ? ByteView{}
                             : ByteView(encoding + (view.data() - fields.encoding.data()), view.size());
     };
     auto* const extensions = reinterpret_cast<CERT_EXTENSION*>(room);
     auto* text = reinterpret_cast<char*>(extensions + fields.extensionCount);
     std::string dotted;
-    const auto objectId = [&](ByteView content, LPSTR& target) {
+    auto const objectId = [&](ByteView content, LPSTR& target) {
         dotted.clear();
         if (!appendObjectId(dotted, content))
             return false;
@@ -242,7 +242,7 @@ bool fillCertificateInfo(const CertificateFields& fields, const std::uint8_t* en
         return false;
     info.SignatureAlgorithm.Parameters = blobOf(moved(fields.signatureAlgorithm.parameters));
     info.SubjectPublicKeyInfo.Algorithm.Parameters = blobOf(moved(fields.publicKey.algorithm.parameters));
-    const auto bits = [&](const BitStringView& view) {
+    auto const bits = [&](BitStringView const& view) {
         const auto blob = blobOf(moved(view.bits));
         return CRYPT_BIT_BLOB{blob.cbData, blob.pbData, view.unused};
     };

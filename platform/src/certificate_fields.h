@@ -46,16 +46,16 @@ struct CertificateFields {
 bool parseCertificate(ByteView encoding, CertificateFields& fields);
 
 // The extension's value, empty when the certificate has none.
-ByteView extensionValue(const CertificateFields& fields, ByteView objectId);
+ByteView extensionValue(CertificateFields const& fields, ByteView objectId);
 
 bool parsePublicKey(ByteView subjectPublicKeyInfo, PublicKeyView& view);
 
 // Room that fillCertificateInfo needs behind a copy of the encoding.
-std::size_t certificateInfoRoom(const CertificateFields& fields);
+std::size_t certificateInfoRoom(CertificateFields const& fields);
 
 // Fills the structure with pointers into `encoding`, an equal copy of what was parsed, and into `room`, which
 // is aligned for any type. False when an object identifier in it is none.
-bool fillCertificateInfo(const CertificateFields& fields, const std::uint8_t* encoding, std::byte* room,
+bool fillCertificateInfo(CertificateFields const& fields, std::uint8_t const* encoding, std::byte* room,
                          CERT_INFO& info);
 
 } // namespace wincrypt

@@ -7,6 +7,6 @@
 namespace wincrypt {
 
 // Opens the container that the reference names; never makes one. Errors: those of CryptAcquireContextA.
-std::shared_ptr<ProviderContext> openReferenced(const KeyReference& reference);
+std::shared_ptr<ProviderContext> openReferenced(KeyReference const& reference);
 
 } // namespace wincrypt

@@ -5,7 +5,7 @@
 
 namespace wincrypt {
 
-std::shared_ptr<ProviderContext> openReferenced(const KeyReference& reference) {
+std::shared_ptr<ProviderContext> openReferenced(KeyReference const& reference) {
     // The reference's flags tell more than how to open: whether the property is to be cached, for one.
     return openContext(reference.provider.c_str(), reference.type, reference.container,
                        reference.flags & (CRYPT_MACHINE_KEYSET | CRYPT_SILENT));
@@ -24,10 +24,10 @@ BOOL WINAPI CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dwFlag
             fail(ERROR_INVALID_PARAMETER);
         if ((dwFlags & ~DWORD{CRYPT_ACQUIRE_COMPARE_KEY_FLAG | CRYPT_ACQUIRE_SILENT_FLAG}) != 0)
             fail(NTE_BAD_FLAGS);
-        const PropertySet properties = context.properties();
+        PropertySet const properties = context.properties();
         if (!properties.keyInfo)
             fail(CRYPT_E_NO_KEY_PROPERTY);
-        const KeyReference reference = readKeyReference(*properties.keyInfo);
+        KeyReference const reference = readKeyReference(*properties.keyInfo);
         auto opened = openReferenced(reference);
         if ((dwFlags & CRYPT_ACQUIRE_COMPARE_KEY_FLAG) != 0 &&
             !equal(opened->requireKey(reference.keySpec)->publicKey().encoding(),

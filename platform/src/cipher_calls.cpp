@@ -16,15 +16,15 @@ BOOL WINAPI CryptEncrypt(HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL, DWORD dwFlags, 
             return errorValue(NTE_BAD_HASH);
         if (dwFlags != 0)
             return errorValue(NTE_BAD_FLAGS);
-        const RsaPublicKey& publicKey = key->key->publicKey();
-        const DWORD size = lengthOf(publicKey.blockSize());
-        const DWORD length = *pdwDataLen;
+        RsaPublicKey const& publicKey = key->key->publicKey();
+        DWORD const size = lengthOf(publicKey.blockSize());
+        DWORD const length = *pdwDataLen;
         publicKey.requireRoom(length);
         if (pbData == nullptr || dwBufLen < size) {
             *pdwDataLen = size;
             return pbData == nullptr ? ERROR_SUCCESS : ERROR_MORE_DATA;
         }
-        const Bytes block = publicKey.encrypt({pbData, length});
+        Bytes const block = publicKey.encrypt({pbData, length});
         std::reverse_copy(block.begin(), block.end(), pbData);
         *pdwDataLen = size;
         return ERROR_SUCCESS;
@@ -44,8 +44,8 @@ BOOL WINAPI CryptDecrypt(HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final, DWORD dwF
         if (*pdwDataLen == 0)
             return Final != FALSE && key->decryptedPart.exchange(false) ? ERROR_SUCCESS
                                                                         : errorValue(NTE_BAD_DATA);
-        const Bytes block(std::reverse_iterator(pbData + *pdwDataLen), std::reverse_iterator(pbData));
-        const SecureBytes clear = key->key->decrypt(block);
+        Bytes const block(std::reverse_iterator(pbData + *pdwDataLen), std::reverse_iterator(pbData));
+        SecureBytes const clear = key->key->decrypt(block);
         if (!clear.empty())
             std::memcpy(pbData, clear.data(), clear.size());
         *pdwDataLen = lengthOf(clear.size());

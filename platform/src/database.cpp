@@ -26,7 +26,7 @@ Registry& registry() {
 // The process has come to its end: connections aren't kept any more.
 constinit std::atomic<bool> ending{false};
 
-bool sameDatabase(const std::string& path, dev_t device, ino_t inode) {
+bool sameDatabase(std::string const& path, dev_t device, ino_t inode) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 && status.st_dev == device && status.st_ino == inode;
 }
@@ -36,21 +36,21 @@ bool sameDatabase(const std::string& path, dev_t device, ino_t inode) {
 std::shared_ptr<Database> Database::of(Scope scope) {
     std::string path = databasePath(scope);
     struct stat status {};
-    const bool exists = ::stat(path.c_str(), &status) == 0;
-    const auto fitting = [&]() -> std::shared_ptr<Database> {
-        const std::shared_ptr<Database>& current = registry().current[static_cast<std::size_t>(scope)];
-        const bool fits =
+    bool const exists = ::stat(path.c_str(), &status) == 0;
+    auto const fitting = [&]() -> std::shared_ptr<Database> {
+        std::shared_ptr<Database> const& current = registry().current[static_cast<std::size_t>(scope)];
+        bool const fits =
             current && current->path_ == path && current->isCurrent(exists, status.st_dev, status.st_ino);
         return fits ? current : nullptr;
     };
     {
-        const std::lock_guard lock(processLock(ProcessLock::databases));
+        std::lock_guard const lock(processLock(ProcessLock::databases));
         if (auto found = fitting())
             return found;
     }
-    const auto made = std::make_shared<Database>(scope, path, exists, status.st_dev, status.st_ino);
+    auto const made = std::make_shared<Database>(scope, path, exists, status.st_dev, status.st_ino);
     std::shared_ptr<Database> former; // ends after the lock, which its end takes again
-    const std::lock_guard lock(processLock(ProcessLock::databases));
+    std::lock_guard const lock(processLock(ProcessLock::databases));
     // Another thread may have been here meanwhile.
     if (auto found = fitting())
         return found;
@@ -61,14 +61,14 @@ std::shared_ptr<Database> Database::of(Scope scope) {
 Database::Database(Scope scope, std::string path, bool exists, dev_t device, ino_t inode)
     : scope_(scope), path_(std::move(path)), opened_(false), device_(exists ? device : 0),
       inode_(exists ? inode : 0) {
-    const std::lock_guard lock(processLock(ProcessLock::databases));
+    std::lock_guard const lock(processLock(ProcessLock::databases));
     registry().all.push_back(this);
 }
 
 Database::~Database() {
-    const Lease lease;
+    Lease const lease;
     {
-        const std::lock_guard lock(processLock(ProcessLock::databases));
+        std::lock_guard const lock(processLock(ProcessLock::databases));
         registry().all.remove(this);
     }
     closeIdle(Log::bringIn);
@@ -140,10 +140,10 @@ void Database::leaveLogOnNetwork(Connection& connection) {
 }
 
 std::unique_ptr<Connection> Database::openExisting() {
-    const FileState state = examineFile(scope_, path_);
+    FileState const state = examineFile(scope_, path_);
     if (state == FileState::absent)
         return nullptr;
-    const auto opened = [&](Connection::Mode mode) {
+    auto const opened = [&](Connection::Mode mode) {
         auto connection = std::make_unique<Connection>(path_, mode);
         if (mode == Connection::Mode::readWrite)
             // With a rollback journal, FULL leaves open whether the journal's removal outlives a power loss.
@@ -156,7 +156,7 @@ std::unique_ptr<Connection> Database::openExisting() {
     if (state == FileState::writable) {
         unprotectLogs(path_);
         std::unique_ptr<Connection> connection;
-        const DWORD error = outcome([&] { connection = opened(Connection::Mode::readWrite); });
+        DWORD const error = outcome([&] { connection = opened(Connection::Mode::readWrite); });
         if (error == ERROR_SUCCESS) {
             leaveLogOnNetwork(*connection);
             return connection;
@@ -166,15 +166,15 @@ std::unique_ptr<Connection> Database::openExisting() {
             fail(error);
     }
     std::unique_ptr<Connection> connection;
-    const DWORD error = outcome([&] { connection = opened(Connection::Mode::readOnly); });
+    DWORD const error = outcome([&] { connection = opened(Connection::Mode::readOnly); });
     if (error == ERROR_SUCCESS)
         return connection;
     if (error != ERROR_ACCESS_DENIED)
         fail(error);
     // Without write access and with nothing left to bring in, the file is whole as it stands.
-    for (const char* suffix : {"-wal", "-journal"}) {
+    for (char const* suffix : {"-wal", "-journal"}) {
         struct stat log {};
-        const std::string name = path_ + suffix;
+        std::string const name = path_ + suffix;
         if (::stat(name.c_str(), &log) == 0 ? log.st_size == 0 : errno == ENOENT)
             continue;
         logLine(name, "left by another process, and can't be brought in without write access");
@@ -195,7 +195,7 @@ std::unique_ptr<Connection> Database::open(bool create) {
             fail(ERROR_PATH_NOT_FOUND);
         }
     }
-    const Format format = examineFormat(*connection);
+    Format const format = examineFormat(*connection);
     if (format != Format::current) {
         if (format == Format::empty && !create)
             return nullptr;
@@ -216,7 +216,7 @@ std::unique_ptr<Connection> Database::open(bool create) {
         opened_.store(true);
     }
     if (connection->mode() == Connection::Mode::readWrite && anchor_.load() == nullptr && !ending.load()) {
-        const volatile std::uint32_t* index = connection->logIndex();
+        volatile std::uint32_t const* index = connection->logIndex();
         Connection* none = nullptr;
         if (anchor_.compare_exchange_strong(none, connection.get()))
             logIndex_.store(index);
@@ -260,13 +260,13 @@ void Database::undo(Connection& connection) noexcept {
 }
 
 Stamp Database::stamp() {
-    const volatile std::uint32_t* index = logIndex_.load();
+    volatile std::uint32_t const* index = logIndex_.load();
     Stamp stamp;
     if (index == nullptr)
         return stamp;
     // The header stands twice; a writer fills the second copy first. Unequal copies are a change under way.
     constexpr std::size_t words = std::tuple_size_v<decltype(stamp.words)>;
-    const auto word = [&](std::size_t place) { return __atomic_load_n(index + place, __ATOMIC_ACQUIRE); };
+    auto const word = [&](std::size_t place) { return __atomic_load_n(index + place, __ATOMIC_ACQUIRE); };
     for (std::size_t i = 0; i < words; ++i)
         stamp.words[i] = word(i);
     stamp.known = true;
@@ -282,7 +282,7 @@ void closeConnectionsBeforeFork() noexcept {
 
 void closeConnectionsAtExit() noexcept {
     ending.store(true);
-    const std::lock_guard lock(processLock(ProcessLock::databases));
+    std::lock_guard const lock(processLock(ProcessLock::databases));
     for (Database* database : registry().all)
         database->closeIdle(Database::Log::bringIn);
 }

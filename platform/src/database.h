@@ -20,7 +20,7 @@ struct Stamp {
     std::array<std::uint32_t, 12> words{};
     bool known = false;
 
-    bool sameAs(const Stamp& other) const noexcept { return known && other.known && words == other.words; }
+    bool sameAs(Stamp const& other) const noexcept { return known && other.known && words == other.words; }
 };
 
 class Database {
@@ -31,8 +31,8 @@ public:
 
     Database(Scope scope, std::string path, bool exists, dev_t device, ino_t inode);
     ~Database();
-    Database(const Database&) = delete;
-    Database& operator=(const Database&) = delete;
+    Database(Database const&) = delete;
+    Database& operator=(Database const&) = delete;
 
     // A connection borrowed from the database; it goes back when the use ends. No other call of the layer and
     // no callback runs meanwhile.
@@ -71,7 +71,7 @@ public:
 
     Stamp stamp();
 
-    const std::string& path() const noexcept { return path_; }
+    std::string const& path() const noexcept { return path_; }
     Scope scope() const noexcept { return scope_; }
     std::string directory() const;
 
@@ -95,15 +95,15 @@ private:
 
     static constexpr std::size_t idleSlots = 16;
 
-    const Scope scope_;
-    const std::string path_;
+    Scope const scope_;
+    std::string const path_;
     std::atomic<bool> opened_;
     std::atomic<dev_t> device_;
     std::atomic<ino_t> inode_;
     std::array<std::atomic<Connection*>, idleSlots> idle_{};
     // The first connection stays open, so that the mapping of the log's index stays.
     std::atomic<Connection*> anchor_{nullptr};
-    std::atomic<const volatile std::uint32_t*> logIndex_{nullptr};
+    std::atomic<volatile std::uint32_t const*> logIndex_{nullptr};
 };
 
 } // namespace wincrypt

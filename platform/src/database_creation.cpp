@@ -5,11 +5,11 @@
 
 namespace wincrypt {
 
-void createDatabase(const std::string& path) {
-    const std::string directory = directoryOf(path);
+void createDatabase(std::string const& path) {
+    std::string const directory = directoryOf(path);
     createDirectories(directory);
     requireTrustedDirectory(directory);
-    const TemporaryFile temporary(path);
+    TemporaryFile const temporary(path);
     {
         Connection connection(temporary.path(), Connection::Mode::readWrite);
         connection.execute("PRAGMA synchronous = EXTRA");

@@ -16,8 +16,8 @@
 namespace wincrypt {
 namespace {
 
-std::string environment(const char* name) {
-    const char* value = ::secure_getenv(name);
+std::string environment(char const* name) {
+    char const* value = ::secure_getenv(name);
     return value != nullptr ? value : "";
 }
 
@@ -34,13 +34,13 @@ std::string homeDirectory() {
     fail(ERROR_PATH_NOT_FOUND);
 }
 
-[[noreturn]] void refuse(const std::string& path, const char* why) {
+[[noreturn]] void refuse(std::string const& path, char const* why) {
     logLine(path, why);
     fail(ERROR_ACCESS_DENIED);
 }
 
-void syncDirectory(const std::string& directory) {
-    const FileDescriptor file(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+void syncDirectory(std::string const& directory) {
+    FileDescriptor const file(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!file || ::fsync(file.number()) != 0)
         failErrno(directory, "can't be made durable");
 }
@@ -49,10 +49,10 @@ void syncDirectory(const std::string& directory) {
 
 std::string databasePath(Scope scope) {
     if (scope == Scope::machine) {
-        const std::string home = environment("WINCRYPT_MACHINE_HOME");
+        std::string const home = environment("WINCRYPT_MACHINE_HOME");
         return (home.empty() ? "/var/lib/wincrypt" : home) + "/machine.db";
     }
-    if (const std::string home = environment("WINCRYPT_USER_HOME"); !home.empty())
+    if (std::string const home = environment("WINCRYPT_USER_HOME"); !home.empty())
         return home + "/user.db";
     std::string data = environment("XDG_DATA_HOME");
     if (data.empty() || data.front() != '/')
@@ -80,13 +80,13 @@ DWORD errorOfErrno(int number) noexcept {
     }
 }
 
-void failErrno(const std::string& path, const char* what) {
-    const int number = errno;
+void failErrno(std::string const& path, char const* what) {
+    int const number = errno;
     logLine(path, std::string(what) + ": " + std::strerror(number));
     fail(errorOfErrno(number));
 }
 
-FileState examineFile(Scope scope, const std::string& path) {
+FileState examineFile(Scope scope, std::string const& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
         if (errno == ENOENT || errno == ENOTDIR)
@@ -99,7 +99,7 @@ FileState examineFile(Scope scope, const std::string& path) {
                                                                       : FileState::readOnly;
 }
 
-void requireTrusted(Scope scope, const std::string& path, const struct stat& status, unsigned forbidden) {
+void requireTrusted(Scope scope, std::string const& path, struct stat const& status, unsigned forbidden) {
     if (!S_ISREG(status.st_mode))
         refuse(path, "refused: not a regular file");
     if (status.st_uid != ::geteuid() && !(scope == Scope::machine && status.st_uid == 0))
@@ -108,7 +108,7 @@ void requireTrusted(Scope scope, const std::string& path, const struct stat& sta
         refuse(path, "refused: others have rights to it");
 }
 
-void requireTrustedDirectory(const std::string& directory) {
+void requireTrustedDirectory(std::string const& directory) {
     struct stat status {};
     if (::stat(directory.c_str(), &status) != 0)
         failErrno(directory, "can't be reached");
@@ -119,18 +119,18 @@ void requireTrustedDirectory(const std::string& directory) {
         refuse(directory, "refused: others may write it");
 }
 
-std::string directoryOf(const std::string& path) {
-    const auto slash = path.find_last_of('/');
+std::string directoryOf(std::string const& path) {
+    auto const slash = path.find_last_of('/');
     return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
-void createDirectories(const std::string& directory) {
+void createDirectories(std::string const& directory) {
     struct stat status {};
     if (::stat(directory.c_str(), &status) == 0)
         return;
     if (errno != ENOENT)
         failErrno(directory, "can't be reached");
-    const std::string parent = directoryOf(directory);
+    std::string const parent = directoryOf(directory);
     if (parent != directory)
         createDirectories(parent);
     if (::mkdir(directory.c_str(), 0700) != 0) {
@@ -143,12 +143,12 @@ void createDirectories(const std::string& directory) {
     syncDirectory(parent);
 }
 
-TemporaryFile::TemporaryFile(const std::string& besides) : path_(besides + ".XXXXXX") {
-    const FileDescriptor file(::mkostemp(path_.data(), O_CLOEXEC));
+TemporaryFile::TemporaryFile(std::string const& besides) : path_(besides + ".XXXXXX") {
+    FileDescriptor const file(::mkostemp(path_.data(), O_CLOEXEC));
     if (!file)
         failErrno(path_, "can't be made");
     if (::fchmod(file.number(), 0600) != 0) {
-        const int number = errno;
+        int const number = errno;
         ::unlink(path_.c_str());
         errno = number;
         failErrno(path_, "its mode can't be set");
@@ -156,20 +156,20 @@ TemporaryFile::TemporaryFile(const std::string& besides) : path_(besides + ".XXX
 }
 
 TemporaryFile::~TemporaryFile() {
-    for (const char* suffix : {"", "-journal", "-wal", "-shm"})
+    for (char const* suffix : {"", "-journal", "-wal", "-shm"})
         if (::unlink((path_ + suffix).c_str()) != 0 && errno != ENOENT)
             logLine(path_, "is left behind");
 }
 
-void TemporaryFile::nameIt(const std::string& name) const {
+void TemporaryFile::nameIt(std::string const& name) const {
     if (::link(path_.c_str(), name.c_str()) != 0 && errno != EEXIST)
         failErrno(name, "can't be made");
     syncDirectory(directoryOf(name));
 }
 
-void unprotectLogs(const std::string& path) {
-    for (const char* suffix : {"-wal", "-shm"}) {
-        const std::string name = path + suffix;
+void unprotectLogs(std::string const& path) {
+    for (char const* suffix : {"-wal", "-shm"}) {
+        std::string const name = path + suffix;
         struct stat status {};
         if (::lstat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() &&
             (status.st_mode & S_IWUSR) == 0 && ::chmod(name.c_str(), 0600) != 0)
@@ -177,7 +177,7 @@ void unprotectLogs(const std::string& path) {
     }
 }
 
-bool isOnNetwork(const std::string& path) {
+bool isOnNetwork(std::string const& path) {
     struct statfs system {};
     if (::statfs(path.c_str(), &system) != 0)
         return false;

@@ -18,45 +18,45 @@ enum class FileState { absent, readOnly, writable };
 
 // Refuses what isn't a regular file of this user (or of root, for the machine's) or what others may write,
 // with ERROR_ACCESS_DENIED and a log line; also what lies in a directory that isn't trusted.
-FileState examineFile(Scope scope, const std::string& path);
+FileState examineFile(Scope scope, std::string const& path);
 
 // The rule for files, for one that is open. `forbidden` are the mode bits that it must not have.
-void requireTrusted(Scope scope, const std::string& path, const struct stat& status, unsigned forbidden);
+void requireTrusted(Scope scope, std::string const& path, struct stat const& status, unsigned forbidden);
 
 // Whoever may write the directory may put another file in the place of each: it has to belong to this user or
 // to root, and nobody else may write it. Error: ERROR_ACCESS_DENIED.
-void requireTrustedDirectory(const std::string& directory);
+void requireTrustedDirectory(std::string const& directory);
 
-std::string directoryOf(const std::string& path);
-void createDirectories(const std::string& directory); // 0700 whatever the umask, and durable
+std::string directoryOf(std::string const& path);
+void createDirectories(std::string const& directory); // 0700 whatever the umask, and durable
 
 // A new empty file of mode 0600 beside the path. It goes with this, and so do the logs that SQLite puts
 // beside it.
 class TemporaryFile {
 public:
-    explicit TemporaryFile(const std::string& besides);
+    explicit TemporaryFile(std::string const& besides);
     ~TemporaryFile();
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    TemporaryFile(TemporaryFile const&) = delete;
+    TemporaryFile& operator=(TemporaryFile const&) = delete;
 
-    const std::string& path() const noexcept { return path_; }
+    std::string const& path() const noexcept { return path_; }
 
     // Makes its name the file's, durably. A file of that name is left alone, which is no error.
-    void nameIt(const std::string& name) const;
+    void nameIt(std::string const& name) const;
 
 private:
     std::string path_;
 };
 
 // True where the file system can't share memory between machines, which a write-ahead log needs.
-bool isOnNetwork(const std::string& path);
+bool isOnNetwork(std::string const& path);
 
 // A log that SQLite made while the database was write-protected has inherited that, and would keep every
 // later change out: gives back the owner's right.
-void unprotectLogs(const std::string& path);
+void unprotectLogs(std::string const& path);
 
 // Published value of an errno that a file call left.
 DWORD errorOfErrno(int number) noexcept;
-[[noreturn]] void failErrno(const std::string& path, const char* what);
+[[noreturn]] void failErrno(std::string const& path, char const* what);
 
 } // namespace wincrypt

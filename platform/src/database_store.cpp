@@ -11,14 +11,14 @@ constexpr int placeBits = 40;
 constexpr std::int64_t firstRow(std::int64_t store) { return store << placeBits; }
 constexpr std::int64_t endRow(std::int64_t store) { return (store + 1) << placeBits; }
 
-std::optional<Bytes> optionalBytes(const Statement& row, int column) {
+std::optional<Bytes> optionalBytes(Statement const& row, int column) {
     if (row.isNull(column))
         return std::nullopt;
-    const ByteView value = row.bytes(column);
+    ByteView const value = row.bytes(column);
     return Bytes(value.begin(), value.end());
 }
 
-void bindOptional(Statement& statement, int index, const std::optional<Bytes>& value) {
+void bindOptional(Statement& statement, int index, std::optional<Bytes> const& value) {
     if (value)
         statement.bind(index, *value);
     else
@@ -44,7 +44,7 @@ struct Former {
     PropertySet properties;
 };
 
-std::optional<Former> findEqual(Connection& connection, std::int64_t store, const Selection& selection,
+std::optional<Former> findEqual(Connection& connection, std::int64_t store, Selection const& selection,
                                 ByteView encoding) {
     std::int64_t after = firstRow(store);
     for (;;) {
@@ -64,7 +64,7 @@ DatabaseStoreView::DatabaseStoreView(std::shared_ptr<Database> database, std::st
     : StoreView(accessState), database_(std::move(database)), name_(std::move(name)), writable_(writable) {}
 
 std::optional<std::int64_t> DatabaseStoreView::find(Connection& connection) {
-    const std::int64_t known = id_.load();
+    std::int64_t const known = id_.load();
     return known != 0 ? std::optional(known) : lookUp(connection);
 }
 
@@ -87,22 +87,22 @@ auto DatabaseStoreView::change(Body&& body) {
         fail(E_ACCESSDENIED);
     try {
         return database_->change(std::forward<Body>(body));
-    } catch (const Failure& failure) {
+    } catch (Failure const& failure) {
         if (failure.code() == ERROR_ACCESS_DENIED)
             fail(E_ACCESSDENIED);
         throw;
     }
 }
 
-CertificateContext* DatabaseStoreView::next(HCERTSTORE store, const CertificateContext* previous,
-                                            const Selection& selection) {
+CertificateContext* DatabaseStoreView::next(HCERTSTORE store, CertificateContext const* previous,
+                                            Selection const& selection) {
     auto reading = std::make_shared<PropertyReading>();
     reading->stamp = database_->stamp();
     auto use = database_->reader();
     if (!use)
         return nullptr;
     Connection& connection = *use->operator->();
-    const auto id = find(connection);
+    auto const id = find(connection);
     if (!id)
         return nullptr;
     id_.store(*id);
@@ -116,12 +116,12 @@ CertificateContext* DatabaseStoreView::next(HCERTSTORE store, const CertificateC
             return nullptr;
         after = query.integer(0);
         CertificateFields fields;
-        const bool decoded = parseCertificate(query.bytes(3), fields);
+        bool const decoded = parseCertificate(query.bytes(3), fields);
         if (decoded && !selection.matches(fields))
             continue;
         reading->properties = {optionalBytes(query, 1), optionalBytes(query, 2)};
         ContextHolder context;
-        const DWORD error = outcome([&] {
+        DWORD const error = outcome([&] {
             if (!decoded)
                 fail(CRYPT_E_ASN1_CORRUPT);
             context.reset(
@@ -136,13 +136,13 @@ CertificateContext* DatabaseStoreView::next(HCERTSTORE store, const CertificateC
     }
 }
 
-CertificateContext* DatabaseStoreView::add(HCERTSTORE store, const CertificateFields& fields,
-                                           const PropertySet& properties, DWORD disposition) {
-    const Selection selection =
+CertificateContext* DatabaseStoreView::add(HCERTSTORE store, CertificateFields const& fields,
+                                           PropertySet const& properties, DWORD disposition) {
+    Selection const selection =
         Selection::byIdentity(fields.issuer, Bytes(fields.serialNumber.begin(), fields.serialNumber.end()));
     auto reading = std::make_shared<PropertyReading>();
     std::int64_t id = 0;
-    const auto contextOf = [&](std::int64_t row) {
+    auto const contextOf = [&](std::int64_t row) {
         return ContextHolder(
             CertificateContext::create(fields, store, {shared_from_this(), row, nullptr, reading}));
     };
@@ -171,7 +171,7 @@ CertificateContext* DatabaseStoreView::add(HCERTSTORE store, const CertificateFi
         Statement place = connection.prepare(Query::takePlace);
         if (!place.bind(1, id).step())
             fail(ERROR_FILE_CORRUPT);
-        const std::int64_t newRow = firstRow(id) + place.integer(0);
+        std::int64_t const newRow = firstRow(id) + place.integer(0);
         place.run();
         reading->properties = properties;
         Statement insert = connection.prepare(Query::addCertificate);
@@ -183,12 +183,12 @@ CertificateContext* DatabaseStoreView::add(HCERTSTORE store, const CertificateFi
     });
     id_.store(id);
     if (disposition == CERT_STORE_ADD_REPLACE_EXISTING)
-        if (const auto slot = keyContextSlot(context->row, false))
+        if (auto const slot = keyContextSlot(context->row, false))
             slot->set(std::nullopt);
     return context.release();
 }
 
-void DatabaseStoreView::remove(const CertificateContext& context) {
+void DatabaseStoreView::remove(CertificateContext const& context) {
     change([&](Connection& connection) {
         Statement query = connection.prepare(Query::deleteCertificate);
         if (!query.bind(1, context.row).step())
@@ -199,7 +199,7 @@ void DatabaseStoreView::remove(const CertificateContext& context) {
 }
 
 PropertySet DatabaseStoreView::properties(CertificateContext& context) {
-    const std::shared_ptr<const PropertyReading> known = context.reading.load();
+    std::shared_ptr<PropertyReading const> const known = context.reading.load();
     auto reading = std::make_shared<PropertyReading>();
     reading->stamp = database_->stamp();
     if (reading->stamp.sameAs(known->stamp))
@@ -218,7 +218,7 @@ PropertySet DatabaseStoreView::properties(CertificateContext& context) {
 
 void DatabaseStoreView::setProperty(CertificateContext& context, DWORD property,
                                     std::optional<Bytes> stored) {
-    const Query query = property == CERT_KEY_PROV_INFO_PROP_ID ? Query::setKeyInfo : Query::setFriendlyName;
+    Query const query = property == CERT_KEY_PROV_INFO_PROP_ID ? Query::setKeyInfo : Query::setFriendlyName;
     change([&](Connection& connection) {
         Statement update = connection.prepare(query);
         update.bind(1, context.row);

@@ -11,11 +11,11 @@ class DatabaseStoreView final : public StoreView {
 public:
     DatabaseStoreView(std::shared_ptr<Database> database, std::string name, bool writable, DWORD accessState);
 
-    CertificateContext* next(HCERTSTORE store, const CertificateContext* previous,
-                             const Selection& selection) override;
-    CertificateContext* add(HCERTSTORE store, const CertificateFields& fields, const PropertySet& properties,
+    CertificateContext* next(HCERTSTORE store, CertificateContext const* previous,
+                             Selection const& selection) override;
+    CertificateContext* add(HCERTSTORE store, CertificateFields const& fields, PropertySet const& properties,
                             DWORD disposition) override;
-    void remove(const CertificateContext& context) override;
+    void remove(CertificateContext const& context) override;
     PropertySet properties(CertificateContext& context) override;
     void setProperty(CertificateContext& context, DWORD property, std::optional<Bytes> stored) override;
     std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) override;
@@ -29,9 +29,9 @@ private:
     template <class Body>
     auto change(Body&& body);
 
-    const std::shared_ptr<Database> database_;
-    const std::string name_;
-    const bool writable_;
+    std::shared_ptr<Database> const database_;
+    std::string const name_;
+    bool const writable_;
     std::atomic<std::int64_t> id_{0}; // of the store, once it is known: it never changes
 };
 

@@ -55,7 +55,7 @@ public:
         std::size_t header = 2;
         std::size_t length = rest_[1];
         if (length >= 0x80) {
-            const std::size_t octets = length & 0x7F;
+            std::size_t const octets = length & 0x7F;
             if (octets == 0 || octets > sizeof length || rest_.size() < 2 + octets)
                 return std::nullopt;
             length = 0;
@@ -65,7 +65,7 @@ public:
         }
         if (length > rest_.size() - header)
             return std::nullopt;
-        const DerElement element{rest_[0], rest_.subspan(header, length), rest_.first(header + length)};
+        DerElement const element{rest_[0], rest_.subspan(header, length), rest_.first(header + length)};
         rest_ = rest_.subspan(header + length);
         return element;
     }

@@ -26,12 +26,12 @@ void appendDerHeader(Sink& out, std::uint8_t tag, std::size_t length) {
 template <class Sink = Bytes>
 Sink derElement(std::uint8_t tag, std::initializer_list<ByteView> parts) {
     std::size_t length = 0;
-    for (const ByteView part : parts)
+    for (ByteView const part : parts)
         length += part.size();
     Sink out;
     out.reserve(length + 10);
     appendDerHeader(out, tag, length);
-    for (const ByteView part : parts)
+    for (ByteView const part : parts)
         out.insert(out.end(), part.begin(), part.end());
     return out;
 }

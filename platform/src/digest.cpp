@@ -17,7 +17,7 @@ constexpr std::uint8_t sha384Prefix[] = {0x30, 0x41, 0x30, 0x0D, 0x06, 0x09, 0x6
 constexpr std::uint8_t sha512Prefix[] = {0x30, 0x51, 0x30, 0x0D, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
                                          0x65, 0x03, 0x04, 0x02, 0x03, 0x05, 0x00, 0x04, 0x40};
 
-const DigestAlgorithm algorithms[] = {
+DigestAlgorithm const algorithms[] = {
     {CALG_MD5, "MD5", 16, md5Prefix},           {CALG_SHA1, "SHA1", 20, sha1Prefix},
     {CALG_SSL3_SHAMD5, "MD5-SHA1", 36, {}},     {CALG_SHA_256, "SHA256", 32, sha256Prefix},
     {CALG_SHA_384, "SHA384", 48, sha384Prefix}, {CALG_SHA_512, "SHA512", 64, sha512Prefix},
@@ -27,18 +27,18 @@ constinit std::atomic<EVP_MD*> implementations[std::size(algorithms)]{};
 
 } // namespace
 
-const DigestAlgorithm* findDigest(ALG_ID id) noexcept {
-    for (const DigestAlgorithm& algorithm : algorithms)
+DigestAlgorithm const* findDigest(ALG_ID id) noexcept {
+    for (DigestAlgorithm const& algorithm : algorithms)
         if (algorithm.id == id)
             return &algorithm;
     return nullptr;
 }
 
-const EVP_MD* implementationOf(const DigestAlgorithm& algorithm) {
+EVP_MD const* implementationOf(DigestAlgorithm const& algorithm) {
     std::atomic<EVP_MD*>& known = implementations[&algorithm - algorithms];
     if (EVP_MD* found = known.load(std::memory_order_acquire); found != nullptr)
         return found;
-    const ErrorQueueGuard errors;
+    ErrorQueueGuard const errors;
     EVP_MD* fetched = EVP_MD_fetch(nullptr, algorithm.name, nullptr);
     if (fetched == nullptr)
         fail(NTE_FAIL);
@@ -50,11 +50,11 @@ const EVP_MD* implementationOf(const DigestAlgorithm& algorithm) {
 }
 
 Bytes digest(ALG_ID id, std::initializer_list<ByteView> parts) {
-    const DigestAlgorithm& algorithm = *findDigest(id);
-    const ErrorQueueGuard errors;
-    const DigestContextPtr context(EVP_MD_CTX_new());
+    DigestAlgorithm const& algorithm = *findDigest(id);
+    ErrorQueueGuard const errors;
+    DigestContextPtr const context(EVP_MD_CTX_new());
     bool good = context && EVP_DigestInit_ex(context.get(), implementationOf(algorithm), nullptr) == 1;
-    for (const ByteView part : parts)
+    for (ByteView const part : parts)
         good = good && EVP_DigestUpdate(context.get(), part.data(), part.size()) == 1;
     Bytes value(algorithm.size);
     if (!good || EVP_DigestFinal_ex(context.get(), value.data(), nullptr) != 1)

@@ -10,16 +10,16 @@ namespace wincrypt {
 
 struct DigestAlgorithm {
     ALG_ID id;
-    const char* name;
+    char const* name;
     std::size_t size;
     ByteView
         prefix; // of a DigestInfo (RFC 8017, 9.2, note 1), before the value; empty: the bare value is signed
 };
 
-const DigestAlgorithm* findDigest(ALG_ID id) noexcept; // null when it is unknown
+DigestAlgorithm const* findDigest(ALG_ID id) noexcept; // null when it is unknown
 
 // libcrypto's implementation, looked up once a process. Error: NTE_FAIL when it has none.
-const EVP_MD* implementationOf(const DigestAlgorithm& algorithm);
+EVP_MD const* implementationOf(DigestAlgorithm const& algorithm);
 
 Bytes digest(ALG_ID id, std::initializer_list<ByteView> parts);
 

@@ -11,7 +11,7 @@ class Failure : public std::exception {
 public:
     explicit Failure(DWORD code) noexcept : code_(code) {}
     DWORD code() const noexcept { return code_; }
-    const char* what() const noexcept override { return "published error value"; }
+    char const* what() const noexcept override { return "published error value"; }
 
 private:
     DWORD code_;

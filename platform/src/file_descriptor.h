@@ -14,8 +14,8 @@ public:
             ::close(number_);
     }
     FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    FileDescriptor(FileDescriptor const&) = delete;
+    FileDescriptor& operator=(FileDescriptor const&) = delete;
 
     explicit operator bool() const noexcept { return number_ >= 0; }
     int number() const noexcept { return number_; }

@@ -35,12 +35,12 @@ Shard* shards() {
 
 std::size_t shardOfThread() noexcept {
     static std::atomic<std::size_t> next{0};
-    thread_local const std::size_t own = next.fetch_add(1, std::memory_order_relaxed) % handleShards;
+    thread_local std::size_t const own = next.fetch_add(1, std::memory_order_relaxed) % handleShards;
     return own;
 }
 
 Slot* locate(HandleKind kind, ULONG_PTR handle, Shard& shard) noexcept {
-    const std::size_t index = (handle >> 8) & maximumIndex;
+    std::size_t const index = (handle >> 8) & maximumIndex;
     if ((handle & 0xF) != static_cast<ULONG_PTR>(kind) || index >= shard.slots.size())
         return nullptr;
     Slot& slot = shard.slots[index];
@@ -50,9 +50,9 @@ Slot* locate(HandleKind kind, ULONG_PTR handle, Shard& shard) noexcept {
 } // namespace
 
 ULONG_PTR insertHandle(HandleKind kind, std::shared_ptr<void> object) {
-    const std::size_t number = shardOfThread();
+    std::size_t const number = shardOfThread();
     Shard& shard = shards()[number];
-    const std::lock_guard lock(processLock(ProcessLock::handles, number));
+    std::lock_guard const lock(processLock(ProcessLock::handles, number));
     std::uint32_t index;
     if (!shard.free.empty()) {
         index = shard.free.back();
@@ -73,17 +73,17 @@ ULONG_PTR insertHandle(HandleKind kind, std::shared_ptr<void> object) {
 }
 
 std::shared_ptr<void> findHandle(HandleKind kind, ULONG_PTR handle) noexcept {
-    const std::size_t number = (handle >> 4) & 0xF;
+    std::size_t const number = (handle >> 4) & 0xF;
     Shard& shard = shards()[number];
-    const std::lock_guard lock(processLock(ProcessLock::handles, number));
-    const Slot* const slot = locate(kind, handle, shard);
+    std::lock_guard const lock(processLock(ProcessLock::handles, number));
+    Slot const* const slot = locate(kind, handle, shard);
     return slot != nullptr ? slot->object : nullptr;
 }
 
 std::shared_ptr<void> removeHandle(HandleKind kind, ULONG_PTR handle) noexcept {
-    const std::size_t number = (handle >> 4) & 0xF;
+    std::size_t const number = (handle >> 4) & 0xF;
     Shard& shard = shards()[number];
-    const std::lock_guard lock(processLock(ProcessLock::handles, number));
+    std::lock_guard const lock(processLock(ProcessLock::handles, number));
     Slot* const slot = locate(kind, handle, shard);
     if (slot == nullptr)
         return nullptr;

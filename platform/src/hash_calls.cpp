@@ -29,14 +29,14 @@ BOOL WINAPI CryptCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWOR
             fail(NTE_BAD_FLAGS);
         if (hKey != 0)
             fail(NTE_BAD_KEY); // only keyed hashes take one
-        const DigestAlgorithm* algorithm = findDigest(Algid);
+        DigestAlgorithm const* algorithm = findDigest(Algid);
         if (algorithm == nullptr)
             fail(NTE_BAD_ALGID);
         *phHash = context->adopt(std::make_shared<HashObject>(context, *algorithm));
     });
 }
 
-BOOL WINAPI CryptHashData(HCRYPTHASH hHash, const BYTE* pbData, DWORD dwDataLen, DWORD dwFlags) {
+BOOL WINAPI CryptHashData(HCRYPTHASH hHash, BYTE const* pbData, DWORD dwDataLen, DWORD dwFlags) {
     return boundary([&] {
         const auto hash = objectOf<HashObject>(hHash);
         if (dwFlags != 0)
@@ -45,7 +45,7 @@ BOOL WINAPI CryptHashData(HCRYPTHASH hHash, const BYTE* pbData, DWORD dwDataLen,
     });
 }
 
-BOOL WINAPI CryptSetHashParam(HCRYPTHASH hHash, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+BOOL WINAPI CryptSetHashParam(HCRYPTHASH hHash, DWORD dwParam, BYTE const* pbData, DWORD dwFlags) {
     return boundary([&] {
         const auto hash = objectOf<HashObject>(hHash);
         if (dwParam != HP_HASHVAL)
@@ -73,29 +73,29 @@ BOOL WINAPI CryptSignHashA(HCRYPTHASH hHash, DWORD dwKeySpec, LPCSTR szDescripti
             return ERROR_INVALID_HANDLE;
         if (pdwSigLen == nullptr)
             return ERROR_INVALID_PARAMETER;
-        const bool bare = wantsBareValue(szDescription, dwFlags);
+        bool const bare = wantsBareValue(szDescription, dwFlags);
         const auto key = context->requireKey(dwKeySpec);
-        const DWORD size = lengthOf(key->publicKey().blockSize());
-        const DWORD room = *pdwSigLen;
+        DWORD const size = lengthOf(key->publicKey().blockSize());
+        DWORD const room = *pdwSigLen;
         if (pbSignature == nullptr || room < size) {
             *pdwSigLen = size;
             return pbSignature == nullptr ? ERROR_SUCCESS : ERROR_MORE_DATA;
         }
-        const Bytes signature = key->sign(hash->signedValue(bare));
+        Bytes const signature = key->sign(hash->signedValue(bare));
         std::reverse_copy(signature.begin(), signature.end(), pbSignature);
         *pdwSigLen = size;
         return ERROR_SUCCESS;
     });
 }
 
-BOOL WINAPI CryptVerifySignatureA(HCRYPTHASH hHash, const BYTE* pbSignature, DWORD dwSigLen,
+BOOL WINAPI CryptVerifySignatureA(HCRYPTHASH hHash, BYTE const* pbSignature, DWORD dwSigLen,
                                   HCRYPTKEY hPubKey, LPCSTR szDescription, DWORD dwFlags) {
     return boundary([&]() -> DWORD {
         const auto hash = objectOf<HashObject>(hHash);
         const auto key = objectOf<KeyObject>(hPubKey);
-        const bool bare = wantsBareValue(szDescription, dwFlags);
-        const ByteView given = viewOf(pbSignature, dwSigLen);
-        const Bytes signature(given.rbegin(), given.rend());
+        bool const bare = wantsBareValue(szDescription, dwFlags);
+        ByteView const given = viewOf(pbSignature, dwSigLen);
+        Bytes const signature(given.rbegin(), given.rend());
         return key->key->publicKey().verifies(hash->signedValue(bare), signature)
                    ? ERROR_SUCCESS
                    : errorValue(NTE_BAD_SIGNATURE);

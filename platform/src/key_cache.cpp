@@ -13,7 +13,7 @@ constexpr std::size_t capacity = 256;
 struct Entry {
     Bytes context;
     Bytes sealed;
-    std::shared_ptr<const RsaPrivateKey> key;
+    std::shared_ptr<RsaPrivateKey const> key;
     std::uint64_t lastUse = 0;
 };
 
@@ -29,27 +29,27 @@ Cache& cache() {
     return *instance;
 }
 
-std::string nameOf(const SealedKey& sealed) { return {sealed.nonce.begin(), sealed.nonce.end()}; }
+std::string nameOf(SealedKey const& sealed) { return {sealed.nonce.begin(), sealed.nonce.end()}; }
 
 } // namespace
 
-std::shared_ptr<const RsaPrivateKey> openCached(const Database& database, ByteView context,
-                                                const SealedKey& sealed) {
+std::shared_ptr<RsaPrivateKey const> openCached(Database const& database, ByteView context,
+                                                SealedKey const& sealed) {
     {
-        const std::lock_guard lock(processLock(ProcessLock::keyCache));
+        std::lock_guard const lock(processLock(ProcessLock::keyCache));
         Cache& known = cache();
-        const auto found = known.entries.find(nameOf(sealed));
+        auto const found = known.entries.find(nameOf(sealed));
         if (found != known.entries.end() && equal(found->second.context, context) &&
             equal(found->second.sealed, sealed.sealed)) {
             found->second.lastUse = ++known.uses;
             return found->second.key;
         }
     }
-    const SecureBytes clear = openKey(database, context, sealed);
-    std::shared_ptr<const RsaPrivateKey> key;
+    SecureBytes const clear = openKey(database, context, sealed);
+    std::shared_ptr<RsaPrivateKey const> key;
     try {
-        key = std::make_shared<const RsaPrivateKey>(RsaPrivateKey::fromEncoding(clear));
-    } catch (const Failure&) {
+        key = std::make_shared<RsaPrivateKey const>(RsaPrivateKey::fromEncoding(clear));
+    } catch (Failure const&) {
         logLine(database.path(), "a private key opened to something else");
         fail(NTE_KEYSET_ENTRY_BAD);
     }
@@ -57,10 +57,10 @@ std::shared_ptr<const RsaPrivateKey> openCached(const Database& database, ByteVi
     return key;
 }
 
-void keepOpened(ByteView context, const SealedKey& sealed, std::shared_ptr<const RsaPrivateKey> key) {
+void keepOpened(ByteView context, SealedKey const& sealed, std::shared_ptr<RsaPrivateKey const> key) {
     Entry entry{Bytes(context.begin(), context.end()), sealed.sealed, std::move(key), 0};
     Entry former; // let go after the lock
-    const std::lock_guard lock(processLock(ProcessLock::keyCache));
+    std::lock_guard const lock(processLock(ProcessLock::keyCache));
     Cache& known = cache();
     entry.lastUse = ++known.uses;
     if (known.entries.size() >= capacity) {

@@ -10,10 +10,10 @@ namespace wincrypt {
 
 // The key that this sealed form opens to. The cache knows a key only by everything that the sealing covers,
 // so a row that was edited or moved misses it and fails like any other. Error: NTE_KEYSET_ENTRY_BAD.
-std::shared_ptr<const RsaPrivateKey> openCached(const Database& database, ByteView context,
-                                                const SealedKey& sealed);
+std::shared_ptr<RsaPrivateKey const> openCached(Database const& database, ByteView context,
+                                                SealedKey const& sealed);
 
 // Makes a key that was just sealed known, so that its first use needn't open it.
-void keepOpened(ByteView context, const SealedKey& sealed, std::shared_ptr<const RsaPrivateKey> key);
+void keepOpened(ByteView context, SealedKey const& sealed, std::shared_ptr<RsaPrivateKey const> key);
 
 } // namespace wincrypt

@@ -8,13 +8,13 @@ using namespace wincrypt;
 
 namespace {
 
-HCRYPTKEY adoptKey(const std::shared_ptr<ProviderContext>& context, std::shared_ptr<Key> key, DWORD slot) {
+HCRYPTKEY adoptKey(std::shared_ptr<ProviderContext> const& context, std::shared_ptr<Key> key, DWORD slot) {
     return context->adopt(
         std::shared_ptr<KeyObject>(new KeyObject{context, context->container, std::move(key), slot}));
 }
 
 // The encoding whose length only its header tells: identifier and length octets first, then the whole.
-ByteView encodingAt(const BYTE* data) {
+ByteView encodingAt(BYTE const* data) {
     if (data == nullptr)
         fail(ERROR_INVALID_PARAMETER);
     std::size_t header = 2;
@@ -22,7 +22,7 @@ ByteView encodingAt(const BYTE* data) {
     if (data[0] == tag::sequence && data[1] < 0x80) {
         length = data[1];
     } else if (data[0] == tag::sequence && data[1] > 0x80 && data[1] <= 0x84) {
-        const std::size_t octets = data[1] & 0x7F;
+        std::size_t const octets = data[1] & 0x7F;
         for (std::size_t i = 0; i < octets; ++i)
             length = length << 8 | data[2 + i];
         header += octets;
@@ -51,13 +51,13 @@ BOOL WINAPI CryptGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY
         const auto context = objectOf<ProviderContext>(hProv);
         if (phKey == nullptr)
             fail(ERROR_INVALID_PARAMETER);
-        const DWORD slot = Algid == CALG_RSA_KEYX   ? AT_KEYEXCHANGE
+        DWORD const slot = Algid == CALG_RSA_KEYX   ? AT_KEYEXCHANGE
                            : Algid == CALG_RSA_SIGN ? AT_SIGNATURE
                                                     : Algid;
         if (!isSlot(slot))
             fail(NTE_BAD_ALGID);
         constexpr unsigned defaultBits = 2048;
-        const unsigned bits = dwFlags >> 16 != 0 ? dwFlags >> 16 : defaultBits;
+        unsigned const bits = dwFlags >> 16 != 0 ? dwFlags >> 16 : defaultBits;
         if ((dwFlags & 0xFFFF & ~DWORD{CRYPT_EXPORTABLE}) != 0 || bits < minimumKeyBits ||
             bits > maximumKeyBits || bits % 8 != 0)
             fail(NTE_BAD_FLAGS);
@@ -103,14 +103,14 @@ BOOL WINAPI CryptGetKeyParam(HCRYPTKEY hKey, DWORD dwParam, BYTE* pbData, DWORD*
     });
 }
 
-BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, BYTE const* pbData, DWORD dwFlags) {
     return boundary([&] {
         const auto key = objectOf<KeyObject>(hKey);
         if (dwParam != KP_CERTIFICATE)
             fail(NTE_BAD_TYPE);
         if (dwFlags != 0)
             fail(NTE_BAD_FLAGS);
-        const ByteView encoding = encodingAt(pbData);
+        ByteView const encoding = encodingAt(pbData);
         CertificateFields fields;
         if (!parseCertificate(encoding, fields))
             fail(NTE_BAD_DATA);

@@ -7,22 +7,22 @@ namespace {
 
 Bytes copy(ByteView view) { return {view.begin(), view.end()}; }
 
-std::optional<std::int64_t> containerId(Connection& connection, const std::string& name) {
+std::optional<std::int64_t> containerId(Connection& connection, std::string const& name) {
     Statement query = connection.prepare(Query::containerByName);
     return query.bindText(1, name).step() ? std::optional(query.integer(0)) : std::nullopt;
 }
 
-std::int64_t insertContainer(Connection& connection, const std::string& name) {
+std::int64_t insertContainer(Connection& connection, std::string const& name) {
     Statement insert = connection.prepare(Query::addContainer);
     insert.bindText(1, name).step();
-    const std::int64_t id = insert.integer(0);
+    std::int64_t const id = insert.integer(0);
     insert.run();
     return id;
 }
 
 } // namespace
 
-std::optional<StoredContainer> loadContainer(Database& database, const std::string& name) {
+std::optional<StoredContainer> loadContainer(Database& database, std::string const& name) {
     auto use = database.reader();
     if (!use)
         return std::nullopt;
@@ -34,7 +34,7 @@ std::optional<StoredContainer> loadContainer(Database& database, const std::stri
             container.emplace().id = query.integer(0);
         if (query.isNull(1))
             continue;
-        const std::int64_t slot = query.integer(1);
+        std::int64_t const slot = query.integer(1);
         if (slot != AT_KEYEXCHANGE && slot != AT_SIGNATURE) {
             logLine(database.path(),
                     "container " + name + ": slot " + std::to_string(slot) + " is passed by");
@@ -47,14 +47,14 @@ std::optional<StoredContainer> loadContainer(Database& database, const std::stri
     return container;
 }
 
-std::optional<std::string> storedContainerAfter(Database& database, const std::string& name) {
+std::optional<std::string> storedContainerAfter(Database& database, std::string const& name) {
     auto use = database.reader();
     if (!use)
         return std::nullopt;
     Statement query = (*use)->prepare(Query::containerNameAfter);
     if (!query.bindText(1, name).step())
         return std::nullopt;
-    const ByteView found = query.bytes(0);
+    ByteView const found = query.bytes(0);
     return std::string(found.begin(), found.end());
 }
 
@@ -66,7 +66,7 @@ std::size_t longestStoredName(Database& database) {
     return query.step() ? static_cast<std::size_t>(query.integer(0)) : 0;
 }
 
-void storeContainer(Database& database, const std::string& name) {
+void storeContainer(Database& database, std::string const& name) {
     database.change([&](Connection& connection) {
         if (containerId(connection, name))
             fail(NTE_EXISTS);
@@ -74,7 +74,7 @@ void storeContainer(Database& database, const std::string& name) {
     });
 }
 
-bool removeContainer(Database& database, const std::string& name) {
+bool removeContainer(Database& database, std::string const& name) {
     // Looked at before anything is changed, so that a database that doesn't exist isn't made by a deletion.
     if (!loadContainer(database, name))
         return false;
@@ -88,7 +88,7 @@ bool removeContainer(Database& database, const std::string& name) {
     });
 }
 
-void storeKey(Database& database, const std::string& name, const StoredKey& key, bool makeContainer) {
+void storeKey(Database& database, std::string const& name, StoredKey const& key, bool makeContainer) {
     database.change([&](Connection& connection) {
         auto id = containerId(connection, name);
         if (!id && !makeContainer)
@@ -108,8 +108,8 @@ void storeKey(Database& database, const std::string& name, const StoredKey& key,
     });
 }
 
-std::optional<Bytes> storedCertificate(Database& database, const std::string& name, DWORD slot) {
-    const auto container = loadContainer(database, name);
+std::optional<Bytes> storedCertificate(Database& database, std::string const& name, DWORD slot) {
+    auto const container = loadContainer(database, name);
     if (!container)
         return std::nullopt;
     auto use = database.reader();
@@ -121,13 +121,13 @@ std::optional<Bytes> storedCertificate(Database& database, const std::string& na
     return copy(query.bytes(0));
 }
 
-bool storeCertificate(Database& database, const std::string& name, DWORD slot, ByteView certificate) {
+bool storeCertificate(Database& database, std::string const& name, DWORD slot, ByteView certificate) {
     return database.change([&](Connection& connection) {
         const auto id = containerId(connection, name);
         if (!id)
             return false;
         Statement update = connection.prepare(Query::setKeyCertificate);
-        const bool found = update.bind(1, *id).bind(2, slot).bind(3, certificate).step();
+        bool const found = update.bind(1, *id).bind(2, slot).bind(3, certificate).step();
         update.run();
         return found;
     });

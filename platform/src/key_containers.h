@@ -25,20 +25,20 @@ struct StoredContainer {
 };
 
 // One query. Nothing when there is no such container.
-std::optional<StoredContainer> loadContainer(Database& database, const std::string& name);
+std::optional<StoredContainer> loadContainer(Database& database, std::string const& name);
 
-std::optional<std::string> storedContainerAfter(Database& database, const std::string& name);
+std::optional<std::string> storedContainerAfter(Database& database, std::string const& name);
 std::size_t longestStoredName(Database& database); // octets; 0 when there is no container
 
-void storeContainer(Database& database, const std::string& name);  // error: NTE_EXISTS
-bool removeContainer(Database& database, const std::string& name); // false when there is none
+void storeContainer(Database& database, std::string const& name);  // error: NTE_EXISTS
+bool removeContainer(Database& database, std::string const& name); // false when there is none
 
 // Puts the key in its slot, in place of another and without that one's certificate; the container of the
 // default name is made by this when `makeContainer` says so. Error: NTE_BAD_KEYSET when the container is
 // gone.
-void storeKey(Database& database, const std::string& name, const StoredKey& key, bool makeContainer);
+void storeKey(Database& database, std::string const& name, StoredKey const& key, bool makeContainer);
 
-std::optional<Bytes> storedCertificate(Database& database, const std::string& name, DWORD slot);
-bool storeCertificate(Database& database, const std::string& name, DWORD slot, ByteView certificate);
+std::optional<Bytes> storedCertificate(Database& database, std::string const& name, DWORD slot);
+bool storeCertificate(Database& database, std::string const& name, DWORD slot, ByteView certificate);
 
 } // namespace wincrypt

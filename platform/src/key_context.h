@@ -22,8 +22,8 @@ class KeyContextSlot {
 public:
     KeyContextSlot() = default;
     ~KeyContextSlot();
-    KeyContextSlot(const KeyContextSlot&) = delete;
-    KeyContextSlot& operator=(const KeyContextSlot&) = delete;
+    KeyContextSlot(KeyContextSlot const&) = delete;
+    KeyContextSlot& operator=(KeyContextSlot const&) = delete;
 
     std::optional<KeyContext> get() const;
     void set(std::optional<KeyContext> value); // lets the former one go
@@ -33,6 +33,6 @@ private:
 };
 
 // The slot of a certificate in a database; null when there is none and none is to be made.
-std::shared_ptr<KeyContextSlot> slotOfRow(const Database& database, std::int64_t row, bool make);
+std::shared_ptr<KeyContextSlot> slotOfRow(Database const& database, std::int64_t row, bool make);
 
 } // namespace wincrypt

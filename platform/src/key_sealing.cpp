@@ -27,14 +27,14 @@ struct SealingKey {
     Bytes identifier;
 };
 
-std::string keyFilePath(const Database& database) { return database.directory() + "/sealing.key"; }
+std::string keyFilePath(Database const& database) { return database.directory() + "/sealing.key"; }
 
 // The secret may be any text that an administrator supplies, so the key is made from it by a hash of its own.
 SealingKey derive(ByteView secret) {
     static constexpr char keyLabel[] = "wincrypt sealing key 1";
     static constexpr char identifierLabel[] = "wincrypt sealing key identifier 1";
     // Both labels with their terminators, which no label's text contains.
-    const auto labelled = [](const auto& label, ByteView rest) {
+    auto const labelled = [](auto const& label, ByteView rest) {
         return digest(CALG_SHA_256, {viewOf(label, sizeof label), rest});
     };
     Bytes key = labelled(keyLabel, secret);
@@ -46,9 +46,9 @@ SealingKey derive(ByteView secret) {
 }
 
 // A key file of ours belongs to a scope; what a service manager supplies is trusted as it comes.
-std::optional<SecureBytes> readSecret(const std::string& path, std::optional<Scope> ours) {
+std::optional<SecureBytes> readSecret(std::string const& path, std::optional<Scope> ours) {
     // Whatever stands in the file's place, opening it must not wait.
-    const FileDescriptor file(
+    FileDescriptor const file(
         ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | (ours ? O_NOFOLLOW : 0)));
     if (!file) {
         if (errno == ENOENT || errno == ENOTDIR)
@@ -63,7 +63,7 @@ std::optional<SecureBytes> readSecret(const std::string& path, std::optional<Sco
     SecureBytes secret(maximumCredential);
     std::size_t size = 0;
     while (size < secret.size()) {
-        const ssize_t count = ::read(file.number(), secret.data() + size, secret.size() - size);
+        ssize_t const count = ::read(file.number(), secret.data() + size, secret.size() - size);
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -81,27 +81,27 @@ std::optional<SecureBytes> readSecret(const std::string& path, std::optional<Sco
 }
 
 std::optional<SealingKey> credentialKey() {
-    const char* directory = ::secure_getenv("CREDENTIALS_DIRECTORY");
+    char const* directory = ::secure_getenv("CREDENTIALS_DIRECTORY");
     if (directory == nullptr || *directory == '\0')
         return std::nullopt;
-    const auto secret = readSecret(std::string(directory) + "/wincrypt-key", std::nullopt);
+    auto const secret = readSecret(std::string(directory) + "/wincrypt-key", std::nullopt);
     return secret ? std::optional(derive(*secret)) : std::nullopt;
 }
 
-std::optional<SealingKey> fileKey(const Database& database) {
-    const auto secret = readSecret(keyFilePath(database), database.scope());
+std::optional<SealingKey> fileKey(Database const& database) {
+    auto const secret = readSecret(keyFilePath(database), database.scope());
     return secret ? std::optional(derive(*secret)) : std::nullopt;
 }
 
 // The file is complete and durable before it bears its name, and a file of that name is never replaced.
-void makeKeyFile(const Database& database) {
-    const std::string path = keyFilePath(database);
+void makeKeyFile(Database const& database) {
+    std::string const path = keyFilePath(database);
     createDirectories(database.directory());
     requireTrustedDirectory(database.directory());
     SecureBytes secret(keyFileSize);
     if (RAND_priv_bytes(secret.data(), static_cast<int>(secret.size())) != 1)
         fail(NTE_FAIL);
-    const TemporaryFile temporary(path);
+    TemporaryFile const temporary(path);
     FileDescriptor file(::open(temporary.path().c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
     if (!file ||
         ::write(file.number(), secret.data(), secret.size()) != static_cast<ssize_t>(secret.size()) ||
@@ -111,9 +111,9 @@ void makeKeyFile(const Database& database) {
 }
 
 // Encrypts or opens; nothing when the tag doesn't match.
-bool transform(bool encrypting, const SealingKey& key, ByteView nonce, ByteView context, ByteView input,
+bool transform(bool encrypting, SealingKey const& key, ByteView nonce, ByteView context, ByteView input,
                std::uint8_t* output, std::uint8_t* tag) {
-    const CipherContextPtr cipher(EVP_CIPHER_CTX_new());
+    CipherContextPtr const cipher(EVP_CIPHER_CTX_new());
     int length = 0;
     return cipher &&
            EVP_CipherInit_ex(cipher.get(), EVP_aes_256_gcm(), nullptr, key.key.data(), nonce.data(),
@@ -129,18 +129,18 @@ bool transform(bool encrypting, const SealingKey& key, ByteView nonce, ByteView 
 
 } // namespace
 
-Bytes sealingContext(const std::string& container, DWORD slot, DWORD flags) {
+Bytes sealingContext(std::string const& container, DWORD slot, DWORD flags) {
     static constexpr char label[] = "wincrypt key 1";
     Bytes context(label, label + sizeof label);
-    for (const DWORD number : {lengthOf(container.size()), slot, flags})
+    for (DWORD const number : {lengthOf(container.size()), slot, flags})
         for (int shift = 24; shift >= 0; shift -= 8)
             context.push_back(static_cast<std::uint8_t>(number >> shift));
     context.insert(context.end(), container.begin(), container.end());
     return context;
 }
 
-SealedKey sealKey(const Database& database, ByteView context, ByteView clear) {
-    const ErrorQueueGuard errors;
+SealedKey sealKey(Database const& database, ByteView context, ByteView clear) {
+    ErrorQueueGuard const errors;
     std::optional<SealingKey> key = credentialKey();
     if (!key)
         key = fileKey(database);
@@ -158,9 +158,9 @@ SealedKey sealKey(const Database& database, ByteView context, ByteView clear) {
     return result;
 }
 
-SecureBytes openKey(const Database& database, ByteView context, const SealedKey& sealed) {
-    const ErrorQueueGuard errors;
-    const auto refuse = [&](const char* why) {
+SecureBytes openKey(Database const& database, ByteView context, SealedKey const& sealed) {
+    ErrorQueueGuard const errors;
+    auto const refuse = [&](char const* why) {
         logLine(database.path(), why);
         fail(NTE_KEYSET_ENTRY_BAD);
     };
@@ -171,7 +171,7 @@ SecureBytes openKey(const Database& database, ByteView context, const SealedKey&
         refuse("a private key is sealed under a sealing key that isn't there");
     if (sealed.nonce.size() != nonceSize || sealed.sealed.size() <= tagSize)
         refuse("a private key was altered");
-    const std::size_t size = sealed.sealed.size() - tagSize;
+    std::size_t const size = sealed.sealed.size() - tagSize;
     SecureBytes clear(size);
     Bytes tag(sealed.sealed.end() - tagSize, sealed.sealed.end());
     if (!transform(false, *key, sealed.nonce, context, ByteView(sealed.sealed).first(size), clear.data(),

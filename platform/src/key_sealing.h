@@ -15,13 +15,13 @@ struct SealedKey {
 };
 
 // What a sealed key is bound to besides its bytes: elsewhere, it doesn't open.
-Bytes sealingContext(const std::string& container, DWORD slot, DWORD flags);
+Bytes sealingContext(std::string const& container, DWORD slot, DWORD flags);
 
 // Seals under $CREDENTIALS_DIRECTORY/wincrypt-key where that exists, else under the key file beside the
 // database, which is made when it is missing.
-SealedKey sealKey(const Database& database, ByteView context, ByteView clear);
+SealedKey sealKey(Database const& database, ByteView context, ByteView clear);
 
 // Error: NTE_KEYSET_ENTRY_BAD when the key was altered or moved, or the sealing key isn't there; logged.
-SecureBytes openKey(const Database& database, ByteView context, const SealedKey& key);
+SecureBytes openKey(Database const& database, ByteView context, SealedKey const& key);
 
 } // namespace wincrypt

@@ -33,8 +33,8 @@ class ErrorQueueGuard {
 public:
     ErrorQueueGuard() noexcept { ERR_set_mark(); }
     ~ErrorQueueGuard() { ERR_pop_to_mark(); }
-    ErrorQueueGuard(const ErrorQueueGuard&) = delete;
-    ErrorQueueGuard& operator=(const ErrorQueueGuard&) = delete;
+    ErrorQueueGuard(ErrorQueueGuard const&) = delete;
+    ErrorQueueGuard& operator=(ErrorQueueGuard const&) = delete;
 };
 
 } // namespace wincrypt

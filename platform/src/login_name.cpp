@@ -31,14 +31,14 @@ std::string lookUp(uid_t user) {
 std::string loginName() {
     // Asking the system costs a file or a network question, and every opening of a container asks. The first
     // user that asks is kept; a process that changes its user pays for the question.
-    static std::atomic<const Known*> known{nullptr};
-    const uid_t user = ::geteuid();
-    if (const Known* record = known.load(std::memory_order_acquire);
+    static std::atomic<Known const*> known{nullptr};
+    uid_t const user = ::geteuid();
+    if (Known const* record = known.load(std::memory_order_acquire);
         record != nullptr && record->user == user)
         return record->name;
     auto record = std::make_unique<Known>(Known{user, lookUp(user)});
-    const std::string name = record->name;
-    const Known* none = nullptr;
+    std::string const name = record->name;
+    Known const* none = nullptr;
     if (known.compare_exchange_strong(none, record.get()))
         record.release();
     return name;

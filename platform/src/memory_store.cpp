@@ -7,15 +7,15 @@
 namespace wincrypt {
 
 std::optional<MemoryStoreView::Row> MemoryStoreView::rowAfter(std::int64_t after) const {
-    const std::lock_guard lock(processLock(ProcessLock::memoryStores));
-    const auto found = rows_.upper_bound(after);
+    std::lock_guard const lock(processLock(ProcessLock::memoryStores));
+    auto const found = rows_.upper_bound(after);
     return found != rows_.end() ? std::optional<Row>(*found) : std::nullopt;
 }
 
-CertificateContext* MemoryStoreView::next(HCERTSTORE store, const CertificateContext* previous,
-                                          const Selection& selection) {
+CertificateContext* MemoryStoreView::next(HCERTSTORE store, CertificateContext const* previous,
+                                          Selection const& selection) {
     for (auto row = rowAfter(previous != nullptr ? previous->row : 0); row; row = rowAfter(row->first)) {
-        const auto properties = row->second->properties.load();
+        auto const properties = row->second->properties.load();
         if ((selection.kind == Selection::Kind::withKeyInfo && !properties->keyInfo) ||
             (selection.kind == Selection::Kind::withFriendlyName && !properties->friendlyName))
             continue;
@@ -27,15 +27,15 @@ CertificateContext* MemoryStoreView::next(HCERTSTORE store, const CertificateCon
     return nullptr;
 }
 
-CertificateContext* MemoryStoreView::add(HCERTSTORE store, const CertificateFields& fields,
-                                         const PropertySet& properties, DWORD disposition) {
+CertificateContext* MemoryStoreView::add(HCERTSTORE store, CertificateFields const& fields,
+                                         PropertySet const& properties, DWORD disposition) {
     auto made = std::make_shared<MemoryCertificate>();
     made->encoding.assign(fields.encoding.begin(), fields.encoding.end());
-    made->properties.store(std::make_shared<const PropertySet>(properties));
+    made->properties.store(std::make_shared<PropertySet const>(properties));
     std::unique_lock lock(processLock(ProcessLock::memoryStores));
     auto existing = rows_.end();
     if (disposition != CERT_STORE_ADD_ALWAYS)
-        existing = std::find_if(rows_.begin(), rows_.end(), [&](const auto& row) {
+        existing = std::find_if(rows_.begin(), rows_.end(), [&](auto const& row) {
             return equal(row.second->encoding, fields.encoding);
         });
     if (existing == rows_.end()) {
@@ -46,10 +46,10 @@ CertificateContext* MemoryStoreView::add(HCERTSTORE store, const CertificateFiel
     }
     if (disposition == CERT_STORE_ADD_NEW)
         fail(CRYPT_E_EXISTS);
-    const auto [row, certificate] = *existing;
+    auto const [row, certificate] = *existing;
     ContextHolder context(
         CertificateContext::create(fields, store, {shared_from_this(), row, certificate, nullptr}));
-    certificate->properties.store(std::make_shared<const PropertySet>(
+    certificate->properties.store(std::make_shared<PropertySet const>(
         mergedProperties(disposition, *certificate->properties.load(), properties)));
     lock.unlock();
     if (disposition == CERT_STORE_ADD_REPLACE_EXISTING)
@@ -57,8 +57,8 @@ CertificateContext* MemoryStoreView::add(HCERTSTORE store, const CertificateFiel
     return context.release();
 }
 
-void MemoryStoreView::remove(const CertificateContext& context) {
-    const std::lock_guard lock(processLock(ProcessLock::memoryStores));
+void MemoryStoreView::remove(CertificateContext const& context) {
+    std::lock_guard const lock(processLock(ProcessLock::memoryStores));
     if (rows_.erase(context.row) == 0)
         fail(CRYPT_E_NOT_FOUND);
 }
@@ -73,8 +73,8 @@ void MemoryStoreView::setProperty(CertificateContext& context, DWORD property, s
 }
 
 std::shared_ptr<KeyContextSlot> MemoryStoreView::keyContextSlot(std::int64_t row, bool) {
-    const std::lock_guard lock(processLock(ProcessLock::memoryStores));
-    const auto found = rows_.find(row);
+    std::lock_guard const lock(processLock(ProcessLock::memoryStores));
+    auto const found = rows_.find(row);
     return found != rows_.end() ? std::shared_ptr<KeyContextSlot>(found->second, &found->second->keyContext)
                                 : nullptr;
 }

@@ -11,11 +11,11 @@ class MemoryStoreView final : public StoreView {
 public:
     MemoryStoreView() noexcept : StoreView(0) {}
 
-    CertificateContext* next(HCERTSTORE store, const CertificateContext* previous,
-                             const Selection& selection) override;
-    CertificateContext* add(HCERTSTORE store, const CertificateFields& fields, const PropertySet& properties,
+    CertificateContext* next(HCERTSTORE store, CertificateContext const* previous,
+                             Selection const& selection) override;
+    CertificateContext* add(HCERTSTORE store, CertificateFields const& fields, PropertySet const& properties,
                             DWORD disposition) override;
-    void remove(const CertificateContext& context) override;
+    void remove(CertificateContext const& context) override;
     PropertySet properties(CertificateContext& context) override;
     void setProperty(CertificateContext& context, DWORD property, std::optional<Bytes> stored) override;
     std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) override;

@@ -10,7 +10,7 @@ using namespace wincrypt;
 namespace {
 
 void appendLatin1(std::string& text, ByteView octets) {
-    for (const std::uint8_t octet : octets)
+    for (std::uint8_t const octet : octets)
         appendUtf8(text, octet);
 }
 
@@ -26,23 +26,23 @@ void appendUnits(std::string& text, ByteView octets, std::size_t unit) {
 void appendHex(std::string& text, ByteView octets) {
     static constexpr char digits[] = "0123456789abcdef";
     text += '#';
-    for (const std::uint8_t octet : octets) {
+    for (std::uint8_t const octet : octets) {
         text += digits[octet >> 4];
         text += digits[octet & 0xF];
     }
 }
 
 // A zero inside would end the name for whoever reads it as C text, so it shows as U+FFFD.
-std::string valueText(const DerElement& value) {
+std::string valueText(DerElement const& value) {
     std::string text;
     switch (value.tag) {
     case tag::utf8String: {
-        const std::string_view utf8(reinterpret_cast<const char*>(value.content.data()),
+        std::string_view const utf8(reinterpret_cast<char const*>(value.content.data()),
                                     value.content.size());
         if (isUtf8(utf8) && utf8.find('\0') == std::string_view::npos)
             text = utf8;
         else
-            for (const std::uint8_t octet : value.content)
+            for (std::uint8_t const octet : value.content)
                 appendUtf8(text, octet < 0x80 ? octet : 0);
         break;
     }
@@ -68,14 +68,14 @@ std::string valueText(const DerElement& value) {
 // The first attribute of this type, or of any type when it is empty.
 std::optional<DerElement> findAttribute(ByteView name, ByteView type) {
     DerCursor outer(name);
-    const auto sequence = outer.next(tag::sequence);
+    auto const sequence = outer.next(tag::sequence);
     if (!sequence)
         return std::nullopt;
-    for (DerCursor sets(sequence->content); const auto set = sets.next(tag::set);)
-        for (DerCursor attributes(set->content); const auto attribute = attributes.next(tag::sequence);) {
+    for (DerCursor sets(sequence->content); auto const set = sets.next(tag::set);)
+        for (DerCursor attributes(set->content); auto const attribute = attributes.next(tag::sequence);) {
             DerCursor inside(attribute->content);
-            const auto objectId = inside.next(tag::objectId);
-            const auto value = inside.next();
+            auto const objectId = inside.next(tag::objectId);
+            auto const value = inside.next();
             if (objectId && value && (type.empty() || equal(objectId->content, type)))
                 return value;
         }
@@ -83,42 +83,42 @@ std::optional<DerElement> findAttribute(ByteView name, ByteView type) {
 }
 
 std::string attributeText(ByteView name, ByteView type) {
-    const auto value = findAttribute(name, type);
+    auto const value = findAttribute(name, type);
     return value ? valueText(*value) : "";
 }
 
 std::string simpleDisplayName(ByteView name) {
-    for (const ByteView type : {ByteView(oid::commonName), ByteView(oid::organizationalUnit),
+    for (ByteView const type : {ByteView(oid::commonName), ByteView(oid::organizationalUnit),
                                 ByteView(oid::organization), ByteView(oid::emailAddress), ByteView()})
-        if (const auto value = findAttribute(name, type))
+        if (auto const value = findAttribute(name, type))
             return valueText(*value);
     return "";
 }
 
 std::string friendlyName(CertificateContext& context) {
-    const PropertySet properties = context.properties();
+    PropertySet const properties = context.properties();
     if (!properties.friendlyName)
         return "";
-    const Bytes given = givenFriendlyName(*properties.friendlyName);
+    Bytes const given = givenFriendlyName(*properties.friendlyName);
     std::wstring wide(given.size() / sizeof(wchar_t), L'\0');
     if (!wide.empty())
         std::memcpy(wide.data(), given.data(), wide.size() * sizeof(wchar_t));
     return narrow(wide.c_str()).value_or("");
 }
 
-std::string nameText(CertificateContext& context, DWORD type, DWORD flags, const void* typeParameter) {
+std::string nameText(CertificateContext& context, DWORD type, DWORD flags, void const* typeParameter) {
     if ((flags & ~DWORD{CERT_NAME_ISSUER_FLAG}) != 0)
         fail(E_INVALIDARG);
-    const bool issuer = (flags & CERT_NAME_ISSUER_FLAG) != 0;
-    const CERT_NAME_BLOB& blob = issuer ? context.pCertInfo->Issuer : context.pCertInfo->Subject;
-    const ByteView name = viewOf(blob.pbData, blob.cbData);
+    bool const issuer = (flags & CERT_NAME_ISSUER_FLAG) != 0;
+    CERT_NAME_BLOB const& blob = issuer ? context.pCertInfo->Issuer : context.pCertInfo->Subject;
+    ByteView const name = viewOf(blob.pbData, blob.cbData);
     switch (type) {
     case CERT_NAME_EMAIL_TYPE:
         return attributeText(name, oid::emailAddress);
     case CERT_NAME_ATTR_TYPE: {
         if (typeParameter == nullptr)
             fail(E_INVALIDARG);
-        const auto objectId = objectIdContent(static_cast<const char*>(typeParameter));
+        auto const objectId = objectIdContent(static_cast<char const*>(typeParameter));
         if (!objectId)
             fail(E_INVALIDARG);
         return attributeText(name, *objectId);

@@ -7,7 +7,7 @@ namespace {
 
 void appendNumber(std::string& text, std::uint64_t value) {
     char digits[20];
-    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    auto const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
     text.append(digits, end);
 }
 
@@ -15,7 +15,7 @@ void appendNumber(std::string& text, std::uint64_t value) {
 // first arc takes off.
 void appendLongArc(std::string& text, ByteView octets, unsigned less) {
     std::string digits = "0"; // least significant first
-    for (const std::uint8_t octet : octets) {
+    for (std::uint8_t const octet : octets) {
         unsigned carry = octet & 0x7F;
         for (char& digit : digits) {
             carry += static_cast<unsigned>(digit - '0') * 128;
@@ -26,7 +26,7 @@ void appendLongArc(std::string& text, ByteView octets, unsigned less) {
             digits += static_cast<char>('0' + carry % 10);
     }
     for (char& digit : digits) {
-        const unsigned taken = less % 10;
+        unsigned const taken = less % 10;
         less /= 10;
         if (static_cast<unsigned>(digit - '0') >= taken) {
             digit = static_cast<char>(digit - static_cast<char>(taken));
@@ -56,10 +56,10 @@ bool appendObjectId(std::string& text, ByteView content) {
             if ((content[end] & 0x80) == 0)
                 break;
         }
-        const ByteView octets = content.subspan(begin, end + 1 - begin);
-        const bool isLong = octets.size() > 9;
+        ByteView const octets = content.subspan(begin, end + 1 - begin);
+        bool const isLong = octets.size() > 9;
         if (first) {
-            const unsigned root = isLong || arc >= 80 ? 2 : arc >= 40 ? 1 : 0;
+            unsigned const root = isLong || arc >= 80 ? 2 : arc >= 40 ? 1 : 0;
             text += static_cast<char>('0' + root);
             text += '.';
             isLong ? appendLongArc(text, octets, 80) : appendNumber(text, arc - root * 40);
@@ -78,7 +78,7 @@ std::optional<Bytes> objectIdContent(std::string_view dotted) {
     std::uint64_t root = 0;
     for (std::size_t number = 0;; ++number) {
         std::uint64_t arc = 0;
-        const auto [end, error] = std::from_chars(dotted.data(), dotted.data() + dotted.size(), arc);
+        auto const [end, error] = std::from_chars(dotted.data(), dotted.data() + dotted.size(), arc);
         if (error != std::errc{} || end == dotted.data())
             return std::nullopt;
         dotted.remove_prefix(static_cast<std::size_t>(end - dotted.data()));

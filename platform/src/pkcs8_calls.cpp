@@ -15,7 +15,7 @@ BOOL WINAPI CryptExportPKCS8(HCRYPTPROV hCryptProv, DWORD dwKeySpec, LPSTR pszPr
             return errorValue(NTE_BAD_FLAGS);
         if (std::strcmp(pszPrivateKeyObjId, szOID_RSA_RSA) != 0)
             return errorValue(NTE_BAD_ALGID);
-        const SecureBytes encoding = writePrivateKeyInfo(context->requireKey(dwKeySpec)->exportEncoding());
+        SecureBytes const encoding = writePrivateKeyInfo(context->requireKey(dwKeySpec)->exportEncoding());
         return deliver(encoding, pbPrivateKeyBlob, pcbPrivateKeyBlob);
     });
 }
@@ -23,7 +23,7 @@ BOOL WINAPI CryptExportPKCS8(HCRYPTPROV hCryptProv, DWORD dwKeySpec, LPSTR pszPr
 namespace {
 
 // Runs the host's callback, outside every guard: its exception is for the caller of the import.
-DWORD resolveProvider(const CRYPT_PKCS8_IMPORT_PARAMS& params, ByteView rsaPrivateKey, HCRYPTPROV& provider) {
+DWORD resolveProvider(CRYPT_PKCS8_IMPORT_PARAMS const& params, ByteView rsaPrivateKey, HCRYPTPROV& provider) {
     char objectId[] = szOID_RSA_RSA;
     BYTE noParameters[] = {0x05, 0x00};
     CRYPT_PRIVATE_KEY_INFO info{};
@@ -32,7 +32,7 @@ DWORD resolveProvider(const CRYPT_PKCS8_IMPORT_PARAMS& params, ByteView rsaPriva
     info.PrivateKey = {static_cast<DWORD>(rsaPrivateKey.size()), const_cast<BYTE*>(rsaPrivateKey.data())};
     if (params.pResolvehCryptProvFunc(&info, &provider, params.pVoidResolveFunc) != FALSE)
         return ERROR_SUCCESS;
-    const DWORD error = GetLastError();
+    DWORD const error = GetLastError();
     return error != ERROR_SUCCESS ? error : errorValue(NTE_FAIL);
 }
 
@@ -47,7 +47,7 @@ BOOL WINAPI CryptImportPKCS8(CRYPT_PKCS8_IMPORT_PARAMS sImportParams, DWORD dwFl
                 fail(ERROR_INVALID_PARAMETER);
             if ((dwFlags & ~DWORD{CRYPT_EXPORTABLE}) != 0)
                 fail(NTE_BAD_FLAGS);
-            const ByteView key =
+            ByteView const key =
                 readPrivateKeyInfo(viewOf(sImportParams.PrivateKey.pbData, sImportParams.PrivateKey.cbData));
             RsaPrivateKey::fromEncoding(key);
             encoding.assign(key.begin(), key.end());
@@ -63,7 +63,7 @@ BOOL WINAPI CryptImportPKCS8(CRYPT_PKCS8_IMPORT_PARAMS sImportParams, DWORD dwFl
         });
         // Whoever gets no handle back can't release it.
         if (error != ERROR_SUCCESS || phCryptProv == nullptr) {
-            const DWORD released = outcome([&] { releaseContext(provider); });
+            DWORD const released = outcome([&] { releaseContext(provider); });
             if (error == ERROR_SUCCESS)
                 error = released;
         }

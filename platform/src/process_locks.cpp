@@ -46,9 +46,9 @@ std::atomic<int>& ownCount() noexcept {
 
 // False when the other threads' leases haven't ended after so many pauses of 0.1 ms.
 bool waitForLeases(long pauses) noexcept {
-    const std::atomic<int>* const own = depth > 0 ? &ownCount() : nullptr;
-    for (const Stripe& stripe : stripes) {
-        const int wanted = &stripe.leases == own ? 1 : 0;
+    std::atomic<int> const* const own = depth > 0 ? &ownCount() : nullptr;
+    for (Stripe const& stripe : stripes) {
+        int const wanted = &stripe.leases == own ? 1 : 0;
         constexpr int quickTries = 100;
         for (int tries = 0; stripe.leases.load() != wanted; ++tries) {
             if (tries < quickTries) {
@@ -57,7 +57,7 @@ bool waitForLeases(long pauses) noexcept {
             }
             if (pauses-- == 0)
                 return false;
-            const timespec pause{0, 100'000};
+            timespec const pause{0, 100'000};
             ::nanosleep(&pause, nullptr);
         }
     }
@@ -144,7 +144,7 @@ Lease::Lease() {
         if (!forking.load())
             break;
         count.fetch_sub(1);
-        const std::lock_guard untilForked(forkLock);
+        std::lock_guard const untilForked(forkLock);
     }
     depth = 1;
 }

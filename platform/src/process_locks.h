@@ -31,8 +31,8 @@ class Lease {
 public:
     Lease();
     ~Lease();
-    Lease(const Lease&) = delete;
-    Lease& operator=(const Lease&) = delete;
+    Lease(Lease const&) = delete;
+    Lease& operator=(Lease const&) = delete;
 };
 
 // Closes every idle database connection without a checkpoint: a connection must not be carried across a fork.

@@ -20,10 +20,10 @@ public:
         number(lengthOf(value.size()));
         out.insert(out.end(), value.begin(), value.end());
     }
-    void text(const wchar_t* wide) {
+    void text(wchar_t const* wide) {
         if (wide == nullptr)
             return number(absent);
-        const auto utf8 = narrow(wide);
+        auto const utf8 = narrow(wide);
         if (!utf8)
             fail(ERROR_NO_UNICODE_TRANSLATION);
         bytes(viewOf(*utf8));
@@ -37,22 +37,22 @@ public:
     ByteView take(std::size_t size) {
         if (size > rest_.size())
             fail(ERROR_FILE_CORRUPT);
-        const ByteView taken = rest_.first(size);
+        ByteView const taken = rest_.first(size);
         rest_ = rest_.subspan(size);
         return taken;
     }
     DWORD number() {
         DWORD value = 0;
-        for (const std::uint8_t byte : take(4))
+        for (std::uint8_t const byte : take(4))
             value = value << 8 | byte;
         return value;
     }
     ByteView bytes() { return take(number()); }
     std::optional<std::string> text() {
-        const DWORD length = number();
+        DWORD const length = number();
         if (length == absent)
             return std::nullopt;
-        const ByteView utf8 = take(length);
+        ByteView const utf8 = take(length);
         return std::string(utf8.begin(), utf8.end());
     }
 
@@ -83,18 +83,18 @@ StoredKeyInfo readKeyInfo(ByteView stored) {
     info.keySpec = in.number();
     info.container = in.text();
     info.provider = in.text();
-    const DWORD count = in.number();
+    DWORD const count = in.number();
     if (count > maximumParameters)
         fail(ERROR_FILE_CORRUPT);
     for (DWORD i = 0; i < count; ++i) {
-        const DWORD param = in.number();
-        const DWORD flags = in.number();
+        DWORD const param = in.number();
+        DWORD const flags = in.number();
         info.parameters.push_back({param, flags, in.bytes()});
     }
     return info;
 }
 
-std::optional<std::wstring> wideText(const std::optional<std::string>& text) {
+std::optional<std::wstring> wideText(std::optional<std::string> const& text) {
     if (!text)
         return std::nullopt;
     auto wide = widen(*text);
@@ -108,7 +108,7 @@ constexpr std::uint8_t formRaw = 'R';
 
 } // namespace
 
-Bytes storeKeyInfo(const CRYPT_KEY_PROV_INFO& info) {
+Bytes storeKeyInfo(CRYPT_KEY_PROV_INFO const& info) {
     if (info.cProvParam > maximumParameters || (info.cProvParam != 0 && info.rgProvParam == nullptr))
         fail(ERROR_INVALID_PARAMETER);
     Writer writer;
@@ -119,7 +119,7 @@ Bytes storeKeyInfo(const CRYPT_KEY_PROV_INFO& info) {
     writer.text(info.pwszProvName);
     writer.number(info.cProvParam);
     for (DWORD i = 0; i < info.cProvParam; ++i) {
-        const CRYPT_KEY_PROV_PARAM& parameter = info.rgProvParam[i];
+        CRYPT_KEY_PROV_PARAM const& parameter = info.rgProvParam[i];
         writer.number(parameter.dwParam);
         writer.number(parameter.dwFlags);
         writer.bytes(viewOf(parameter.pbData, parameter.cbData));
@@ -130,15 +130,15 @@ Bytes storeKeyInfo(const CRYPT_KEY_PROV_INFO& info) {
 DWORD deliverKeyInfo(ByteView stored, void* buffer, DWORD* length) {
     if (length == nullptr)
         return ERROR_INVALID_PARAMETER;
-    const StoredKeyInfo info = readKeyInfo(stored);
-    const auto container = wideText(info.container);
-    const auto provider = wideText(info.provider);
-    const auto sizeOf = [](const auto& text) { return text ? (text->size() + 1) * sizeof(wchar_t) : 0; };
+    StoredKeyInfo const info = readKeyInfo(stored);
+    auto const container = wideText(info.container);
+    auto const provider = wideText(info.provider);
+    auto const sizeOf = [](auto const& text) { return text ? (text->size() + 1) * sizeof(wchar_t) : 0; };
     std::size_t size = sizeof(CRYPT_KEY_PROV_INFO) + info.parameters.size() * sizeof(CRYPT_KEY_PROV_PARAM) +
                        sizeOf(container) + sizeOf(provider);
-    for (const Parameter& parameter : info.parameters)
+    for (Parameter const& parameter : info.parameters)
         size += parameter.data.size();
-    const DWORD room = *length;
+    DWORD const room = *length;
     *length = lengthOf(size);
     if (buffer == nullptr)
         return ERROR_SUCCESS;
@@ -155,7 +155,7 @@ DWORD deliverKeyInfo(ByteView stored, void* buffer, DWORD* length) {
     result.cProvParam = static_cast<DWORD>(info.parameters.size());
     BYTE* const parameterPlace = place;
     place += info.parameters.size() * sizeof(CRYPT_KEY_PROV_PARAM);
-    const auto put = [&](const std::optional<std::wstring>& text) -> LPWSTR {
+    auto const put = [&](std::optional<std::wstring> const& text) -> LPWSTR {
         if (!text)
             return nullptr;
         BYTE* const start = place;
@@ -166,8 +166,8 @@ DWORD deliverKeyInfo(ByteView stored, void* buffer, DWORD* length) {
     result.pwszContainerName = put(container);
     result.pwszProvName = put(provider);
     for (std::size_t i = 0; i < info.parameters.size(); ++i) {
-        const Parameter& parameter = info.parameters[i];
-        const CRYPT_KEY_PROV_PARAM out{parameter.param, place, static_cast<DWORD>(parameter.data.size()),
+        Parameter const& parameter = info.parameters[i];
+        CRYPT_KEY_PROV_PARAM const out{parameter.param, place, static_cast<DWORD>(parameter.data.size()),
                                        parameter.flags};
         std::memcpy(parameterPlace + i * sizeof out, &out, sizeof out);
         if (!parameter.data.empty())
@@ -181,7 +181,7 @@ DWORD deliverKeyInfo(ByteView stored, void* buffer, DWORD* length) {
 }
 
 KeyReference readKeyReference(ByteView stored) {
-    const StoredKeyInfo info = readKeyInfo(stored);
+    StoredKeyInfo const info = readKeyInfo(stored);
     return {info.container.value_or(""), info.provider.value_or(""), info.type, info.flags, info.keySpec};
 }
 
@@ -191,7 +191,7 @@ Bytes storeFriendlyName(ByteView given) {
         std::wstring wide(given.size() / sizeof(wchar_t), L'\0');
         if (!wide.empty())
             std::memcpy(wide.data(), given.data(), given.size());
-        if (const auto utf8 = narrow(wide)) {
+        if (auto const utf8 = narrow(wide)) {
             stored.push_back(formUtf8);
             stored.insert(stored.end(), utf8->begin(), utf8->end());
             return stored;
@@ -205,10 +205,10 @@ Bytes storeFriendlyName(ByteView given) {
 Bytes givenFriendlyName(ByteView stored) {
     if (stored.empty())
         fail(ERROR_FILE_CORRUPT);
-    const ByteView content = stored.subspan(1);
+    ByteView const content = stored.subspan(1);
     if (stored[0] == formRaw)
         return {content.begin(), content.end()};
-    const auto wide = widen({reinterpret_cast<const char*>(content.data()), content.size()});
+    auto const wide = widen({reinterpret_cast<char const*>(content.data()), content.size()});
     if (stored[0] != formUtf8 || !wide)
         fail(ERROR_FILE_CORRUPT);
     Bytes given(wide->size() * sizeof(wchar_t));

@@ -17,7 +17,7 @@ struct PropertySet {
 };
 
 // Errors: ERROR_INVALID_PARAMETER, ERROR_NO_UNICODE_TRANSLATION for a name that is no text.
-Bytes storeKeyInfo(const CRYPT_KEY_PROV_INFO& info);
+Bytes storeKeyInfo(CRYPT_KEY_PROV_INFO const& info);
 
 // Delivers the structure with what it points to in one block.
 DWORD deliverKeyInfo(ByteView stored, void* buffer, DWORD* length);

@@ -12,19 +12,19 @@ using namespace wincrypt;
 namespace {
 
 // RFC 5280, 4.2.1.2: the extension's value, else the SHA-1 value of the public key's bits.
-Bytes keyIdentifier(const CertificateFields& fields) {
+Bytes keyIdentifier(CertificateFields const& fields) {
     DerCursor extension(extensionValue(fields, oid::subjectKeyIdentifier));
-    if (const auto identifier = extension.next(tag::octetString))
+    if (auto const identifier = extension.next(tag::octetString))
         return {identifier->content.begin(), identifier->content.end()};
     return digest(CALG_SHA1, {fields.publicKey.key.bits});
 }
 
 std::optional<KeyContext> keyContextOf(CertificateContext& context) {
-    const auto slot = context.keyContext(false);
+    auto const slot = context.keyContext(false);
     return slot ? slot->get() : std::nullopt;
 }
 
-DWORD getAccessState(const CertificateContext& context, void* data, DWORD* length) {
+DWORD getAccessState(CertificateContext const& context, void* data, DWORD* length) {
     if (!context.view)
         return errorValue(CRYPT_E_NOT_FOUND);
     // Walks read it into one word again and again: a failure leaves that word's length alone.
@@ -36,38 +36,38 @@ DWORD getAccessState(const CertificateContext& context, void* data, DWORD* lengt
 DWORD getProperty(CertificateContext& context, DWORD property, void* data, DWORD* length) {
     switch (property) {
     case CERT_KEY_PROV_INFO_PROP_ID: {
-        const PropertySet properties = context.properties();
+        PropertySet const properties = context.properties();
         return properties.keyInfo ? deliverKeyInfo(*properties.keyInfo, data, length)
                                   : errorValue(CRYPT_E_NOT_FOUND);
     }
     case CERT_FRIENDLY_NAME_PROP_ID: {
-        const PropertySet properties = context.properties();
+        PropertySet const properties = context.properties();
         return properties.friendlyName ? deliver(givenFriendlyName(*properties.friendlyName), data, length)
                                        : errorValue(CRYPT_E_NOT_FOUND);
     }
     case CERT_ACCESS_STATE_PROP_ID:
         return getAccessState(context, data, length);
     case CERT_KEY_CONTEXT_PROP_ID: {
-        const auto known = keyContextOf(context);
+        auto const known = keyContextOf(context);
         if (!known)
             return errorValue(CRYPT_E_NOT_FOUND);
         CERT_KEY_CONTEXT result{};
         result.cbSize = sizeof result;
         result.hCryptProv = known->provider;
         result.dwKeySpec = known->keySpec;
-        return deliver({reinterpret_cast<const std::uint8_t*>(&result), sizeof result}, data, length);
+        return deliver({reinterpret_cast<std::uint8_t const*>(&result), sizeof result}, data, length);
     }
     case CERT_KEY_PROV_HANDLE_PROP_ID: {
-        const auto known = keyContextOf(context);
+        auto const known = keyContextOf(context);
         if (!known)
             return errorValue(CRYPT_E_NOT_FOUND);
-        return deliver({reinterpret_cast<const std::uint8_t*>(&known->provider), sizeof known->provider},
+        return deliver({reinterpret_cast<std::uint8_t const*>(&known->provider), sizeof known->provider},
                        data, length);
     }
     case CERT_KEY_SPEC_PROP_ID: {
-        if (const auto known = keyContextOf(context))
+        if (auto const known = keyContextOf(context))
             return deliver(known->keySpec, data, length);
-        const PropertySet properties = context.properties();
+        PropertySet const properties = context.properties();
         return properties.keyInfo ? deliver(readKeyReference(*properties.keyInfo).keySpec, data, length)
                                   : errorValue(CRYPT_E_NOT_FOUND);
     }
@@ -82,15 +82,15 @@ DWORD getProperty(CertificateContext& context, DWORD property, void* data, DWORD
     }
 }
 
-void setKeyContext(CertificateContext& context, DWORD flags, const void* data) {
+void setKeyContext(CertificateContext& context, DWORD flags, void const* data) {
     if ((flags & ~DWORD{CERT_STORE_NO_CRYPT_RELEASE_FLAG}) != 0)
         fail(E_INVALIDARG);
     if (data == nullptr) {
-        if (const auto slot = context.keyContext(false))
+        if (auto const slot = context.keyContext(false))
             slot->set(std::nullopt);
         return;
     }
-    const auto& given = *static_cast<const CERT_KEY_CONTEXT*>(data);
+    auto const& given = *static_cast<CERT_KEY_CONTEXT const*>(data);
     if (given.cbSize != sizeof given)
         fail(E_INVALIDARG);
     objectOf<ProviderContext>(given.hCryptProv);
@@ -111,7 +111,7 @@ BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD
 }
 
 BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD dwPropId, DWORD dwFlags,
-                                              const void* pvData) {
+                                              void const* pvData) {
     return boundary([&] {
         CertificateContext& context = CertificateContext::of(pCertContext);
         if (dwPropId == CERT_KEY_CONTEXT_PROP_ID)
@@ -121,9 +121,9 @@ BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD
         std::optional<Bytes> stored;
         if (dwPropId == CERT_KEY_PROV_INFO_PROP_ID) {
             if (pvData != nullptr)
-                stored = storeKeyInfo(*static_cast<const CRYPT_KEY_PROV_INFO*>(pvData));
+                stored = storeKeyInfo(*static_cast<CRYPT_KEY_PROV_INFO const*>(pvData));
         } else if (dwPropId == CERT_FRIENDLY_NAME_PROP_ID) {
-            if (const auto* blob = static_cast<const CRYPT_DATA_BLOB*>(pvData); blob != nullptr)
+            if (auto const* blob = static_cast<CRYPT_DATA_BLOB const*>(pvData); blob != nullptr)
                 stored = storeFriendlyName(viewOf(blob->pbData, blob->cbData));
         } else {
             fail(E_INVALIDARG); // computed, or unknown

@@ -19,7 +19,7 @@ class Key {
 public:
     virtual ~Key() = default;
 
-    virtual const RsaPublicKey& publicKey() const = 0;
+    virtual RsaPublicKey const& publicKey() const = 0;
     virtual bool isExportable() const = 0;
     // Blocks most significant byte first; errors as RsaPrivateKey's, and those of a PIN where one is needed.
     virtual Bytes sign(ByteView signedValue) = 0;
@@ -32,7 +32,7 @@ class Container {
 public:
     virtual ~Container() = default;
 
-    virtual const std::string& name() const = 0;
+    virtual std::string const& name() const = 0;
     virtual std::shared_ptr<Key> key(DWORD slot) = 0; // null for an empty slot
     virtual std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) = 0;
     // Takes an RSAPrivateKey that was checked.
@@ -45,18 +45,18 @@ class Provider {
 public:
     virtual ~Provider() = default;
 
-    virtual const std::string& name() const = 0;
+    virtual std::string const& name() const = 0;
     virtual DWORD type() const = 0;
     virtual DWORD implementation() const = 0; // CRYPT_IMPL_SOFTWARE or CRYPT_IMPL_HARDWARE
 
     // An empty name is the default container.
-    virtual std::shared_ptr<Container> open(Scope scope, const std::string& name) = 0;   // NTE_BAD_KEYSET
-    virtual std::shared_ptr<Container> create(Scope scope, const std::string& name) = 0; // NTE_EXISTS
-    virtual void remove(Scope scope, const std::string& name) = 0;                       // NTE_BAD_KEYSET
+    virtual std::shared_ptr<Container> open(Scope scope, std::string const& name) = 0;   // NTE_BAD_KEYSET
+    virtual std::shared_ptr<Container> create(Scope scope, std::string const& name) = 0; // NTE_EXISTS
+    virtual void remove(Scope scope, std::string const& name) = 0;                       // NTE_BAD_KEYSET
     virtual std::shared_ptr<Container> temporary() = 0; // holds its keys only while it lives
 
     // The first container name behind this one; nothing at the end.
-    virtual std::optional<std::string> containerAfter(Scope scope, const std::string& name) = 0;
+    virtual std::optional<std::string> containerAfter(Scope scope, std::string const& name) = 0;
     virtual std::size_t longestContainerName(Scope scope) = 0; // octets
 };
 
@@ -65,7 +65,7 @@ std::vector<std::shared_ptr<Provider>> allProviders();
 
 // Null or empty: the first. Errors: NTE_KEYSET_NOT_DEF for an unknown name, NTE_BAD_PROV_TYPE,
 // NTE_PROV_TYPE_NOT_DEF and NTE_PROV_TYPE_NO_MATCH for the type.
-std::shared_ptr<Provider> findProvider(const char* name, DWORD type);
+std::shared_ptr<Provider> findProvider(char const* name, DWORD type);
 
 inline bool isSlot(DWORD specification) noexcept {
     return specification == AT_KEYEXCHANGE || specification == AT_SIGNATURE;

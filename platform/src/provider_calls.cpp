@@ -50,10 +50,10 @@ namespace {
 DWORD enumerateContainers(ProviderContext& context, BYTE* buffer, DWORD* length, DWORD flags) {
     if ((flags & ~DWORD{CRYPT_FIRST | CRYPT_NEXT}) != 0)
         return errorValue(NTE_BAD_FLAGS);
-    const std::lock_guard lock(context.enumerationLock);
+    std::lock_guard const lock(context.enumerationLock);
     if (flags == CRYPT_FIRST)
         context.enumerated.reset();
-    const auto next = context.provider->containerAfter(context.scope, context.enumerated.value_or(""));
+    auto const next = context.provider->containerAfter(context.scope, context.enumerated.value_or(""));
     if (!next)
         return ERROR_NO_MORE_ITEMS;
     // A size is room enough for every name, and a name given leaves it alone: one buffer serves the whole
@@ -103,10 +103,10 @@ BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer) {
         objectOf<ProviderContext>(hProv);
         if (pbBuffer == nullptr && dwLen != 0)
             fail(ERROR_INVALID_PARAMETER);
-        const ErrorQueueGuard errors;
+        ErrorQueueGuard const errors;
         constexpr DWORD longest = std::numeric_limits<int>::max();
         while (dwLen != 0) {
-            const DWORD part = std::min(dwLen, longest);
+            DWORD const part = std::min(dwLen, longest);
             if (RAND_bytes(pbBuffer, static_cast<int>(part)) != 1)
                 fail(NTE_FAIL);
             pbBuffer += part;

@@ -5,18 +5,18 @@ namespace wincrypt {
 
 std::vector<std::shared_ptr<Provider>> allProviders() { return {softwareProvider()}; }
 
-std::shared_ptr<Provider> findProvider(const char* name, DWORD type) {
+std::shared_ptr<Provider> findProvider(char const* name, DWORD type) {
     constexpr DWORD highestType = 999;
     if (type == 0 || type > highestType)
         fail(NTE_BAD_PROV_TYPE);
-    const std::vector<std::shared_ptr<Provider>> providers = allProviders();
+    std::vector<std::shared_ptr<Provider>> const providers = allProviders();
     if (name == nullptr || *name == '\0') {
-        for (const auto& provider : providers)
+        for (auto const& provider : providers)
             if (provider->type() == type)
                 return provider;
         fail(NTE_PROV_TYPE_NOT_DEF);
     }
-    for (const auto& provider : providers) {
+    for (auto const& provider : providers) {
         if (provider->name() != name)
             continue;
         if (provider->type() != type)

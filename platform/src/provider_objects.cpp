@@ -7,7 +7,7 @@
 namespace wincrypt {
 
 bool ProviderContext::remember(HandleKind kind, ULONG_PTR handle) {
-    const std::lock_guard lock(lock_);
+    std::lock_guard const lock(lock_);
     if (released_)
         return false;
     children_.emplace_back(kind, handle);
@@ -15,9 +15,9 @@ bool ProviderContext::remember(HandleKind kind, ULONG_PTR handle) {
 }
 
 void ProviderContext::forget(ULONG_PTR handle) noexcept {
-    const std::lock_guard lock(lock_);
-    const auto found = std::find_if(children_.rbegin(), children_.rend(),
-                                    [&](const auto& child) { return child.second == handle; });
+    std::lock_guard const lock(lock_);
+    auto const found = std::find_if(children_.rbegin(), children_.rend(),
+                                    [&](auto const& child) { return child.second == handle; });
     if (found != children_.rend()) {
         std::swap(*found, children_.back());
         children_.pop_back();
@@ -27,11 +27,11 @@ void ProviderContext::forget(ULONG_PTR handle) noexcept {
 void ProviderContext::releaseChildren() noexcept {
     std::vector<std::pair<HandleKind, ULONG_PTR>> children;
     {
-        const std::lock_guard lock(lock_);
+        std::lock_guard const lock(lock_);
         released_ = true;
         children.swap(children_);
     }
-    for (const auto& [kind, handle] : children)
+    for (auto const& [kind, handle] : children)
         removeHandle(kind, handle);
 }
 
@@ -44,9 +44,9 @@ std::shared_ptr<Key> ProviderContext::requireKey(DWORD specification) const {
     return key;
 }
 
-HashObject::HashObject(std::weak_ptr<ProviderContext> ofContext, const DigestAlgorithm& algorithm)
+HashObject::HashObject(std::weak_ptr<ProviderContext> ofContext, DigestAlgorithm const& algorithm)
     : context(std::move(ofContext)), algorithm_(algorithm), running_(EVP_MD_CTX_new()) {
-    const ErrorQueueGuard errors;
+    ErrorQueueGuard const errors;
     if (!running_ || EVP_DigestInit_ex(running_.get(), implementationOf(algorithm), nullptr) != 1)
         fail(NTE_FAIL);
 }
@@ -59,26 +59,26 @@ std::unique_lock<std::mutex> HashObject::enter() {
 }
 
 void HashObject::add(ByteView data) {
-    const auto lock = enter();
+    auto const lock = enter();
     if (value_)
         fail(NTE_BAD_HASH_STATE);
-    const ErrorQueueGuard errors;
+    ErrorQueueGuard const errors;
     if (EVP_DigestUpdate(running_.get(), data.data(), data.size()) != 1)
         fail(NTE_FAIL);
     hasData_ = hasData_ || !data.empty();
 }
 
 void HashObject::setValue(ByteView value) {
-    const auto lock = enter();
+    auto const lock = enter();
     if (value_ || hasData_)
         fail(NTE_BAD_HASH_STATE);
     value_.emplace(value.begin(), value.end());
 }
 
 Bytes HashObject::signedValue(bool bare) {
-    const auto lock = enter();
+    auto const lock = enter();
     if (!value_) {
-        const ErrorQueueGuard errors;
+        ErrorQueueGuard const errors;
         Bytes value(algorithm_.size);
         if (EVP_DigestFinal_ex(running_.get(), value.data(), nullptr) != 1)
             fail(NTE_FAIL);
@@ -91,20 +91,20 @@ Bytes HashObject::signedValue(bool bare) {
     return result;
 }
 
-std::shared_ptr<ProviderContext> openContext(const char* providerName, DWORD type,
-                                             const std::string& container, DWORD flags) {
+std::shared_ptr<ProviderContext> openContext(char const* providerName, DWORD type,
+                                             std::string const& container, DWORD flags) {
     constexpr DWORD known = CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET | CRYPT_SILENT |
                             CRYPT_DEFAULT_CONTAINER_OPTIONAL | CRYPT_VERIFYCONTEXT;
-    const bool temporary = (flags & CRYPT_VERIFYCONTEXT) == CRYPT_VERIFYCONTEXT;
-    const bool fresh = (flags & CRYPT_NEWKEYSET) != 0;
-    const bool removing = (flags & CRYPT_DELETEKEYSET) != 0;
+    bool const temporary = (flags & CRYPT_VERIFYCONTEXT) == CRYPT_VERIFYCONTEXT;
+    bool const fresh = (flags & CRYPT_NEWKEYSET) != 0;
+    bool const removing = (flags & CRYPT_DELETEKEYSET) != 0;
     if ((flags & ~known) != 0 || (!temporary && (flags & CRYPT_VERIFYCONTEXT) != 0) ||
         temporary + fresh + removing > 1)
         fail(NTE_BAD_FLAGS);
     if ((temporary && !container.empty()) || !isUtf8(container))
         fail(NTE_BAD_KEYSET_PARAM);
-    const std::shared_ptr<Provider> provider = findProvider(providerName, type);
-    const Scope scope = (flags & CRYPT_MACHINE_KEYSET) != 0 ? Scope::machine : Scope::user;
+    std::shared_ptr<Provider> const provider = findProvider(providerName, type);
+    Scope const scope = (flags & CRYPT_MACHINE_KEYSET) != 0 ? Scope::machine : Scope::user;
     if (removing) {
         provider->remove(scope, container);
         return nullptr;

@@ -22,7 +22,7 @@ public:
     // Keys and hashes end with the context. Nothing is adopted by a context that was released meanwhile.
     template <class Object>
     ULONG_PTR adopt(std::shared_ptr<Object> object) {
-        const ULONG_PTR handle = makeHandle(std::move(object));
+        ULONG_PTR const handle = makeHandle(std::move(object));
         if (!remember(Object::handleKind, handle)) {
             removeHandle(Object::handleKind, handle);
             fail(ERROR_INVALID_HANDLE);
@@ -35,9 +35,9 @@ public:
     // The slot's key; errors NTE_BAD_KEY for another specification, NTE_NO_KEY.
     std::shared_ptr<Key> requireKey(DWORD specification) const;
 
-    const std::shared_ptr<Provider> provider;
-    const std::shared_ptr<Container> container;
-    const Scope scope;
+    std::shared_ptr<Provider> const provider;
+    std::shared_ptr<Container> const container;
+    Scope const scope;
 
     std::mutex enumerationLock;
     std::optional<std::string> enumerated; // name given last by PP_ENUMCONTAINERS
@@ -53,10 +53,10 @@ private:
 struct KeyObject {
     static constexpr HandleKind handleKind = HandleKind::key;
 
-    const std::weak_ptr<ProviderContext> context;
-    const std::shared_ptr<Container> container;
-    const std::shared_ptr<Key> key;
-    const DWORD slot;
+    std::weak_ptr<ProviderContext> const context;
+    std::shared_ptr<Container> const container;
+    std::shared_ptr<Key> const key;
+    DWORD const slot;
     std::atomic<bool> decryptedPart{false}; // a decryption step that wasn't the final one came before
 };
 
@@ -64,9 +64,9 @@ class HashObject {
 public:
     static constexpr HandleKind handleKind = HandleKind::hash;
 
-    HashObject(std::weak_ptr<ProviderContext> context, const DigestAlgorithm& algorithm);
+    HashObject(std::weak_ptr<ProviderContext> context, DigestAlgorithm const& algorithm);
 
-    const std::weak_ptr<ProviderContext> context;
+    std::weak_ptr<ProviderContext> const context;
 
     // All of these fail with ERROR_BUSY while another thread is in one of them: a hash has one user at a
     // time.
@@ -75,12 +75,12 @@ public:
     // What a signature covers: DigestInfo, or the bare value. Finishes the hash.
     Bytes signedValue(bool bare);
 
-    const DigestAlgorithm& algorithm() const noexcept { return algorithm_; }
+    DigestAlgorithm const& algorithm() const noexcept { return algorithm_; }
 
 private:
     std::unique_lock<std::mutex> enter();
 
-    const DigestAlgorithm& algorithm_;
+    DigestAlgorithm const& algorithm_;
     std::mutex lock_;
     DigestContextPtr running_;
     bool hasData_ = false;
@@ -89,7 +89,7 @@ private:
 
 // Opens a provider handle; what CryptAcquireContextA and the calls that open a container for a certificate
 // share.
-std::shared_ptr<ProviderContext> openContext(const char* provider, DWORD type, const std::string& container,
+std::shared_ptr<ProviderContext> openContext(char const* provider, DWORD type, std::string const& container,
                                              DWORD flags);
 void releaseContext(HCRYPTPROV handle); // error: ERROR_INVALID_HANDLE
 

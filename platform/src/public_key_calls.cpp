@@ -29,14 +29,14 @@ const struct {
 
 DWORD modulusBits(ByteView rsaPublicKey) {
     DerCursor input(rsaPublicKey);
-    const auto sequence = input.next(tag::sequence);
+    auto const sequence = input.next(tag::sequence);
     if (!sequence)
         return 0;
     DerCursor inside(sequence->content);
-    const auto modulus = inside.next(tag::integer);
+    auto const modulus = inside.next(tag::integer);
     if (!modulus)
         return 0;
-    const auto first =
+    auto const first =
         std::find_if(modulus->content.begin(), modulus->content.end(), [](auto octet) { return octet; });
     if (first == modulus->content.end())
         return 0;
@@ -46,10 +46,10 @@ DWORD modulusBits(ByteView rsaPublicKey) {
     return bits + static_cast<DWORD>(modulus->content.end() - first - 1) * 8;
 }
 
-DWORD keyBits(const CERT_PUBLIC_KEY_INFO& info) {
+DWORD keyBits(CERT_PUBLIC_KEY_INFO const& info) {
     if (info.Algorithm.pszObjId == nullptr)
         return 0;
-    const auto algorithm = objectIdContent(info.Algorithm.pszObjId);
+    auto const algorithm = objectIdContent(info.Algorithm.pszObjId);
     if (!algorithm)
         return 0;
     if (equal(*algorithm, oid::rsaEncryption))
@@ -57,8 +57,8 @@ DWORD keyBits(const CERT_PUBLIC_KEY_INFO& info) {
     if (!equal(*algorithm, oid::ecPublicKey))
         return 0;
     DerCursor parameters(viewOf(info.Algorithm.Parameters.pbData, info.Algorithm.Parameters.cbData));
-    const auto curve = parameters.next(tag::objectId);
-    for (const auto& known : curves)
+    auto const curve = parameters.next(tag::objectId);
+    for (auto const& known : curves)
         if (curve && equal(curve->content, known.objectId))
             return known.bits;
     return 0;
@@ -66,21 +66,21 @@ DWORD keyBits(const CERT_PUBLIC_KEY_INFO& info) {
 
 } // namespace
 
-Bytes encodeAlgorithm(const char* objectId, ByteView parameters) {
-    const auto content = objectId != nullptr ? objectIdContent(objectId) : std::nullopt;
+Bytes encodeAlgorithm(char const* objectId, ByteView parameters) {
+    auto const content = objectId != nullptr ? objectIdContent(objectId) : std::nullopt;
     if (!content)
         fail(ERROR_INVALID_PARAMETER);
     return derElement(tag::sequence, {derElement(tag::objectId, {*content}), parameters});
 }
 
-Bytes encodePublicKeyInfo(const CERT_PUBLIC_KEY_INFO& info) {
+Bytes encodePublicKeyInfo(CERT_PUBLIC_KEY_INFO const& info) {
     // Without parameters an RSA key has the NULL that RFC 3279, 2.3.1 asks for.
     ByteView parameters = viewOf(info.Algorithm.Parameters.pbData, info.Algorithm.Parameters.cbData);
     if (parameters.empty())
         parameters = noParameters;
     if (info.PublicKey.cUnusedBits > 7)
         fail(ERROR_INVALID_PARAMETER);
-    const std::uint8_t unused[] = {static_cast<std::uint8_t>(info.PublicKey.cUnusedBits)};
+    std::uint8_t const unused[] = {static_cast<std::uint8_t>(info.PublicKey.cUnusedBits)};
     return derElement(
         tag::sequence,
         {encodeAlgorithm(info.Algorithm.pszObjId, parameters),
@@ -105,11 +105,11 @@ BOOL WINAPI CryptExportPublicKeyInfo(HCRYPTPROV_OR_NCRYPT_KEY_HANDLE hCryptProvO
         if ((dwCertEncodingType & 0xFFFF) != X509_ASN_ENCODING)
             return ERROR_FILE_NOT_FOUND;
         const auto key = context->requireKey(dwKeySpec);
-        const ByteView bits = key->publicKey().encoding();
+        ByteView const bits = key->publicKey().encoding();
         constexpr std::size_t textSize = sizeof szOID_RSA_RSA;
-        const DWORD size =
+        DWORD const size =
             lengthOf(sizeof(CERT_PUBLIC_KEY_INFO) + textSize + sizeof noParameters + bits.size());
-        const DWORD room = *pcbInfo;
+        DWORD const room = *pcbInfo;
         *pcbInfo = size;
         if (pInfo == nullptr)
             return ERROR_SUCCESS;
@@ -129,14 +129,14 @@ BOOL WINAPI CryptExportPublicKeyInfo(HCRYPTPROV_OR_NCRYPT_KEY_HANDLE hCryptProvO
     });
 }
 
-BOOL WINAPI CryptEncodeObject(DWORD dwCertEncodingType, LPCSTR lpszStructType, const void* pvStructInfo,
+BOOL WINAPI CryptEncodeObject(DWORD dwCertEncodingType, LPCSTR lpszStructType, void const* pvStructInfo,
                               BYTE* pbEncoded, DWORD* pcbEncoded) {
     return boundary([&]() -> DWORD {
         if (pvStructInfo == nullptr || pcbEncoded == nullptr)
             return ERROR_INVALID_PARAMETER;
         if ((dwCertEncodingType & 0xFFFF) != X509_ASN_ENCODING || lpszStructType != X509_PUBLIC_KEY_INFO)
             return ERROR_FILE_NOT_FOUND;
-        return deliver(encodePublicKeyInfo(*static_cast<const CERT_PUBLIC_KEY_INFO*>(pvStructInfo)),
+        return deliver(encodePublicKeyInfo(*static_cast<CERT_PUBLIC_KEY_INFO const*>(pvStructInfo)),
                        pbEncoded, pcbEncoded);
     });
 }

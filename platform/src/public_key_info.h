@@ -10,8 +10,8 @@ namespace wincrypt {
 Bytes rsaPublicKeyInfo(ByteView rsaPublicKey); // from an RSAPublicKey
 
 // AlgorithmIdentifier. Error: ERROR_INVALID_PARAMETER for text that is no object identifier.
-Bytes encodeAlgorithm(const char* objectId, ByteView parameters);
+Bytes encodeAlgorithm(char const* objectId, ByteView parameters);
 
-Bytes encodePublicKeyInfo(const CERT_PUBLIC_KEY_INFO& info);
+Bytes encodePublicKeyInfo(CERT_PUBLIC_KEY_INFO const& info);
 
 } // namespace wincrypt

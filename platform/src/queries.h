@@ -37,7 +37,7 @@ enum class Query : std::size_t {
 
 inline constexpr std::size_t queryCount = static_cast<std::size_t>(Query::count);
 
-inline constexpr const char* queryText[queryCount] = {
+inline constexpr char const* queryText[queryCount] = {
     "BEGIN IMMEDIATE",
     "COMMIT",
     "ROLLBACK",

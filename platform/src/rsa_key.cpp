@@ -29,24 +29,24 @@ constexpr std::size_t partCount = 8;
 
 using Parts = std::array<BignumPtr, partCount>;
 
-constexpr std::array<const char*, partCount> partNames = {
+constexpr std::array<char const*, partCount> partNames = {
     OSSL_PKEY_PARAM_RSA_N,         OSSL_PKEY_PARAM_RSA_E,           OSSL_PKEY_PARAM_RSA_D,
     OSSL_PKEY_PARAM_RSA_FACTOR1,   OSSL_PKEY_PARAM_RSA_FACTOR2,     OSSL_PKEY_PARAM_RSA_EXPONENT1,
     OSSL_PKEY_PARAM_RSA_EXPONENT2, OSSL_PKEY_PARAM_RSA_COEFFICIENT1};
 
 // In the fewest octets (X.690, 8.3.2).
-SecureBytes encodeInteger(const BIGNUM* value) {
+SecureBytes encodeInteger(BIGNUM const* value) {
     // One octet more keeps the integer positive where its top bit is set.
     SecureBytes octets(static_cast<std::size_t>(BN_num_bits(value)) / 8 + 1);
     BN_bn2binpad(value, octets.data(), static_cast<int>(octets.size()));
     return derElement<SecureBytes>(tag::integer, {octets});
 }
 
-SecureBytes encodeKey(const Parts& parts) {
+SecureBytes encodeKey(Parts const& parts) {
     static constexpr std::uint8_t version[] = {tag::integer, 1, 0};
     SecureBytes content(std::begin(version), std::end(version));
-    for (const BignumPtr& part : parts) {
-        const SecureBytes integer = encodeInteger(part.get());
+    for (BignumPtr const& part : parts) {
+        SecureBytes const integer = encodeInteger(part.get());
         content.insert(content.end(), integer.begin(), integer.end());
     }
     return derElement<SecureBytes>(tag::sequence, {content});
@@ -54,15 +54,15 @@ SecureBytes encodeKey(const Parts& parts) {
 
 bool readParts(ByteView encoding, Parts& parts) {
     DerCursor input(encoding);
-    const auto sequence = input.next(tag::sequence);
+    auto const sequence = input.next(tag::sequence);
     if (!sequence || !input.atEnd())
         return false;
     DerCursor inside(sequence->content);
-    const auto version = inside.next(tag::integer);
+    auto const version = inside.next(tag::integer);
     if (!version || version->content.size() != 1 || version->content[0] != 0)
         return false;
     for (std::size_t i = 0; i < partCount; ++i) {
-        const auto integer = inside.next(tag::integer);
+        auto const integer = inside.next(tag::integer);
         if (!integer || integer->content.empty() || (integer->content[0] & 0x80) != 0 ||
             integer->content.size() > maximumKeyBits / 8 + 1)
             return false;
@@ -77,23 +77,23 @@ bool readParts(ByteView encoding, Parts& parts) {
 }
 
 // The relations of RFC 8017, 3.2, which a damaged or hostile key breaks.
-bool partsFit(const Parts& parts) {
-    const auto part = [&](Part which) { return parts[which].get(); };
-    const int bits = BN_num_bits(part(modulus));
+bool partsFit(Parts const& parts) {
+    auto const part = [&](Part which) { return parts[which].get(); };
+    int const bits = BN_num_bits(part(modulus));
     if (bits < static_cast<int>(minimumKeyBits) || bits > static_cast<int>(maximumKeyBits) ||
         !BN_is_odd(part(modulus)) || !BN_is_odd(part(publicExponent)) || BN_is_one(part(publicExponent)) ||
         BN_is_one(part(prime1)) || BN_is_one(part(prime2)) || BN_num_bits(part(publicExponent)) > 64)
         return false;
-    const BignumContextPtr context(BN_CTX_secure_new());
-    const BignumPtr product(BN_new());
-    const BignumPtr less(BN_secure_new());
-    const BignumPtr value(BN_secure_new());
+    BignumContextPtr const context(BN_CTX_secure_new());
+    BignumPtr const product(BN_new());
+    BignumPtr const less(BN_secure_new());
+    BignumPtr const value(BN_secure_new());
     if (!context || !product || !less || !value)
         throw std::bad_alloc();
     if (BN_mul(product.get(), part(prime1), part(prime2), context.get()) != 1 ||
         BN_cmp(product.get(), part(modulus)) != 0)
         return false;
-    const auto exponentFits = [&](Part prime, Part exponent) {
+    auto const exponentFits = [&](Part prime, Part exponent) {
         return BN_sub(less.get(), part(prime), BN_value_one()) == 1 &&
                BN_mod_mul(value.get(), part(publicExponent), part(exponent), less.get(), context.get()) ==
                    1 &&
@@ -108,13 +108,13 @@ bool partsFit(const Parts& parts) {
 }
 
 // Straight from the integers: the general decoder costs as much as a signature.
-PkeyPtr makeKey(const Parts& parts) {
-    const ParamBuilderPtr builder(OSSL_PARAM_BLD_new());
+PkeyPtr makeKey(Parts const& parts) {
+    ParamBuilderPtr const builder(OSSL_PARAM_BLD_new());
     bool good = builder != nullptr;
     for (std::size_t i = 0; i < partCount; ++i)
         good = good && OSSL_PARAM_BLD_push_BN(builder.get(), partNames[i], parts[i].get()) == 1;
-    const ParamsPtr params(good ? OSSL_PARAM_BLD_to_param(builder.get()) : nullptr);
-    const PkeyContextPtr context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+    ParamsPtr const params(good ? OSSL_PARAM_BLD_to_param(builder.get()) : nullptr);
+    PkeyContextPtr const context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* key = nullptr;
     good = params && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
            EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_KEYPAIR, params.get()) == 1;
@@ -141,8 +141,8 @@ RsaPublicKey::RsaPublicKey(EVP_PKEY* key, Bytes encoding)
 bool RsaPublicKey::verifies(ByteView signedValue, ByteView signature) const {
     if (signature.size() != blockSize_)
         return false;
-    const ErrorQueueGuard errors;
-    const PkeyContextPtr context = contextOf(key_);
+    ErrorQueueGuard const errors;
+    PkeyContextPtr const context = contextOf(key_);
     // Without a digest the context takes the signed value whole, and its default padding is that of PKCS#1
     // v1.5.
     return EVP_PKEY_verify_init(context.get()) == 1 &&
@@ -157,8 +157,8 @@ void RsaPublicKey::requireRoom(std::size_t size) const {
 
 Bytes RsaPublicKey::encrypt(ByteView data) const {
     requireRoom(data.size());
-    const ErrorQueueGuard errors;
-    const PkeyContextPtr context = contextOf(key_);
+    ErrorQueueGuard const errors;
+    PkeyContextPtr const context = contextOf(key_);
     Bytes block(blockSize_);
     std::size_t size = block.size();
     static constexpr std::uint8_t nothing = 0; // an empty message still has an address
@@ -175,7 +175,7 @@ RsaPrivateKey::RsaPrivateKey(PkeyPtr key, SecureBytes encoding, Bytes publicEnco
     : key_(std::move(key)), encoding_(std::move(encoding)), public_(key_.get(), std::move(publicEncoding)) {}
 
 RsaPrivateKey RsaPrivateKey::fromEncoding(ByteView encoding) {
-    const ErrorQueueGuard errors;
+    ErrorQueueGuard const errors;
     Parts parts;
     if (!readParts(encoding, parts) || !partsFit(parts))
         fail(NTE_BAD_DATA);
@@ -186,14 +186,14 @@ RsaPrivateKey RsaPrivateKey::fromEncoding(ByteView encoding) {
 }
 
 RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
-    const ErrorQueueGuard errors;
-    const PkeyContextPtr context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+    ErrorQueueGuard const errors;
+    PkeyContextPtr const context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* made = nullptr;
     if (!context || EVP_PKEY_keygen_init(context.get()) != 1 ||
         EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), static_cast<int>(bits)) != 1 ||
         EVP_PKEY_generate(context.get(), &made) != 1)
         fail(NTE_FAIL);
-    const PkeyPtr key(made);
+    PkeyPtr const key(made);
     Parts parts;
     for (std::size_t i = 0; i < partCount; ++i) {
         BIGNUM* value = nullptr;
@@ -206,8 +206,8 @@ RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
 
 Bytes RsaPrivateKey::sign(ByteView signedValue) const {
     public_.requireRoom(signedValue.size());
-    const ErrorQueueGuard errors;
-    const PkeyContextPtr context = contextOf(key_.get());
+    ErrorQueueGuard const errors;
+    PkeyContextPtr const context = contextOf(key_.get());
     Bytes signature(public_.blockSize());
     std::size_t size = signature.size();
     if (EVP_PKEY_sign_init(context.get()) != 1 ||
@@ -220,8 +220,8 @@ Bytes RsaPrivateKey::sign(ByteView signedValue) const {
 SecureBytes RsaPrivateKey::decrypt(ByteView block) const {
     if (block.size() != public_.blockSize())
         fail(NTE_BAD_DATA);
-    const ErrorQueueGuard errors;
-    const PkeyContextPtr context = contextOf(key_.get());
+    ErrorQueueGuard const errors;
+    PkeyContextPtr const context = contextOf(key_.get());
     SecureBytes clear(block.size());
     std::size_t size = clear.size();
     if (EVP_PKEY_decrypt_init(context.get()) != 1 ||

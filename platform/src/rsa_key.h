@@ -38,8 +38,8 @@ public:
 
     RsaPrivateKey(PkeyPtr key, SecureBytes encoding, Bytes publicEncoding);
 
-    const RsaPublicKey& publicKey() const noexcept { return public_; }
-    const SecureBytes& encoding() const noexcept { return encoding_; }
+    RsaPublicKey const& publicKey() const noexcept { return public_; }
+    SecureBytes const& encoding() const noexcept { return encoding_; }
 
     Bytes sign(ByteView signedValue) const;    // 8.2.1; error NTE_BAD_LEN for more than fits
     SecureBytes decrypt(ByteView block) const; // 7.2.2; error NTE_BAD_DATA, whatever is wrong

@@ -47,8 +47,8 @@ namespace {
 
 // What is read here has to stand in one transaction.
 Format formatOf(Connection& connection) {
-    const std::int64_t application = connection.number("PRAGMA application_id");
-    const std::int64_t version = connection.number("PRAGMA user_version");
+    std::int64_t const application = connection.number("PRAGMA application_id");
+    std::int64_t const version = connection.number("PRAGMA user_version");
     if (application == 0 && version == 0 && connection.number("SELECT count(*) FROM sqlite_schema") == 0)
         return Format::empty;
     if (application != applicationId || version < 1) {
@@ -67,7 +67,7 @@ Format formatOf(Connection& connection) {
 
 Format examineFormat(Connection& connection) {
     connection.execute("BEGIN");
-    const Format format = formatOf(connection); // a failure ends the connection, and its transaction with it
+    Format const format = formatOf(connection); // a failure ends the connection, and its transaction with it
     connection.execute("COMMIT");
     return format;
 }
@@ -85,7 +85,7 @@ void migrate(Connection& connection) {
         }
         connection.execute("COMMIT");
     } catch (...) {
-        if (const DWORD error = outcome([&] { connection.execute("ROLLBACK"); }); error != ERROR_SUCCESS)
+        if (DWORD const error = outcome([&] { connection.execute("ROLLBACK"); }); error != ERROR_SUCCESS)
             logLine(connection.path(), "an unfinished migration is undone at the next opening");
         throw;
     }

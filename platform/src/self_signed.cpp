@@ -18,7 +18,7 @@ using namespace wincrypt;
 namespace {
 
 struct SignatureKind {
-    const char* objectId;
+    char const* objectId;
     ALG_ID digest;
 };
 
@@ -28,29 +28,29 @@ constexpr SignatureKind signatureKinds[] = {
     {szOID_RSA_SHA384RSA, CALG_SHA_384}, {szOID_RSA_SHA512RSA, CALG_SHA_512},
 };
 
-const SignatureKind& signatureKind(const CRYPT_ALGORITHM_IDENTIFIER* algorithm) {
+SignatureKind const& signatureKind(CRYPT_ALGORITHM_IDENTIFIER const* algorithm) {
     if (algorithm == nullptr || algorithm->pszObjId == nullptr)
         return signatureKinds[0];
-    for (const SignatureKind& kind : signatureKinds)
+    for (SignatureKind const& kind : signatureKinds)
         if (std::strcmp(kind.objectId, algorithm->pszObjId) == 0)
             return kind;
     fail(NTE_BAD_ALGID);
 }
 
 // A Name, with every attribute in its place: what can't be read back must not be signed.
-Bytes checkedName(const CERT_NAME_BLOB* blob) {
+Bytes checkedName(CERT_NAME_BLOB const* blob) {
     if (blob == nullptr)
         fail(ERROR_INVALID_PARAMETER);
     DerCursor outer(viewOf(blob->pbData, blob->cbData));
-    const auto sequence = outer.next(tag::sequence);
+    auto const sequence = outer.next(tag::sequence);
     if (!sequence || !outer.atEnd())
         fail(CRYPT_E_INVALID_X500_STRING);
     for (DerCursor sets(sequence->content); !sets.atEnd();) {
-        const auto set = sets.next(tag::set);
+        auto const set = sets.next(tag::set);
         if (!set || set->content.empty())
             fail(CRYPT_E_INVALID_X500_STRING);
         for (DerCursor attributes(set->content); !attributes.atEnd();) {
-            const auto attribute = attributes.next(tag::sequence);
+            auto const attribute = attributes.next(tag::sequence);
             DerCursor inside(attribute ? attribute->content : ByteView{});
             if (!inside.next(tag::objectId) || !inside.next() || !inside.atEnd())
                 fail(CRYPT_E_INVALID_X500_STRING);
@@ -59,26 +59,26 @@ Bytes checkedName(const CERT_NAME_BLOB* blob) {
     return {sequence->whole.begin(), sequence->whole.end()};
 }
 
-bool isDate(const SYSTEMTIME& time) {
+bool isDate(SYSTEMTIME const& time) {
     static constexpr WORD days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     if (time.wYear < 1601 || time.wYear > 9999 || time.wMonth < 1 || time.wMonth > 12 || time.wHour > 23 ||
         time.wMinute > 59 || time.wSecond > 59)
         return false;
-    const bool leap = time.wYear % 4 == 0 && (time.wYear % 100 != 0 || time.wYear % 400 == 0);
+    bool const leap = time.wYear % 4 == 0 && (time.wYear % 100 != 0 || time.wYear % 400 == 0);
     return time.wDay >= 1 && time.wDay <= days[time.wMonth - 1] + (time.wMonth == 2 && leap ? 1 : 0);
 }
 
 SYSTEMTIME now() {
-    const std::time_t seconds = std::time(nullptr);
+    std::time_t const seconds = std::time(nullptr);
     std::tm utc{};
     if (::gmtime_r(&seconds, &utc) == nullptr)
         fail(ERROR_INTERNAL_ERROR);
-    const auto word = [](int value) { return static_cast<WORD>(value); };
+    auto const word = [](int value) { return static_cast<WORD>(value); };
     return {word(utc.tm_year + 1900), word(utc.tm_mon + 1), word(utc.tm_wday), word(utc.tm_mday),
             word(utc.tm_hour),        word(utc.tm_min),     word(utc.tm_sec),  0};
 }
 
-SYSTEMTIME timeOr(const SYSTEMTIME* given, const SYSTEMTIME& otherwise) {
+SYSTEMTIME timeOr(SYSTEMTIME const* given, SYSTEMTIME const& otherwise) {
     if (given == nullptr)
         return otherwise;
     if (!isDate(*given))
@@ -97,20 +97,20 @@ SYSTEMTIME aYearAfter(SYSTEMTIME time) {
 }
 
 // 4.1.2.5: UTCTime through 2049, GeneralizedTime from 2050 on and before 1950.
-Bytes encodeTime(const SYSTEMTIME& time) {
-    const bool isShort = time.wYear >= 1950 && time.wYear < 2050;
+Bytes encodeTime(SYSTEMTIME const& time) {
+    bool const isShort = time.wYear >= 1950 && time.wYear < 2050;
     char text[40];
-    const int length = std::snprintf(text, sizeof text, "%04u%02u%02u%02u%02u%02uZ", unsigned{time.wYear},
+    int const length = std::snprintf(text, sizeof text, "%04u%02u%02u%02u%02u%02uZ", unsigned{time.wYear},
                                      unsigned{time.wMonth}, unsigned{time.wDay}, unsigned{time.wHour},
                                      unsigned{time.wMinute}, unsigned{time.wSecond});
-    const std::string_view whole(text, static_cast<std::size_t>(length));
+    std::string_view const whole(text, static_cast<std::size_t>(length));
     return isShort ? derElement(tag::utcTime, {viewOf(whole.substr(2))})
                    : derElement(tag::generalizedTime, {viewOf(whole)});
 }
 
 // 4.1.2.2: positive, and long enough that nobody makes the same.
 Bytes randomSerialNumber() {
-    const ErrorQueueGuard errors;
+    ErrorQueueGuard const errors;
     Bytes octets(16);
     if (RAND_bytes(octets.data(), static_cast<int>(octets.size())) != 1)
         fail(NTE_FAIL);
@@ -118,7 +118,7 @@ Bytes randomSerialNumber() {
     return derElement(tag::integer, {octets});
 }
 
-Bytes encodeExtensions(const CERT_EXTENSIONS* extensions) {
+Bytes encodeExtensions(CERT_EXTENSIONS const* extensions) {
     if (extensions == nullptr || extensions->cExtension == 0)
         return {};
     if (extensions->rgExtension == nullptr)
@@ -126,12 +126,12 @@ Bytes encodeExtensions(const CERT_EXTENSIONS* extensions) {
     static constexpr std::uint8_t critical[] = {tag::boolean, 1, 0xFF};
     Bytes list;
     for (DWORD i = 0; i < extensions->cExtension; ++i) {
-        const CERT_EXTENSION& extension = extensions->rgExtension[i];
-        const auto objectId =
+        CERT_EXTENSION const& extension = extensions->rgExtension[i];
+        auto const objectId =
             extension.pszObjId != nullptr ? objectIdContent(extension.pszObjId) : std::nullopt;
         if (!objectId)
             fail(ERROR_INVALID_PARAMETER);
-        const Bytes one = derElement(
+        Bytes const one = derElement(
             tag::sequence,
             {derElement(tag::objectId, {*objectId}),
              extension.fCritical != FALSE ? ByteView(critical) : ByteView(),
@@ -141,7 +141,7 @@ Bytes encodeExtensions(const CERT_EXTENSIONS* extensions) {
     return derElement(tag::contextConstructed(3), {derElement(tag::sequence, {list})});
 }
 
-KeyReference referenceOf(const CRYPT_KEY_PROV_INFO& info) { return readKeyReference(storeKeyInfo(info)); }
+KeyReference referenceOf(CRYPT_KEY_PROV_INFO const& info) { return readKeyReference(storeKeyInfo(info)); }
 
 std::string randomContainerName() {
     static constexpr char digits[] = "0123456789abcdef";
@@ -149,7 +149,7 @@ std::string randomContainerName() {
     if (RAND_bytes(octets, sizeof octets) != 1)
         fail(NTE_FAIL);
     std::string name;
-    for (const std::uint8_t octet : octets) {
+    for (std::uint8_t const octet : octets) {
         name += digits[octet >> 4];
         name += digits[octet & 0xF];
     }
@@ -164,7 +164,7 @@ struct Signer {
     bool isNew = false; // made here, and taken back if no certificate comes of it
 };
 
-Signer findSigner(HCRYPTPROV handle, const CRYPT_KEY_PROV_INFO* info) {
+Signer findSigner(HCRYPTPROV handle, CRYPT_KEY_PROV_INFO const* info) {
     Signer signer;
     if (info != nullptr)
         signer.reference = referenceOf(*info);
@@ -178,7 +178,7 @@ Signer findSigner(HCRYPTPROV handle, const CRYPT_KEY_PROV_INFO* info) {
         signer.context = openContext(nullptr, PROV_RSA_FULL, randomContainerName(), CRYPT_NEWKEYSET);
         signer.isNew = true;
     } else {
-        const DWORD error = outcome([&] { signer.context = openReferenced(signer.reference); });
+        DWORD const error = outcome([&] { signer.context = openReferenced(signer.reference); });
         if (error == errorValue(NTE_BAD_KEYSET)) {
             signer.context = openContext(
                 signer.reference.provider.c_str(), signer.reference.type, signer.reference.container,
@@ -191,25 +191,25 @@ Signer findSigner(HCRYPTPROV handle, const CRYPT_KEY_PROV_INFO* info) {
     return signer;
 }
 
-Bytes signedCertificate(Key& key, const SignatureKind& kind, ByteView name, ByteView validity,
+Bytes signedCertificate(Key& key, SignatureKind const& kind, ByteView name, ByteView validity,
                         ByteView extensions) {
     static constexpr std::uint8_t version3[] = {tag::contextConstructed(0), 3, tag::integer, 1, CERT_V3};
     static constexpr std::uint8_t noParameters[] = {tag::null, 0};
     static constexpr std::uint8_t noUnusedBits[] = {0};
-    const Bytes algorithm = encodeAlgorithm(kind.objectId, noParameters);
-    const Bytes toBeSigned =
+    Bytes const algorithm = encodeAlgorithm(kind.objectId, noParameters);
+    Bytes const toBeSigned =
         derElement(tag::sequence, {version3, randomSerialNumber(), algorithm, name, validity, name,
                                    rsaPublicKeyInfo(key.publicKey().encoding()), extensions});
-    const Bytes value = digest(kind.digest, {toBeSigned});
-    const DigestAlgorithm& digestAlgorithm = *findDigest(kind.digest);
+    Bytes const value = digest(kind.digest, {toBeSigned});
+    DigestAlgorithm const& digestAlgorithm = *findDigest(kind.digest);
     Bytes digestInfo(digestAlgorithm.prefix.begin(), digestAlgorithm.prefix.end());
     digestInfo.insert(digestInfo.end(), value.begin(), value.end());
-    const Bytes signature = key.sign(digestInfo);
+    Bytes const signature = key.sign(digestInfo);
     return derElement(tag::sequence,
                       {toBeSigned, algorithm, derElement(tag::bitString, {noUnusedBits, signature})});
 }
 
-Bytes storedReference(const Signer& signer, const CRYPT_KEY_PROV_INFO* info) {
+Bytes storedReference(Signer const& signer, CRYPT_KEY_PROV_INFO const* info) {
     if (info != nullptr)
         return storeKeyInfo(*info);
     auto container = widen(signer.context->container->name()).value_or(L"");
@@ -235,20 +235,20 @@ PCCERT_CONTEXT WINAPI CertCreateSelfSignCertificate(HCRYPTPROV_OR_NCRYPT_KEY_HAN
         // Everything that was given is checked before a container or a key is made.
         if ((dwFlags & ~DWORD{CERT_CREATE_SELFSIGN_NO_KEY_INFO}) != 0)
             return errorValue(NTE_BAD_FLAGS);
-        const Bytes name = checkedName(pSubjectIssuerBlob);
-        const SignatureKind& kind = signatureKind(pSignatureAlgorithm);
-        const SYSTEMTIME start = timeOr(pStartTime, now());
-        const SYSTEMTIME end = timeOr(pEndTime, aYearAfter(start));
-        const Bytes validity = derElement(tag::sequence, {encodeTime(start), encodeTime(end)});
-        const Bytes extensions = encodeExtensions(pExtensions);
+        Bytes const name = checkedName(pSubjectIssuerBlob);
+        SignatureKind const& kind = signatureKind(pSignatureAlgorithm);
+        SYSTEMTIME const start = timeOr(pStartTime, now());
+        SYSTEMTIME const end = timeOr(pEndTime, aYearAfter(start));
+        Bytes const validity = derElement(tag::sequence, {encodeTime(start), encodeTime(end)});
+        Bytes const extensions = encodeExtensions(pExtensions);
 
-        const Signer signer = findSigner(hCryptProvOrNCryptKey, pKeyProvInfo);
-        const DWORD error = outcome([&] {
+        Signer const signer = findSigner(hCryptProvOrNCryptKey, pKeyProvInfo);
+        DWORD const error = outcome([&] {
             constexpr unsigned keyBits = 2048;
             auto key = signer.context->container->key(signer.reference.keySpec);
             if (!key)
                 key = signer.context->container->generate(signer.reference.keySpec, keyBits, false);
-            const Bytes encoding = signedCertificate(*key, kind, name, validity, extensions);
+            Bytes const encoding = signedCertificate(*key, kind, name, validity, extensions);
             CertificateFields fields;
             if (!parseCertificate(encoding, fields))
                 fail(CRYPT_E_BAD_ENCODE);

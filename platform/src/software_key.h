@@ -6,10 +6,10 @@ namespace wincrypt {
 
 class SoftwareKey final : public Key {
 public:
-    SoftwareKey(std::shared_ptr<const RsaPrivateKey> key, bool exportable) noexcept
+    SoftwareKey(std::shared_ptr<RsaPrivateKey const> key, bool exportable) noexcept
         : key_(std::move(key)), exportable_(exportable) {}
 
-    const RsaPublicKey& publicKey() const override { return key_->publicKey(); }
+    RsaPublicKey const& publicKey() const override { return key_->publicKey(); }
     bool isExportable() const override { return exportable_; }
     Bytes sign(ByteView signedValue) override { return key_->sign(signedValue); }
     SecureBytes decrypt(ByteView block) override { return key_->decrypt(block); }
@@ -20,7 +20,7 @@ public:
     }
 
 private:
-    std::shared_ptr<const RsaPrivateKey> key_;
+    std::shared_ptr<RsaPrivateKey const> key_;
     bool exportable_;
 };
 

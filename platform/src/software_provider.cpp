@@ -19,22 +19,22 @@ public:
     StoredKeyContainer(Scope scope, std::string name, bool isDefault)
         : scope_(scope), name_(std::move(name)), isDefault_(isDefault) {}
 
-    const std::string& name() const override { return name_; }
+    std::string const& name() const override { return name_; }
 
     // False when there is no such container. A damaged key doesn't hide the other; the error of the last one
     // is thrown when no key of the container opens.
     bool load() {
-        const std::shared_ptr<Database> database = databaseInUse();
+        std::shared_ptr<Database> const database = databaseInUse();
         auto next = std::make_shared<State>();
         next->stamp = database->stamp(); // before the query, so that it is never newer than what was read
-        const auto stored = loadContainer(*database, name_);
+        auto const stored = loadContainer(*database, name_);
         bool anyOpened = false;
         DWORD failure = ERROR_SUCCESS;
         for (std::size_t place = 0; stored && place < std::size(stored->keys); ++place) {
-            const std::optional<StoredKey>& key = stored->keys[place];
+            std::optional<StoredKey> const& key = stored->keys[place];
             if (!key)
                 continue;
-            const DWORD error = outcome([&] {
+            DWORD const error = outcome([&] {
                 next->keys[place] = std::make_shared<SoftwareKey>(
                     openCached(*database, sealingContext(name_, key->slot, key->flags), key->sealed),
                     (key->flags & CRYPT_EXPORTABLE) != 0);
@@ -61,18 +61,18 @@ public:
                 fail(NTE_BAD_KEYSET);
             state = state_.load();
         }
-        const std::size_t place = StoredContainer::placeOf(slot);
+        std::size_t const place = StoredContainer::placeOf(slot);
         if (state->failures[place] != ERROR_SUCCESS)
             fail(state->failures[place]);
         return state->keys[place];
     }
 
     std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) override {
-        return keep(slot, std::make_shared<const RsaPrivateKey>(RsaPrivateKey::generate(bits)), exportable);
+        return keep(slot, std::make_shared<RsaPrivateKey const>(RsaPrivateKey::generate(bits)), exportable);
     }
 
     std::shared_ptr<Key> import(DWORD slot, ByteView encoding, bool exportable) override {
-        return keep(slot, std::make_shared<const RsaPrivateKey>(RsaPrivateKey::fromEncoding(encoding)),
+        return keep(slot, std::make_shared<RsaPrivateKey const>(RsaPrivateKey::fromEncoding(encoding)),
                     exportable);
     }
 
@@ -102,27 +102,27 @@ private:
         return database;
     }
 
-    std::shared_ptr<Key> keep(DWORD slot, std::shared_ptr<const RsaPrivateKey> key, bool exportable) {
-        const std::shared_ptr<Database> database = databaseInUse();
-        const DWORD flags = exportable ? CRYPT_EXPORTABLE : 0;
-        const Bytes context = sealingContext(name_, slot, flags);
-        const StoredKey stored{slot, flags, sealKey(*database, context, key->encoding())};
+    std::shared_ptr<Key> keep(DWORD slot, std::shared_ptr<RsaPrivateKey const> key, bool exportable) {
+        std::shared_ptr<Database> const database = databaseInUse();
+        DWORD const flags = exportable ? CRYPT_EXPORTABLE : 0;
+        Bytes const context = sealingContext(name_, slot, flags);
+        StoredKey const stored{slot, flags, sealKey(*database, context, key->encoding())};
         storeKey(*database, name_, stored, isDefault_);
         keepOpened(context, stored.sealed, key);
         state_.store(nullptr);
         return std::make_shared<SoftwareKey>(std::move(key), exportable);
     }
 
-    const Scope scope_;
-    const std::string name_;
-    const bool isDefault_;
+    Scope const scope_;
+    std::string const name_;
+    bool const isDefault_;
     std::atomic<std::shared_ptr<Database>> database_;
-    std::atomic<std::shared_ptr<const State>> state_;
+    std::atomic<std::shared_ptr<State const>> state_;
 };
 
 class TemporaryContainer final : public Container {
 public:
-    const std::string& name() const override { return name_; }
+    std::string const& name() const override { return name_; }
     std::shared_ptr<Key> key(DWORD slot) override { return keys_[StoredContainer::placeOf(slot)].load(); }
     std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) override {
         return keep(slot, RsaPrivateKey::generate(bits), exportable);
@@ -136,7 +136,7 @@ public:
 private:
     std::shared_ptr<Key> keep(DWORD slot, RsaPrivateKey key, bool exportable) {
         std::shared_ptr<Key> made =
-            std::make_shared<SoftwareKey>(std::make_shared<const RsaPrivateKey>(std::move(key)), exportable);
+            std::make_shared<SoftwareKey>(std::make_shared<RsaPrivateKey const>(std::move(key)), exportable);
         keys_[StoredContainer::placeOf(slot)].store(made);
         return made;
     }
@@ -147,54 +147,54 @@ private:
 
 class SoftwareProvider final : public Provider {
 public:
-    const std::string& name() const override { return name_; }
+    std::string const& name() const override { return name_; }
     DWORD type() const override { return PROV_RSA_FULL; }
     DWORD implementation() const override { return CRYPT_IMPL_SOFTWARE; }
 
-    std::shared_ptr<Container> open(Scope scope, const std::string& name) override {
+    std::shared_ptr<Container> open(Scope scope, std::string const& name) override {
         auto container = containerOf(scope, name);
         if (!isDefault(name) && !container->load())
             fail(NTE_BAD_KEYSET);
         return container;
     }
 
-    std::shared_ptr<Container> create(Scope scope, const std::string& name) override {
+    std::shared_ptr<Container> create(Scope scope, std::string const& name) override {
         if (isDefault(name))
             fail(NTE_EXISTS);
         storeContainer(*Database::of(scope), name);
         return containerOf(scope, name);
     }
 
-    void remove(Scope scope, const std::string& name) override {
-        const bool found = removeContainer(*Database::of(scope), name.empty() ? loginName() : name);
+    void remove(Scope scope, std::string const& name) override {
+        bool const found = removeContainer(*Database::of(scope), name.empty() ? loginName() : name);
         if (!found && !isDefault(name))
             fail(NTE_BAD_KEYSET);
     }
 
     std::shared_ptr<Container> temporary() override { return std::make_shared<TemporaryContainer>(); }
 
-    std::optional<std::string> containerAfter(Scope scope, const std::string& name) override {
+    std::optional<std::string> containerAfter(Scope scope, std::string const& name) override {
         return storedContainerAfter(*Database::of(scope), name);
     }
 
     std::size_t longestContainerName(Scope scope) override { return longestStoredName(*Database::of(scope)); }
 
 private:
-    static bool isDefault(const std::string& name) { return name.empty() || name == loginName(); }
+    static bool isDefault(std::string const& name) { return name.empty() || name == loginName(); }
 
-    static std::shared_ptr<StoredKeyContainer> containerOf(Scope scope, const std::string& name) {
+    static std::shared_ptr<StoredKeyContainer> containerOf(Scope scope, std::string const& name) {
         return std::make_shared<StoredKeyContainer>(scope, name.empty() ? loginName() : name,
                                                     isDefault(name));
     }
 
-    const std::string name_ = MS_ENHANCED_PROV_A;
+    std::string const name_ = MS_ENHANCED_PROV_A;
 };
 
 } // namespace
 
 std::shared_ptr<Provider> softwareProvider() {
     // Never destroyed: a thread may still be signing while the process ends.
-    static const auto* const provider = new std::shared_ptr<Provider>(std::make_shared<SoftwareProvider>());
+    static auto const* const provider = new std::shared_ptr<Provider>(std::make_shared<SoftwareProvider>());
     return *provider;
 }
 

@@ -16,11 +16,11 @@ constexpr int busyMilliseconds = 30'000;
 // that suit long transactions would leave processes asleep while the lock is free.
 int waitBusy(void*, int tries) {
     constexpr long stepMicroseconds = 250;
-    const long step = tries < 200 ? stepMicroseconds : 10 * stepMicroseconds;
-    const long waited = tries < 200 ? tries * step : 50'000 + (tries - 200) * step;
+    long const step = tries < 200 ? stepMicroseconds : 10 * stepMicroseconds;
+    long const waited = tries < 200 ? tries * step : 50'000 + (tries - 200) * step;
     if (waited > busyMilliseconds * 1000L)
         return 0;
-    const timespec pause{0, step * 1000};
+    timespec const pause{0, step * 1000};
     ::nanosleep(&pause, nullptr);
     return 1;
 }
@@ -49,12 +49,12 @@ DWORD errorOf(int result) noexcept {
 }
 
 // A path as it may stand in a URI.
-std::string uriOf(const std::string& path) {
+std::string uriOf(std::string const& path) {
     static constexpr char digits[] = "0123456789ABCDEF";
     // With an empty authority, so that a path that begins with two slashes isn't taken for one.
     std::string uri = path.starts_with('/') ? "file://" : "file:";
-    for (const char byte : path) {
-        const auto value = static_cast<unsigned char>(byte);
+    for (char const byte : path) {
+        auto const value = static_cast<unsigned char>(byte);
         if (value == '?' || value == '#' || value == '%' || value < 0x21 || value > 0x7E) {
             uri += '%';
             uri += digits[value >> 4];
@@ -68,7 +68,7 @@ std::string uriOf(const std::string& path) {
 
 } // namespace
 
-void failSqlite(int result, const std::string& path, const char* cause) {
+void failSqlite(int result, std::string const& path, char const* cause) {
     if ((result & 0xFF) == SQLITE_NOMEM)
         throw std::bad_alloc();
     logLine(path, cause);
@@ -76,13 +76,13 @@ void failSqlite(int result, const std::string& path, const char* cause) {
 }
 
 Connection::Connection(std::string path, Mode mode) : path_(std::move(path)), mode_(mode) {
-    const int flags = (mode == Mode::readWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+    int const flags = (mode == Mode::readWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
                       (mode == Mode::immutable ? SQLITE_OPEN_URI : 0);
-    const std::string name = mode == Mode::immutable ? uriOf(path_) : path_;
-    const int result = sqlite3_open_v2(name.c_str(), &database_, flags, nullptr);
+    std::string const name = mode == Mode::immutable ? uriOf(path_) : path_;
+    int const result = sqlite3_open_v2(name.c_str(), &database_, flags, nullptr);
     if (result != SQLITE_OK) {
-        const std::string cause = database_ != nullptr ? sqlite3_errmsg(database_) : "out of memory";
+        std::string const cause = database_ != nullptr ? sqlite3_errmsg(database_) : "out of memory";
         sqlite3_close_v2(database_);
         failSqlite(result, path_, cause.c_str());
     }
@@ -97,14 +97,14 @@ Connection::Connection(std::string path, Mode mode) : path_(std::move(path)), mo
 Connection::~Connection() {
     for (sqlite3_stmt* statement : statements_)
         sqlite3_finalize(statement);
-    if (const int result = sqlite3_close_v2(database_); result != SQLITE_OK)
+    if (int const result = sqlite3_close_v2(database_); result != SQLITE_OK)
         logLine(path_, sqlite3_errstr(result));
 }
 
 Statement Connection::prepare(Query query) {
     sqlite3_stmt*& statement = statements_[static_cast<std::size_t>(query)];
     if (statement == nullptr) {
-        const int result = sqlite3_prepare_v3(database_, queryText[static_cast<std::size_t>(query)], -1,
+        int const result = sqlite3_prepare_v3(database_, queryText[static_cast<std::size_t>(query)], -1,
                                               SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
         if (result != SQLITE_OK)
             failSqlite(result, path_, sqlite3_errmsg(database_));
@@ -112,50 +112,50 @@ Statement Connection::prepare(Query query) {
     return {database_, statement, path_};
 }
 
-void Connection::execute(const char* sql) {
-    if (const int result = sqlite3_exec(database_, sql, nullptr, nullptr, nullptr); result != SQLITE_OK)
+void Connection::execute(char const* sql) {
+    if (int const result = sqlite3_exec(database_, sql, nullptr, nullptr, nullptr); result != SQLITE_OK)
         failSqlite(result, path_, sqlite3_errmsg(database_));
 }
 
-std::string Connection::text(const char* sql) {
+std::string Connection::text(char const* sql) {
     sqlite3_stmt* statement = nullptr;
     int result = sqlite3_prepare_v2(database_, sql, -1, &statement, nullptr);
     std::string value;
     if (result == SQLITE_OK) {
         result = sqlite3_step(statement);
         if (result == SQLITE_ROW)
-            if (const unsigned char* column = sqlite3_column_text(statement, 0); column != nullptr)
-                value = reinterpret_cast<const char*>(column);
+            if (unsigned char const* column = sqlite3_column_text(statement, 0); column != nullptr)
+                value = reinterpret_cast<char const*>(column);
     }
-    const std::string cause = sqlite3_errmsg(database_);
+    std::string const cause = sqlite3_errmsg(database_);
     sqlite3_finalize(statement);
     if (result != SQLITE_OK && result != SQLITE_ROW && result != SQLITE_DONE)
         failSqlite(result, path_, cause.c_str());
     return value;
 }
 
-bool Connection::setJournalMode(const char* mode) {
+bool Connection::setJournalMode(char const* mode) {
     // The change needs the file for itself, and SQLite doesn't wait for that.
-    const std::string sql = std::string("PRAGMA journal_mode = ") + mode;
+    std::string const sql = std::string("PRAGMA journal_mode = ") + mode;
     constexpr int tries = 100;
     for (int i = 0; i < tries; ++i) {
-        const int result = sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, nullptr);
+        int const result = sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, nullptr);
         if (result == SQLITE_OK)
             return text("PRAGMA journal_mode") == mode;
         if ((result & 0xFF) != SQLITE_BUSY)
             failSqlite(result, path_, sqlite3_errmsg(database_));
-        const timespec pause{0, 10'000'000};
+        timespec const pause{0, 10'000'000};
         ::nanosleep(&pause, nullptr);
     }
     return false;
 }
 
-std::int64_t Connection::number(const char* sql) {
-    const std::string value = text(sql);
+std::int64_t Connection::number(char const* sql) {
+    std::string const value = text(sql);
     return value.empty() ? 0 : std::stoll(value);
 }
 
-const volatile std::uint32_t* Connection::logIndex() {
+volatile std::uint32_t const* Connection::logIndex() {
     if (mode_ != Mode::readWrite || text("PRAGMA journal_mode") != "wal")
         return nullptr;
     sqlite3_file* file = nullptr;
@@ -168,7 +168,7 @@ const volatile std::uint32_t* Connection::logIndex() {
     void volatile* region = nullptr;
     if (file->pMethods->xShmMap(file, 0, regionSize, 0, &region) != SQLITE_OK)
         return nullptr;
-    return static_cast<const volatile std::uint32_t*>(region);
+    return static_cast<volatile std::uint32_t const*>(region);
 }
 
 void Connection::keepLogOnClose() noexcept {
@@ -193,7 +193,7 @@ Statement& Statement::bind(int index, std::int64_t value) {
 Statement& Statement::bind(int index, ByteView value) {
     // An empty blob is not null.
     static constexpr char nothing = 0;
-    const void* data = value.empty() ? static_cast<const void*>(&nothing) : value.data();
+    void const* data = value.empty() ? static_cast<void const*>(&nothing) : value.data();
     check(sqlite3_bind_blob64(statement_, index, data, value.size(), SQLITE_STATIC));
     return *this;
 }
@@ -209,7 +209,7 @@ Statement& Statement::bindNull(int index) {
 }
 
 bool Statement::step() {
-    const int result = sqlite3_step(statement_);
+    int const result = sqlite3_step(statement_);
     if (result == SQLITE_ROW)
         return true;
     if (result == SQLITE_DONE)
@@ -222,8 +222,8 @@ std::int64_t Statement::integer(int column) const noexcept {
 }
 
 ByteView Statement::bytes(int column) const {
-    const void* data = sqlite3_column_blob(statement_, column);
-    return {static_cast<const std::uint8_t*>(data),
+    void const* data = sqlite3_column_blob(statement_, column);
+    return {static_cast<std::uint8_t const*>(data),
             static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
 }
 

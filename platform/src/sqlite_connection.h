@@ -19,11 +19,11 @@ namespace wincrypt {
 // read transaction ends.
 class Statement {
 public:
-    Statement(sqlite3* database, sqlite3_stmt* statement, const std::string& path) noexcept
+    Statement(sqlite3* database, sqlite3_stmt* statement, std::string const& path) noexcept
         : database_(database), statement_(statement), path_(path) {}
     ~Statement();
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
+    Statement(Statement const&) = delete;
+    Statement& operator=(Statement const&) = delete;
 
     Statement& bind(int index, std::int64_t value);
     Statement& bind(int index, ByteView value); // the bytes must live until the statement goes
@@ -44,7 +44,7 @@ private:
 
     sqlite3* database_;
     sqlite3_stmt* statement_;
-    const std::string& path_;
+    std::string const& path_;
 };
 
 class Connection {
@@ -53,23 +53,23 @@ public:
 
     Connection(std::string path, Mode mode); // opens; fails with the published value
     ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
+    Connection(Connection const&) = delete;
+    Connection& operator=(Connection const&) = delete;
 
     Statement prepare(Query query);
-    void execute(const char* sql);
-    std::int64_t number(const char* sql); // first column of the first row, 0 without one
-    std::string text(const char* sql);
+    void execute(char const* sql);
+    std::int64_t number(char const* sql); // first column of the first row, 0 without one
+    std::string text(char const* sql);
 
     // Changes how the file is kept whole, "wal" or "delete". False when other connections to it stay
     // open, or when the file system can't do it.
-    bool setJournalMode(const char* mode);
+    bool setJournalMode(char const* mode);
 
     Mode mode() const noexcept { return mode_; }
-    const std::string& path() const noexcept { return path_; }
+    std::string const& path() const noexcept { return path_; }
 
     // Start of the write-ahead log's index in shared memory, null where the database has none.
-    const volatile std::uint32_t* logIndex();
+    volatile std::uint32_t const* logIndex();
 
     // Leaves the log as it is when this connection closes, even as the last one.
     void keepLogOnClose() noexcept;
@@ -82,6 +82,6 @@ private:
 };
 
 // Logs the cause and throws the published value of an SQLite result.
-[[noreturn]] void failSqlite(int result, const std::string& path, const char* cause);
+[[noreturn]] void failSqlite(int result, std::string const& path, char const* cause);
 
 } // namespace wincrypt

@@ -19,7 +19,7 @@ ContextHolder taken(PCCERT_CONTEXT context) {
     return ContextHolder(context != nullptr ? &CertificateContext::of(context) : nullptr);
 }
 
-CertificateFields parsed(DWORD encodingType, const BYTE* data, DWORD length) {
+CertificateFields parsed(DWORD encodingType, BYTE const* data, DWORD length) {
     if ((encodingType & 0xFFFF) != X509_ASN_ENCODING)
         fail(E_INVALIDARG);
     CertificateFields fields;
@@ -28,8 +28,8 @@ CertificateFields parsed(DWORD encodingType, const BYTE* data, DWORD length) {
     return fields;
 }
 
-std::shared_ptr<StoreObject> openSystem(const std::string& name, DWORD flags) {
-    const DWORD location = flags & CERT_SYSTEM_STORE_LOCATION_MASK;
+std::shared_ptr<StoreObject> openSystem(std::string const& name, DWORD flags) {
+    DWORD const location = flags & CERT_SYSTEM_STORE_LOCATION_MASK;
     if (name.empty() ||
         (location != CERT_SYSTEM_STORE_CURRENT_USER && location != CERT_SYSTEM_STORE_LOCAL_MACHINE))
         fail(ERROR_INVALID_PARAMETER);
@@ -38,7 +38,7 @@ std::shared_ptr<StoreObject> openSystem(const std::string& name, DWORD flags) {
                            (flags & CERT_STORE_READONLY_FLAG) != 0);
 }
 
-DWORD addTo(HCERTSTORE store, const CertificateFields& fields, const PropertySet& properties,
+DWORD addTo(HCERTSTORE store, CertificateFields const& fields, PropertySet const& properties,
             DWORD disposition, PCCERT_CONTEXT* result) {
     if (disposition < CERT_STORE_ADD_NEW || disposition > CERT_STORE_ADD_REPLACE_EXISTING_INHERIT_PROPERTIES)
         return errorValue(E_INVALIDARG);
@@ -51,7 +51,7 @@ DWORD addTo(HCERTSTORE store, const CertificateFields& fields, const PropertySet
 } // namespace
 
 HCERTSTORE WINAPI CertOpenStore(LPCSTR lpszStoreProvider, DWORD, HCRYPTPROV_LEGACY, DWORD dwFlags,
-                                const void* pvPara) {
+                                void const* pvPara) {
     return boundaryResult<HCERTSTORE>([&](HCERTSTORE& result) -> DWORD {
         constexpr DWORD known = CERT_STORE_OPEN_EXISTING_FLAG | CERT_STORE_READONLY_FLAG |
                                 CERT_STORE_MAXIMUM_ALLOWED_FLAG | CERT_SYSTEM_STORE_LOCATION_MASK;
@@ -69,8 +69,8 @@ HCERTSTORE WINAPI CertOpenStore(LPCSTR lpszStoreProvider, DWORD, HCRYPTPROV_LEGA
                 return ERROR_INVALID_PARAMETER;
             std::optional<std::string> name;
             if (lpszStoreProvider == CERT_STORE_PROV_SYSTEM_W)
-                name = narrow(static_cast<const wchar_t*>(pvPara));
-            else if (const char* text = static_cast<const char*>(pvPara); isUtf8(text))
+                name = narrow(static_cast<wchar_t const*>(pvPara));
+            else if (char const* text = static_cast<char const*>(pvPara); isUtf8(text))
                 name = text;
             if (!name)
                 return ERROR_NO_UNICODE_TRANSLATION;
@@ -120,21 +120,21 @@ PCCERT_CONTEXT WINAPI CertEnumCertificatesInStore(HCERTSTORE hCertStore, PCCERT_
 namespace {
 
 template <class T>
-const T& parameter(const void* given) {
+T const& parameter(void const* given) {
     if (given == nullptr)
         fail(E_INVALIDARG);
-    return *static_cast<const T*>(given);
+    return *static_cast<T const*>(given);
 }
 
-Selection identitySelection(const CERT_NAME_BLOB& issuer, const CRYPT_INTEGER_BLOB& serial) {
-    const ByteView number = viewOf(serial.pbData, serial.cbData);
+Selection identitySelection(CERT_NAME_BLOB const& issuer, CRYPT_INTEGER_BLOB const& serial) {
+    ByteView const number = viewOf(serial.pbData, serial.cbData);
     return Selection::byIdentity(viewOf(issuer.pbData, issuer.cbData), Bytes(number.rbegin(), number.rend()));
 }
 
 bool hasProperty(CertificateContext& context, DWORD property) {
     DWORD length = 0;
-    const DWORD lastError = GetLastError();
-    const bool has = CertGetCertificateContextProperty(&context, property, nullptr, &length) != FALSE;
+    DWORD const lastError = GetLastError();
+    bool const has = CertGetCertificateContextProperty(&context, property, nullptr, &length) != FALSE;
     SetLastError(lastError);
     return has;
 }
@@ -142,8 +142,8 @@ bool hasProperty(CertificateContext& context, DWORD property) {
 bool propertyEquals(CertificateContext& context, DWORD property, ByteView value) {
     BYTE room[64];
     DWORD length = sizeof room;
-    const DWORD lastError = GetLastError();
-    const bool has = CertGetCertificateContextProperty(&context, property, room, &length) != FALSE;
+    DWORD const lastError = GetLastError();
+    bool const has = CertGetCertificateContextProperty(&context, property, room, &length) != FALSE;
     SetLastError(lastError);
     return has && equal({room, length}, value);
 }
@@ -170,7 +170,7 @@ struct Search {
     }
 };
 
-Search valueSearch(Search::Test test, DWORD property, const CRYPT_DATA_BLOB& blob) {
+Search valueSearch(Search::Test test, DWORD property, CRYPT_DATA_BLOB const& blob) {
     Search search;
     search.test = test;
     search.property = property;
@@ -178,13 +178,13 @@ Search valueSearch(Search::Test test, DWORD property, const CRYPT_DATA_BLOB& blo
     return search;
 }
 
-Search searchFor(DWORD type, const void* given) {
+Search searchFor(DWORD type, void const* given) {
     Search search;
     switch (type) {
     case CERT_FIND_ANY:
         return search;
     case CERT_FIND_PROPERTY: {
-        const auto property = parameter<DWORD>(given);
+        auto const property = parameter<DWORD>(given);
         if (property == CERT_KEY_PROV_INFO_PROP_ID) {
             search.selection.kind = Selection::Kind::withKeyInfo;
         } else if (property == CERT_FRIENDLY_NAME_PROP_ID) {
@@ -196,7 +196,7 @@ Search searchFor(DWORD type, const void* given) {
         return search;
     }
     case CERT_FIND_CERT_ID: {
-        const auto& id = parameter<CERT_ID>(given);
+        auto const& id = parameter<CERT_ID>(given);
         switch (id.dwIdChoice) {
         case CERT_ID_ISSUER_SERIAL_NUMBER:
             search.selection =
@@ -216,12 +216,12 @@ Search searchFor(DWORD type, const void* given) {
     case CERT_FIND_SUBJECT_NAME:
         return valueSearch(Search::Test::subject, 0, parameter<CERT_NAME_BLOB>(given));
     case CERT_FIND_SUBJECT_CERT: {
-        const auto& info = parameter<CERT_INFO>(given);
+        auto const& info = parameter<CERT_INFO>(given);
         search.selection = identitySelection(info.Issuer, info.SerialNumber);
         return search;
     }
     case CERT_FIND_EXISTING: {
-        const auto& context = parameter<CERT_CONTEXT>(given);
+        auto const& context = parameter<CERT_CONTEXT>(given);
         search.selection = identitySelection(context.pCertInfo->Issuer, context.pCertInfo->SerialNumber);
         return search;
     }
@@ -233,15 +233,15 @@ Search searchFor(DWORD type, const void* given) {
 } // namespace
 
 PCCERT_CONTEXT WINAPI CertFindCertificateInStore(HCERTSTORE hCertStore, DWORD dwCertEncodingType,
-                                                 DWORD dwFindFlags, DWORD dwFindType, const void* pvFindPara,
+                                                 DWORD dwFindFlags, DWORD dwFindType, void const* pvFindPara,
                                                  PCCERT_CONTEXT pPrevCertContext) {
     // Freed at the end: what is searched for may lie in it.
-    const ContextHolder previous = taken(pPrevCertContext);
+    ContextHolder const previous = taken(pPrevCertContext);
     return boundaryResult<PCCERT_CONTEXT>([&](PCCERT_CONTEXT& result) -> DWORD {
         const auto store = storeObject(hCertStore);
         if ((dwCertEncodingType & 0xFFFF) != X509_ASN_ENCODING || dwFindFlags != 0)
             return errorValue(E_INVALIDARG);
-        const Search search = searchFor(dwFindType, pvFindPara);
+        Search const search = searchFor(dwFindType, pvFindPara);
         ContextHolder found(store->next(hCertStore, previous.get(), search.selection));
         while (found && !search.accepts(*found))
             found.reset(store->next(hCertStore, found.get(), search.selection));
@@ -252,10 +252,10 @@ PCCERT_CONTEXT WINAPI CertFindCertificateInStore(HCERTSTORE hCertStore, DWORD dw
     });
 }
 
-PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCertEncoded,
+PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD dwCertEncodingType, BYTE const* pbCertEncoded,
                                                    DWORD cbCertEncoded) {
     return boundaryResult<PCCERT_CONTEXT>([&](PCCERT_CONTEXT& result) -> DWORD {
-        const CertificateFields fields = parsed(dwCertEncodingType, pbCertEncoded, cbCertEncoded);
+        CertificateFields const fields = parsed(dwCertEncodingType, pbCertEncoded, cbCertEncoded);
         result = CertificateContext::create(fields, nullptr,
                                             {nullptr, 0, std::make_shared<MemoryCertificate>(), nullptr});
         return ERROR_SUCCESS;
@@ -267,7 +267,7 @@ BOOL WINAPI CertFreeCertificateContext(PCCERT_CONTEXT pCertContext) {
 }
 
 BOOL WINAPI CertAddEncodedCertificateToStore(HCERTSTORE hCertStore, DWORD dwCertEncodingType,
-                                             const BYTE* pbCertEncoded, DWORD cbCertEncoded,
+                                             BYTE const* pbCertEncoded, DWORD cbCertEncoded,
                                              DWORD dwAddDisposition, PCCERT_CONTEXT* ppCertContext) {
     return boundary([&] {
         return addTo(hCertStore, parsed(dwCertEncodingType, pbCertEncoded, cbCertEncoded), {},
@@ -285,7 +285,7 @@ BOOL WINAPI CertAddCertificateContextToStore(HCERTSTORE hCertStore, PCCERT_CONTE
 
 BOOL WINAPI CertDeleteCertificateFromStore(PCCERT_CONTEXT pCertContext) {
     return boundary([&] {
-        const ContextHolder context = taken(pCertContext);
+        ContextHolder const context = taken(pCertContext);
         if (!context || !context->view)
             fail(E_INVALIDARG);
         context->view->remove(*context);

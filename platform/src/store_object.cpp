@@ -8,41 +8,41 @@ namespace wincrypt {
 
 StoreObject::StoreObject(std::vector<Member> own, bool canBeCollection)
     : own_(std::move(own)), canBeCollection_(canBeCollection),
-      siblings_(std::make_shared<const std::vector<Sibling>>()) {}
+      siblings_(std::make_shared<std::vector<Sibling> const>()) {}
 
-bool StoreObject::reaches(const StoreObject* store) const {
+bool StoreObject::reaches(StoreObject const* store) const {
     if (this == store)
         return true;
-    const auto siblings = siblings_.load();
+    auto const siblings = siblings_.load();
     return std::any_of(siblings->begin(), siblings->end(),
-                       [&](const Sibling& sibling) { return sibling.store->reaches(store); });
+                       [&](Sibling const& sibling) { return sibling.store->reaches(store); });
 }
 
-void StoreObject::addSibling(const std::shared_ptr<StoreObject>& sibling, bool takesAdditions,
+void StoreObject::addSibling(std::shared_ptr<StoreObject> const& sibling, bool takesAdditions,
                              DWORD priority) {
     // One at a time in the process, so that two calls can't close a circle together.
-    const std::lock_guard lock(processLock(ProcessLock::memoryStores));
+    std::lock_guard const lock(processLock(ProcessLock::memoryStores));
     if (!canBeCollection_ || sibling->reaches(this))
         fail(ERROR_INVALID_PARAMETER);
     auto changed = std::make_shared<std::vector<Sibling>>(*siblings_.load());
     changed->push_back({sibling, takesAdditions, priority});
     std::stable_sort(changed->begin(), changed->end(),
-                     [](const Sibling& a, const Sibling& b) { return a.priority > b.priority; });
+                     [](Sibling const& a, Sibling const& b) { return a.priority > b.priority; });
     siblings_.store(std::move(changed));
 }
 
 void StoreObject::collect(std::vector<Member>& into, bool takesAdditions) const {
-    const auto siblings = siblings_.load();
-    const auto collectSiblings = [&](bool before) {
-        for (const Sibling& sibling : *siblings)
+    auto const siblings = siblings_.load();
+    auto const collectSiblings = [&](bool before) {
+        for (Sibling const& sibling : *siblings)
             if ((sibling.priority > 0) == before)
                 sibling.store->collect(into, takesAdditions && sibling.takesAdditions);
     };
     collectSiblings(true);
-    for (const Member& member : own_) {
+    for (Member const& member : own_) {
         // A view that is reached twice would send a walk round in a circle.
         if (std::any_of(into.begin(), into.end(),
-                        [&](const Member& known) { return known.view == member.view; }))
+                        [&](Member const& known) { return known.view == member.view; }))
             continue;
         into.push_back(member);
         into.back().takesAdditions = member.takesAdditions && takesAdditions;
@@ -56,19 +56,19 @@ std::vector<StoreObject::Member> StoreObject::members() const {
     return all;
 }
 
-CertificateContext* StoreObject::next(HCERTSTORE self, const CertificateContext* previous,
-                                      const Selection& selection) const {
-    const std::vector<Member> all = members();
+CertificateContext* StoreObject::next(HCERTSTORE self, CertificateContext const* previous,
+                                      Selection const& selection) const {
+    std::vector<Member> const all = members();
     auto member = all.begin();
     if (previous != nullptr) {
         member = std::find_if(all.begin(), all.end(),
-                              [&](const Member& each) { return each.view == previous->view; });
+                              [&](Member const& each) { return each.view == previous->view; });
         if (member == all.end())
             fail(E_INVALIDARG);
     }
     for (; member != all.end(); ++member, previous = nullptr) {
         CertificateContext* found = nullptr;
-        const DWORD error = outcome([&] { found = member->view->next(self, previous, selection); });
+        DWORD const error = outcome([&] { found = member->view->next(self, previous, selection); });
         if (error != ERROR_SUCCESS && !member->isOptional)
             fail(error);
         if (found != nullptr)
@@ -77,13 +77,13 @@ CertificateContext* StoreObject::next(HCERTSTORE self, const CertificateContext*
     return nullptr;
 }
 
-CertificateContext* StoreObject::add(HCERTSTORE self, const CertificateFields& fields,
-                                     const PropertySet& properties, DWORD disposition) const {
-    for (const Member& member : members()) {
+CertificateContext* StoreObject::add(HCERTSTORE self, CertificateFields const& fields,
+                                     PropertySet const& properties, DWORD disposition) const {
+    for (Member const& member : members()) {
         if (!member.takesAdditions)
             continue;
         CertificateContext* added = nullptr;
-        const DWORD error = outcome([&] { added = member.view->add(self, fields, properties, disposition); });
+        DWORD const error = outcome([&] { added = member.view->add(self, fields, properties, disposition); });
         if (error == ERROR_SUCCESS)
             return added;
         if (error != errorValue(E_ACCESSDENIED))
@@ -94,7 +94,7 @@ CertificateContext* StoreObject::add(HCERTSTORE self, const CertificateFields& f
 
 bool StoreObject::hasLivingContexts() const {
     return std::any_of(own_.begin(), own_.end(),
-                       [](const Member& member) { return member.view->contexts.load() > 0; });
+                       [](Member const& member) { return member.view->contexts.load() > 0; });
 }
 
 } // namespace wincrypt

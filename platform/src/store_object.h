@@ -21,15 +21,15 @@ public:
     StoreObject(std::vector<Member> own, bool canBeCollection);
 
     // Error: ERROR_INVALID_PARAMETER for a store that can't be a collection, or for a circle.
-    void addSibling(const std::shared_ptr<StoreObject>& sibling, bool takesAdditions, DWORD priority);
+    void addSibling(std::shared_ptr<StoreObject> const& sibling, bool takesAdditions, DWORD priority);
 
     // The certificate behind `previous` (null: the first) that the selection wants; null at the end.
     // Error: E_INVALIDARG when the previous context isn't of this store.
-    CertificateContext* next(HCERTSTORE self, const CertificateContext* previous,
-                             const Selection& selection) const;
+    CertificateContext* next(HCERTSTORE self, CertificateContext const* previous,
+                             Selection const& selection) const;
 
     // Adds to the first member that accepts it.
-    CertificateContext* add(HCERTSTORE self, const CertificateFields& fields, const PropertySet& properties,
+    CertificateContext* add(HCERTSTORE self, CertificateFields const& fields, PropertySet const& properties,
                             DWORD disposition) const;
 
     bool hasLivingContexts() const;
@@ -43,15 +43,15 @@ private:
 
     std::vector<Member> members() const; // in the order in which they are walked, each view once
     void collect(std::vector<Member>& into, bool takesAdditions) const;
-    bool reaches(const StoreObject* store) const;
+    bool reaches(StoreObject const* store) const;
 
-    const std::vector<Member> own_;
-    const bool canBeCollection_;
-    std::atomic<std::shared_ptr<const std::vector<Sibling>>> siblings_;
+    std::vector<Member> const own_;
+    bool const canBeCollection_;
+    std::atomic<std::shared_ptr<std::vector<Sibling> const>> siblings_;
 };
 
 // Opens a system store by name. Error: ERROR_FILE_NOT_FOUND, and those of the database.
-std::shared_ptr<StoreObject> openSystemStore(Scope scope, const std::string& name, bool mustExist,
+std::shared_ptr<StoreObject> openSystemStore(Scope scope, std::string const& name, bool mustExist,
                                              bool readOnly);
 
 } // namespace wincrypt

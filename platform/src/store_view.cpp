@@ -5,7 +5,7 @@
 namespace wincrypt {
 
 std::int64_t identityOf(ByteView issuer, ByteView serialNumber) {
-    const Bytes value = digest(CALG_SHA_256, {issuer, serialNumber});
+    Bytes const value = digest(CALG_SHA_256, {issuer, serialNumber});
     std::uint64_t number = 0;
     for (std::size_t i = 0; i < sizeof number; ++i)
         number = number << 8 | value[i];
@@ -21,12 +21,12 @@ Selection Selection::byIdentity(ByteView issuer, Bytes serialNumber) {
     return selection;
 }
 
-bool Selection::matches(const CertificateFields& fields) const noexcept {
+bool Selection::matches(CertificateFields const& fields) const noexcept {
     return kind != Kind::identity ||
            (equal(fields.issuer, issuer) && equal(fields.serialNumber, serialNumber));
 }
 
-PropertySet mergedProperties(DWORD disposition, const PropertySet& former, const PropertySet& given) {
+PropertySet mergedProperties(DWORD disposition, PropertySet const& former, PropertySet const& given) {
     PropertySet result = given;
     if (disposition == CERT_STORE_ADD_USE_EXISTING) {
         // Those that stand there win.

@@ -19,7 +19,7 @@ struct Selection {
 
     static Selection byIdentity(ByteView issuer, Bytes serialNumber);
     // Whether a certificate whose identity number matches is really the one.
-    bool matches(const CertificateFields& fields) const noexcept;
+    bool matches(CertificateFields const& fields) const noexcept;
 };
 
 // A number by which certificates of an issuer and serial number are found; unequal ones may share it.
@@ -29,18 +29,18 @@ class StoreView : public std::enable_shared_from_this<StoreView> {
 public:
     explicit StoreView(DWORD accessState) noexcept : accessState_(accessState) {}
     virtual ~StoreView() = default;
-    StoreView(const StoreView&) = delete;
-    StoreView& operator=(const StoreView&) = delete;
+    StoreView(StoreView const&) = delete;
+    StoreView& operator=(StoreView const&) = delete;
 
     // The first certificate behind one of this view (null: the first of all) that the selection wants; null
     // at the end. One that can't be decoded is logged and passed by.
-    virtual CertificateContext* next(HCERTSTORE store, const CertificateContext* previous,
-                                     const Selection& selection) = 0;
+    virtual CertificateContext* next(HCERTSTORE store, CertificateContext const* previous,
+                                     Selection const& selection) = 0;
 
     // Errors: CRYPT_E_EXISTS, E_ACCESSDENIED.
-    virtual CertificateContext* add(HCERTSTORE store, const CertificateFields& fields,
-                                    const PropertySet& properties, DWORD disposition) = 0;
-    virtual void remove(const CertificateContext& context) = 0; // CRYPT_E_NOT_FOUND, E_ACCESSDENIED
+    virtual CertificateContext* add(HCERTSTORE store, CertificateFields const& fields,
+                                    PropertySet const& properties, DWORD disposition) = 0;
+    virtual void remove(CertificateContext const& context) = 0; // CRYPT_E_NOT_FOUND, E_ACCESSDENIED
     virtual PropertySet properties(CertificateContext& context) = 0;
     virtual void setProperty(CertificateContext& context, DWORD property, std::optional<Bytes> stored) = 0;
     virtual std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) = 0;
@@ -50,10 +50,10 @@ public:
     std::atomic<int> contexts{0}; // living contexts that came through this view
 
 private:
-    const DWORD accessState_;
+    DWORD const accessState_;
 };
 
 // Properties of a certificate that is added over an equal one.
-PropertySet mergedProperties(DWORD disposition, const PropertySet& former, const PropertySet& given);
+PropertySet mergedProperties(DWORD disposition, PropertySet const& former, PropertySet const& given);
 
 } // namespace wincrypt

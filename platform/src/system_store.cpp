@@ -16,30 +16,30 @@ constexpr DWORD systemStore = CERT_ACCESS_STATE_SYSTEM_STORE_FLAG;
 constexpr DWORD machineStore = systemStore | CERT_ACCESS_STATE_LM_SYSTEM_STORE_FLAG;
 
 // Names compare without regard to case, as the platform's do.
-bool isNamed(const std::string& name, const char* known) { return ::strcasecmp(name.c_str(), known) == 0; }
+bool isNamed(std::string const& name, char const* known) { return ::strcasecmp(name.c_str(), known) == 0; }
 
 bool bundleExists() {
     struct stat status {};
     return ::stat(bundlePath().c_str(), &status) == 0;
 }
 
-std::shared_ptr<DatabaseStoreView> databaseView(Scope scope, const std::string& name, bool writable,
+std::shared_ptr<DatabaseStoreView> databaseView(Scope scope, std::string const& name, bool writable,
                                                 DWORD state) {
     return std::make_shared<DatabaseStoreView>(
         Database::of(scope), name, writable,
         state | (writable ? DWORD{CERT_ACCESS_STATE_WRITE_PERSIST_FLAG} : 0));
 }
 
-bool isSystemName(const std::string& name) {
-    static constexpr const char* names[] = {"MY", "CA", "ROOT", "UserDS"};
+bool isSystemName(std::string const& name) {
+    static constexpr char const* names[] = {"MY", "CA", "ROOT", "UserDS"};
     return std::any_of(std::begin(names), std::end(names),
-                       [&](const char* known) { return isNamed(name, known); });
+                       [&](char const* known) { return isNamed(name, known); });
 }
 
-std::shared_ptr<StoreObject> openUserStore(const std::string& name, bool mustExist, bool readOnly) {
+std::shared_ptr<StoreObject> openUserStore(std::string const& name, bool mustExist, bool readOnly) {
     // The write bit is the handle's alone. A user's certificates that can't be written just now must not look
     // like the machine's, which have the system store bit and no other.
-    const auto own = databaseView(Scope::user, name, !readOnly, systemStore);
+    auto const own = databaseView(Scope::user, name, !readOnly, systemStore);
     if (mustExist && !isSystemName(name)) {
         if (!own->exists())
             fail(ERROR_FILE_NOT_FOUND);
@@ -54,11 +54,11 @@ std::shared_ptr<StoreObject> openUserStore(const std::string& name, bool mustExi
     return std::make_shared<StoreObject>(std::move(members), true);
 }
 
-std::shared_ptr<StoreObject> openMachineStore(const std::string& name, bool mustExist, bool readOnly) {
-    const bool hasBundle = isNamed(name, "ROOT") && bundleExists();
-    const auto own = databaseView(Scope::machine, name, !readOnly, machineStore);
+std::shared_ptr<StoreObject> openMachineStore(std::string const& name, bool mustExist, bool readOnly) {
+    bool const hasBundle = isNamed(name, "ROOT") && bundleExists();
+    auto const own = databaseView(Scope::machine, name, !readOnly, machineStore);
     bool exists = false;
-    const DWORD error = outcome([&] { exists = own->exists(); });
+    DWORD const error = outcome([&] { exists = own->exists(); });
     if (error != ERROR_SUCCESS && !hasBundle)
         fail(error);
     // Opening for a change makes the machine's system stores, and no others.
@@ -73,7 +73,7 @@ std::shared_ptr<StoreObject> openMachineStore(const std::string& name, bool must
 
 } // namespace
 
-std::shared_ptr<StoreObject> openSystemStore(Scope scope, const std::string& name, bool mustExist,
+std::shared_ptr<StoreObject> openSystemStore(Scope scope, std::string const& name, bool mustExist,
                                              bool readOnly) {
     return scope == Scope::user ? openUserStore(name, mustExist, readOnly)
                                 : openMachineStore(name, mustExist, readOnly);

@@ -8,7 +8,7 @@ constexpr char32_t replacement = 0xFFFD;
 bool isScalar(char32_t value) noexcept { return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF); }
 
 void encode(std::string& text, char32_t value) {
-    const auto put = [&](char32_t byte) { text += static_cast<char>(static_cast<unsigned char>(byte)); };
+    auto const put = [&](char32_t byte) { text += static_cast<char>(static_cast<unsigned char>(byte)); };
     if (value < 0x80) {
         put(value);
         return;
@@ -28,11 +28,11 @@ void encode(std::string& text, char32_t value) {
 
 // Decodes the character at `place` and moves on; nothing where the bytes are not well formed.
 std::optional<char32_t> decode(std::string_view text, std::size_t& place) {
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-    const unsigned char first = byte(place++);
+    auto const byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    unsigned char const first = byte(place++);
     if (first < 0x80)
         return first;
-    const int following = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
+    int const following = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
     if (first < 0xC2 || first > 0xF4)
         return std::nullopt;
     char32_t value = first & (0x3F >> following);
@@ -41,7 +41,7 @@ std::optional<char32_t> decode(std::string_view text, std::size_t& place) {
             return std::nullopt;
         value = value << 6 | (byte(place++) & 0x3F);
     }
-    const char32_t least = following == 3 ? 0x10000 : following == 2 ? 0x800 : 0x80;
+    char32_t const least = following == 3 ? 0x10000 : following == 2 ? 0x800 : 0x80;
     return value >= least && isScalar(value) ? std::optional(value) : std::nullopt;
 }
 
@@ -53,7 +53,7 @@ std::optional<std::string> narrow(std::wstring_view text) {
         auto value = static_cast<char32_t>(text[i]);
         if constexpr (sizeof(wchar_t) == 2) {
             if (value >= 0xD800 && value < 0xDC00 && i + 1 < text.size()) {
-                const auto low = static_cast<char32_t>(text[i + 1]);
+                auto const low = static_cast<char32_t>(text[i + 1]);
                 if (low >= 0xDC00 && low < 0xE000) {
                     value = 0x10000 + ((value - 0xD800) << 10) + (low - 0xDC00);
                     ++i;
@@ -70,7 +70,7 @@ std::optional<std::string> narrow(std::wstring_view text) {
 std::optional<std::wstring> widen(std::string_view text) {
     std::wstring result;
     for (std::size_t place = 0; place < text.size();) {
-        const auto value = decode(text, place);
+        auto const value = decode(text, place);
         if (!value)
             return std::nullopt;
         if (sizeof(wchar_t) == 2 && *value >= 0x10000) {

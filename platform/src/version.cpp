@@ -16,7 +16,7 @@ constexpr struct {
 };
 
 unsigned conditionOf(DWORDLONG mask, DWORD field) {
-    for (const auto& each : fieldShifts)
+    for (auto const& each : fieldShifts)
         if (each.field == field)
             return static_cast<unsigned>(mask >> each.shift & 7);
     return 0;
@@ -49,7 +49,7 @@ BOOL WINAPI VerifyVersionInfoA(LPOSVERSIONINFOEXA lpVersionInformation, DWORD dw
     return boundary([&]() -> DWORD {
         if (lpVersionInformation == nullptr)
             return ERROR_INVALID_PARAMETER;
-        const OSVERSIONINFOEXA& wanted = *lpVersionInformation;
+        OSVERSIONINFOEXA const& wanted = *lpVersionInformation;
         const struct {
             DWORD field;
             DWORD own;
@@ -67,18 +67,18 @@ BOOL WINAPI VerifyVersionInfoA(LPOSVERSIONINFOEXA lpVersionInformation, DWORD dw
               {VER_PRODUCT_TYPE, VER_NT_WORKSTATION, wanted.wProductType},
           };
         DWORD known = 0;
-        for (const auto& each : fieldShifts)
+        for (auto const& each : fieldShifts)
             known |= each.field;
         if (dwTypeMask == 0 || (dwTypeMask & ~(known & ~DWORD{VER_SUITENAME})) != 0)
             return ERROR_BAD_ARGUMENTS;
-        for (const auto& each : single)
+        for (auto const& each : single)
             if ((dwTypeMask & each.field) != 0 &&
                 !holds(each.own, each.wanted, conditionOf(dwlConditionMask, each.field)))
                 return ERROR_OLD_WIN_VERSION;
         // The first number of the chain that differs decides; where none does, the last one that was asked
         // for.
         bool holding = true;
-        for (const auto& each : chain) {
+        for (auto const& each : chain) {
             if ((dwTypeMask & each.field) == 0)
                 continue;
             holding = holds(each.own, each.wanted, conditionOf(dwlConditionMask, each.field));
@@ -90,7 +90,7 @@ BOOL WINAPI VerifyVersionInfoA(LPOSVERSIONINFOEXA lpVersionInformation, DWORD dw
 }
 
 ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BYTE Condition) {
-    for (const auto& each : fieldShifts)
+    for (auto const& each : fieldShifts)
         if ((TypeMask & each.field) != 0)
             ConditionMask |= static_cast<ULONGLONG>(Condition & 7) << each.shift;
     return ConditionMask;

@@ -17,7 +17,7 @@ class Certificates : public LayerTest {};
 using X509Ptr = std::unique_ptr<X509, decltype(&X509_free)>;
 
 X509Ptr parsed(PCCERT_CONTEXT context) {
-    const unsigned char* place = context->pbCertEncoded;
+    unsigned char const* place = context->pbCertEncoded;
     return {d2i_X509(nullptr, &place, context->cbCertEncoded), &X509_free};
 }
 
@@ -31,13 +31,13 @@ std::string nameOf(PCCERT_CONTEXT context, DWORD type = CERT_NAME_SIMPLE_DISPLAY
 }
 
 TEST_F(Certificates, FieldsAgreeWithLibcryptoForEveryRootOfTheMachine) {
-    for (const Bytes& encoding : test_support::readTrustBundle()) {
-        const ContextHandle context = contextOf(encoding);
+    for (Bytes const& encoding : test_support::readTrustBundle()) {
+        ContextHandle const context = contextOf(encoding);
         ASSERT_TRUE(context);
-        const CERT_INFO& info = *context.get()->pCertInfo;
-        const X509Ptr x509 = parsed(context.get());
+        CERT_INFO const& info = *context.get()->pCertInfo;
+        X509Ptr const x509 = parsed(context.get());
         EXPECT_EQ(info.dwVersion, static_cast<DWORD>(X509_get_version(x509.get())));
-        const ASN1_INTEGER* serial = X509_get0_serialNumber(x509.get());
+        ASN1_INTEGER const* serial = X509_get0_serialNumber(x509.get());
         Bytes number(info.SerialNumber.pbData, info.SerialNumber.pbData + info.SerialNumber.cbData);
         while (number.size() > 1 && number.back() == 0)
             number.pop_back();
@@ -58,7 +58,7 @@ TEST_F(Certificates, FieldsAgreeWithLibcryptoForEveryRootOfTheMachine) {
         }
         std::tm notAfter{};
         ASSERT_EQ(ASN1_TIME_to_tm(X509_get0_notAfter(x509.get()), &notAfter), 1);
-        const auto ticks =
+        auto const ticks =
             static_cast<std::uint64_t>(info.NotAfter.dwHighDateTime) << 32 | info.NotAfter.dwLowDateTime;
         EXPECT_EQ(static_cast<std::int64_t>(ticks / 10'000'000) - 11'644'473'600, ::timegm(&notAfter));
         EXPECT_EQ(CertGetPublicKeyLength(X509_ASN_ENCODING, &context.get()->pCertInfo->SubjectPublicKeyInfo),
@@ -67,13 +67,13 @@ TEST_F(Certificates, FieldsAgreeWithLibcryptoForEveryRootOfTheMachine) {
 }
 
 TEST_F(Certificates, EveryPrefixIsRefused) {
-    const Bytes& whole = certificate(1);
+    Bytes const& whole = certificate(1);
     for (std::size_t length = 0; length < whole.size(); ++length)
         EXPECT_FALSE(contextOf(firstOf(whole, length))) << length;
 }
 
-ContextHandle certified(const test_support::Name& subject) {
-    const test_support::CertificateFields fields{.subject = subject,
+ContextHandle certified(test_support::Name const& subject) {
+    test_support::CertificateFields const fields{.subject = subject,
                                                  .issuer = test_support::commonName("Issuer")};
     return contextOf(makeCertificate(fields, test_support::TestKey::shared(1024)));
 }
@@ -83,7 +83,7 @@ TEST_F(Certificates, DisplayNames) {
     const struct {
         test_support::Name subject;
         std::string expected;
-        const char* why;
+        char const* why;
     } rows[] = {
         {{{"O", "Company"}, {"OU", "Unit"}, {"CN", "Alice"}}, "Alice", "the common name first"},
         {{{"O", "Company"}, {"OU", "Unit"}}, "Unit", "then the unit"},
@@ -96,14 +96,14 @@ TEST_F(Certificates, DisplayNames) {
         {{{"CN", std::string("\0J\0\xFC", 4), Bmp}}, "J\xC3\xBC", "BMPString"},
         {{{"CN", std::string("good\0.bad", 9)}}, "good\xEF\xBF\xBD.bad", "a zero doesn't end the name"},
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         SCOPED_TRACE(row.why);
-        const ContextHandle context = certified(row.subject);
+        ContextHandle const context = certified(row.subject);
         ASSERT_TRUE(context);
         EXPECT_EQ(nameOf(context.get()), row.expected);
         EXPECT_EQ(nameOf(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, CERT_NAME_ISSUER_FLAG), "Issuer");
     }
-    const ContextHandle context = certified(test_support::commonName("ab\xC3\xBC"));
+    ContextHandle const context = certified(test_support::commonName("ab\xC3\xBC"));
     char small[4];
     EXPECT_EQ(CertGetNameStringA(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, small, 4), 3u);
     EXPECT_STREQ(small, "ab") << "cut before the character that doesn't fit";
@@ -127,15 +127,15 @@ protected:
 };
 
 TEST_F(SelfSigned, SignedAsAskedByAKeyThatStaysInside) {
-    const std::pair<const char*, int> rows[] = {{nullptr, NID_sha256WithRSAEncryption},
+    std::pair<char const*, int> const rows[] = {{nullptr, NID_sha256WithRSAEncryption},
                                                 {szOID_RSA_MD5RSA, NID_md5WithRSAEncryption},
                                                 {szOID_RSA_SHA1RSA, NID_sha1WithRSAEncryption}};
-    for (const auto& [objectId, expected] : rows) {
+    for (auto const& [objectId, expected] : rows) {
         CRYPT_ALGORITHM_IDENTIFIER algorithm{const_cast<LPSTR>(objectId), {}};
         SYSTEMTIME end{2055, 2, 0, 28, 23, 59, 58, 0};
-        const ContextHandle context = create(&algorithm, &end);
+        ContextHandle const context = create(&algorithm, &end);
         ASSERT_TRUE(context) << GetLastError();
-        const X509Ptr x509 = parsed(context.get());
+        X509Ptr const x509 = parsed(context.get());
         EXPECT_EQ(X509_get_signature_nid(x509.get()), expected);
         EXPECT_EQ(X509_verify(x509.get(), X509_get0_pubkey(x509.get())), 1);
         EXPECT_EQ(EVP_PKEY_get_bits(X509_get0_pubkey(x509.get())), 2048);
@@ -164,7 +164,7 @@ TEST_F(SelfSigned, WhatCantBeSignedMakesNoKey) {
     SYSTEMTIME past{1999, 1, 0, 1, 0, 0, 0, 0};
     EXPECT_EQ(errorOf([&] { return create(&unknown); }), code(NTE_BAD_ALGID));
     EXPECT_EQ(errorOf([&] { return create(nullptr, &never); }), DWORD{ERROR_INVALID_PARAMETER});
-    const Bytes good = subject;
+    Bytes const good = subject;
     for (std::size_t length = 0; length < good.size(); ++length) {
         subject = firstOf(good, length);
         EXPECT_EQ(errorOf([&] { return create(); }), code(CRYPT_E_INVALID_X500_STRING)) << length;
@@ -175,9 +175,9 @@ TEST_F(SelfSigned, WhatCantBeSignedMakesNoKey) {
 }
 
 TEST_F(SelfSigned, TheWayToTheKeyOfACertificate) {
-    const ContextHandle context = contextOf(certificate(1));
+    ContextHandle const context = contextOf(certificate(1));
     ProviderHandle opened;
-    const auto acquire = [&](DWORD flags) {
+    auto const acquire = [&](DWORD flags) {
         opened.reset();
         return errorOf(CryptAcquireCertificatePrivateKey, context.get(), flags, nullptr, opened.address(),
                        nullptr, nullptr);
@@ -203,14 +203,14 @@ TEST(Version, TheSystemComparesAs10WithoutServicePack) {
         {10, 0, 0, VER_EQUAL, TRUE},      {10, 0, 1, atLeast, FALSE},   {11, 0, 0, atLeast, FALSE},
         {10, 1, 0, VER_LESS_EQUAL, TRUE}, {9, 9, 9, VER_GREATER, TRUE}, {9, 9, 9, VER_LESS, FALSE},
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         OSVERSIONINFOEXA wanted{};
         wanted.dwOSVersionInfoSize = sizeof wanted;
         wanted.dwMajorVersion = row.major;
         wanted.dwMinorVersion = row.minor;
         wanted.wServicePackMajor = row.servicePack;
         ULONGLONG mask = 0;
-        for (const DWORD field : {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR})
+        for (DWORD const field : {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR})
             mask = VerSetConditionMask(mask, field, row.condition);
         constexpr DWORD fields = VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR;
         EXPECT_EQ(VerifyVersionInfoA(&wanted, fields, mask), row.expected) << &row - rows;

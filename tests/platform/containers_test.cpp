@@ -12,13 +12,13 @@ namespace {
 
 class Containers : public LayerTest {};
 
-DWORD acquire(const char* container, DWORD flags, const char* provider = MS_ENHANCED_PROV_A,
+DWORD acquire(char const* container, DWORD flags, char const* provider = MS_ENHANCED_PROV_A,
               DWORD type = PROV_RSA_FULL) {
     ProviderHandle handle;
     return errorOf(CryptAcquireContextA, handle.address(), container, provider, type, flags);
 }
 
-std::string parameter(const ProviderHandle& provider, DWORD id) {
+std::string parameter(ProviderHandle const& provider, DWORD id) {
     DWORD length = 0;
     if (!CryptGetProvParam(provider.get(), id, nullptr, &length, 0))
         return "";
@@ -32,12 +32,12 @@ TEST_F(Containers, AcquisitionAnswersWithThePublishedErrors) {
     constexpr DWORD newAndDelete = CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET;
     newContainer("present");
     const struct {
-        const char* container;
+        char const* container;
         DWORD flags;
-        const char* provider;
+        char const* provider;
         DWORD type;
         DWORD expected;
-        const char* why;
+        char const* why;
     } rows[] = {
         {"present", 0, ours, 1, 0, "an existing container opens"},
         {"present", 0, nullptr, 1, 0, "no provider name is the first provider"},
@@ -54,16 +54,16 @@ TEST_F(Containers, AcquisitionAnswersWithThePublishedErrors) {
         {"\xFF", CRYPT_NEWKEYSET, nullptr, 1, code(NTE_BAD_KEYSET_PARAM), "a name that is no text"},
         {"present", CRYPT_MACHINE_KEYSET, nullptr, 1, code(NTE_BAD_KEYSET), "the machine has its own"},
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         SCOPED_TRACE(row.why);
         EXPECT_EQ(acquire(row.container, row.flags, row.provider, row.type), row.expected);
     }
 }
 
 TEST_F(Containers, OpeningTheDefaultContainerWritesNothing) {
-    const ProviderHandle provider = openContainer(nullptr);
+    ProviderHandle const provider = openContainer(nullptr);
     ASSERT_TRUE(provider);
-    const std::string name = parameter(provider, PP_CONTAINER);
+    std::string const name = parameter(provider, PP_CONTAINER);
     EXPECT_FALSE(name.empty());
     EXPECT_TRUE(openContainer(name.c_str())) << "it bears its name";
     HCRYPTKEY key = 0;
@@ -90,12 +90,12 @@ TEST_F(Containers, EnumeratedProvidersAreNamedAsTheirHandlesSay) {
 }
 
 TEST_F(Containers, NamesOfAnyTextAreListedAndGoWithTheirContainer) {
-    const std::vector<std::string> names = {"a\nb", "plain", "s p a c e", "\xC3\xA9"};
-    for (const std::string& name : names)
+    std::vector<std::string> const names = {"a\nb", "plain", "s p a c e", "\xC3\xA9"};
+    for (std::string const& name : names)
         ASSERT_TRUE(openContainer(name.c_str(), CRYPT_NEWKEYSET)) << name;
     std::vector<std::string> listed;
     {
-        const ProviderHandle provider = openContainer(nullptr);
+        ProviderHandle const provider = openContainer(nullptr);
         char name[64];
         DWORD length = sizeof name;
         for (DWORD flags = CRYPT_FIRST; CryptGetProvParam(provider.get(), PP_ENUMCONTAINERS,
@@ -111,7 +111,7 @@ TEST_F(Containers, NamesOfAnyTextAreListedAndGoWithTheirContainer) {
 }
 
 TEST_F(Containers, KeyLengthsAndFlagsOfGeneration) {
-    const ProviderHandle provider = openContainer("generation", CRYPT_NEWKEYSET);
+    ProviderHandle const provider = openContainer("generation", CRYPT_NEWKEYSET);
     const struct {
         ALG_ID algorithm;
         DWORD flags;
@@ -126,7 +126,7 @@ TEST_F(Containers, KeyLengthsAndFlagsOfGeneration) {
         {AT_KEYEXCHANGE, 511u << 16, code(NTE_BAD_FLAGS), 0, 0},
         {AT_KEYEXCHANGE, 2, code(NTE_BAD_FLAGS), 0, 0},
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         SCOPED_TRACE(row.flags);
         HCRYPTKEY key = 0;
         ASSERT_EQ(errorOf(CryptGenKey, provider.get(), row.algorithm, row.flags, &key), row.expected);
@@ -143,7 +143,7 @@ TEST_F(Containers, KeyLengthsAndFlagsOfGeneration) {
 }
 
 TEST_F(Containers, ACertificateLiesWithItsKey) {
-    const ProviderHandle provider = newContainer("card");
+    ProviderHandle const provider = newContainer("card");
     HCRYPTKEY key = 0;
     ASSERT_TRUE(CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &key));
     DWORD length = 0;
@@ -157,14 +157,14 @@ TEST_F(Containers, ACertificateLiesWithItsKey) {
     Bytes read(length);
     ASSERT_TRUE(CryptGetKeyParam(key, KP_CERTIFICATE, read.data(), &length, 0));
     EXPECT_EQ(read, certificate(1));
-    const Bytes notOne = {0x30, 0x02, 0x05, 0x00};
+    Bytes const notOne = {0x30, 0x02, 0x05, 0x00};
     EXPECT_EQ(errorOf(CryptSetKeyParam, key, KP_CERTIFICATE, notOne.data(), 0), code(NTE_BAD_DATA));
 }
 
 // --- Sealing ---
 
 TEST_F(Containers, AKeyThatWasEditedOrMovedDoesNotOpen) {
-    const char* const edits[] = {
+    char const* const edits[] = {
         "UPDATE key SET flags = 1 - flags WHERE container = 1",
         "UPDATE key SET slot = 2 WHERE container = 1",
         "UPDATE key SET sealed = zeroblob(length(sealed)) WHERE container = 1",
@@ -176,7 +176,7 @@ TEST_F(Containers, AKeyThatWasEditedOrMovedDoesNotOpen) {
     newContainer("first", 512);
     newContainer("second", 512);
     sql(userDatabase(), "CREATE TABLE saved AS SELECT * FROM key");
-    for (const char* edit : edits) {
+    for (char const* edit : edits) {
         SCOPED_TRACE(edit);
         EXPECT_EQ(acquire("first", 0), 0u); // known to the process when it is edited
         sql(userDatabase(), edit);
@@ -189,11 +189,11 @@ TEST_F(Containers, AKeyThatWasEditedOrMovedDoesNotOpen) {
 
 TEST_F(Containers, TheSealingKeyIsAFileOfItsOwnOrACredential) {
     // Made by other processes, so that this one has to open what they sealed.
-    const auto makeElsewhere = [](const char* name) {
+    auto const makeElsewhere = [](char const* name) {
         return inChild([&] { return static_cast<bool>(newContainer(name, 512)); });
     };
     ASSERT_TRUE(makeElsewhere("filed"));
-    const auto keyFile = profile.userHome() / "sealing.key";
+    auto const keyFile = profile.userHome() / "sealing.key";
     EXPECT_EQ(std::filesystem::file_size(keyFile), 32u);
     EXPECT_EQ(std::filesystem::status(keyFile).permissions(), std::filesystem::perms(0600));
 
@@ -201,7 +201,7 @@ TEST_F(Containers, TheSealingKeyIsAFileOfItsOwnOrACredential) {
     std::ofstream(profile.file("credentials") / "wincrypt-key")
         << "a secret of more than thirty-two characters";
     {
-        const test_support::EnvironmentVariable credentials("CREDENTIALS_DIRECTORY",
+        test_support::EnvironmentVariable const credentials("CREDENTIALS_DIRECTORY",
                                                             profile.file("credentials").string());
         EXPECT_EQ(acquire("filed", 0), 0u) << "what the file sealed, the file opens";
         ASSERT_TRUE(makeElsewhere("credential"));
@@ -216,7 +216,7 @@ TEST_F(Containers, TheSealingKeyIsAFileOfItsOwnOrACredential) {
 
     sql(userDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
     std::ifstream file(userDatabase(), std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    std::string const text((std::istreambuf_iterator<char>(file)), {});
     EXPECT_EQ(text.find(std::string("\x02\x01\x00\x02\x41", 5)), std::string::npos)
         << "version and modulus of a 512 bit key in clear";
 }

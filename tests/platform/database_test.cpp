@@ -25,14 +25,14 @@ protected:
     std::string log() const { return content(profile.file("log")); }
 
     // Everything into one file, as a stopped process leaves it.
-    void fillAndClose(const fs::path& database) {
+    void fillAndClose(fs::path const& database) {
         ASSERT_TRUE(
             inChild([] { return add(openStore("MY"), certificate(1)) && newContainer("kept", 512); }));
         sql(database, "PRAGMA wal_checkpoint(TRUNCATE)");
     }
 
     // Of a directory, nothing.
-    static std::string content(const fs::path& path) {
+    static std::string content(fs::path const& path) {
         std::ifstream file(path, std::ios::binary);
         return fs::is_directory(path) ? "" : std::string(std::istreambuf_iterator<char>(file), {});
     }
@@ -42,8 +42,8 @@ protected:
 
 TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
     const struct {
-        const char* why;
-        std::function<void(const fs::path&)> damage;
+        char const* why;
+        std::function<void(fs::path const&)> damage;
         DWORD expected;
     } rows[] = {
         {"rubbish", [](auto& p) { std::ofstream(p) << std::string(5000, '#'); }, ERROR_FILE_CORRUPT},
@@ -58,13 +58,13 @@ TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
     };
     if (::geteuid() != 0)
         GTEST_SKIP() << "giving a file away takes root";
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         SCOPED_TRACE(row.why);
-        const auto home = profile.file(std::string("home ") + row.why);
-        const test_support::EnvironmentVariable variable("WINCRYPT_USER_HOME", home.string());
+        auto const home = profile.file(std::string("home ") + row.why);
+        test_support::EnvironmentVariable const variable("WINCRYPT_USER_HOME", home.string());
         fillAndClose(home / "user.db");
         row.damage(home / "user.db");
-        const std::string before = content(home / "user.db");
+        std::string const before = content(home / "user.db");
         EXPECT_EQ(errorOf([] { return openStore("MY"); }), row.expected);
         EXPECT_EQ(errorOf([] { return openContainer("kept"); }), row.expected);
         EXPECT_EQ(errorOf([] { return openContainer("new", CRYPT_NEWKEYSET); }), row.expected);
@@ -91,19 +91,19 @@ TEST_F(DatabaseFiles, AnEmptyFileIsADatabaseThatHoldsNothingYet) {
 }
 
 TEST_F(DatabaseFiles, ModesHoldWhateverTheUmaskIsAndTheUmaskStays) {
-    for (const mode_t mask : {0000u, 0777u}) {
+    for (mode_t const mask : {0000u, 0777u}) {
         SCOPED_TRACE(mask);
-        const auto data = profile.file("data" + std::to_string(mask));
-        const test_support::EnvironmentVariable noHome("WINCRYPT_USER_HOME", std::nullopt);
-        const test_support::EnvironmentVariable variable("XDG_DATA_HOME", (data / "deep").string());
-        const mode_t former = ::umask(mask);
-        const bool added = static_cast<bool>(add(openStore("MY"), certificate(1)));
+        auto const data = profile.file("data" + std::to_string(mask));
+        test_support::EnvironmentVariable const noHome("WINCRYPT_USER_HOME", std::nullopt);
+        test_support::EnvironmentVariable const variable("XDG_DATA_HOME", (data / "deep").string());
+        mode_t const former = ::umask(mask);
+        bool const added = static_cast<bool>(add(openStore("MY"), certificate(1)));
         newContainer("moded", 512);
         EXPECT_EQ(::umask(former), mask);
         EXPECT_TRUE(added);
         EXPECT_EQ(fs::status(data).permissions(), fs::perms(0700));
         EXPECT_EQ(fs::status(data / "deep" / "wincrypt").permissions(), fs::perms(0700));
-        for (const auto& file : fs::directory_iterator(data / "deep" / "wincrypt"))
+        for (auto const& file : fs::directory_iterator(data / "deep" / "wincrypt"))
             EXPECT_EQ(file.status().permissions(), fs::perms(0600)) << file.path();
     }
 }
@@ -114,14 +114,14 @@ TEST_F(DatabaseFiles, ReadingNeedsNoWriteAccess) {
     // What another user's home may look like to him: files and directory without write access.
     fillAndClose(userDatabase());
     fs::permissions(profile.directory().path(), fs::perms(0755));
-    for (const auto& file : fs::directory_iterator(profile.userHome())) {
+    for (auto const& file : fs::directory_iterator(profile.userHome())) {
         ASSERT_EQ(::chown(file.path().c_str(), otherUser, otherUser), 0);
         fs::permissions(file.path(), fs::perms(0400));
     }
     fs::permissions(profile.userHome(), fs::perms(0555));
     EXPECT_TRUE(inChild(
         [] {
-            const StoreHandle store = openStore("MY");
+            StoreHandle const store = openStore("MY");
             return all(store) == certificates({1}) && openContainer("kept") &&
                    errorOf([&] { return add(store, certificate(2)); }) == code(E_ACCESSDENIED) &&
                    errorOf([&] { return setFriendlyName(find(store, certificate(1)).get(), L"x"); }) ==
@@ -133,9 +133,9 @@ TEST_F(DatabaseFiles, ReadingNeedsNoWriteAccess) {
 }
 
 TEST_F(DatabaseFiles, WithoutAHomeDirectoryReadingSaysSo) {
-    const test_support::EnvironmentVariable noUserHome("WINCRYPT_USER_HOME", std::nullopt);
-    const test_support::EnvironmentVariable noData("XDG_DATA_HOME", "relative/is/no/home");
-    const test_support::EnvironmentVariable noHome("HOME", std::nullopt);
+    test_support::EnvironmentVariable const noUserHome("WINCRYPT_USER_HOME", std::nullopt);
+    test_support::EnvironmentVariable const noData("XDG_DATA_HOME", "relative/is/no/home");
+    test_support::EnvironmentVariable const noHome("HOME", std::nullopt);
     if (::geteuid() != 0)
         GTEST_SKIP() << "becoming an unknown user takes root";
     EXPECT_TRUE(inChild(
@@ -150,9 +150,9 @@ TEST_F(DatabaseFiles, AcknowledgedChangesSurviveAKill) {
     test_support::TestKey::shared();
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
-    const pid_t child = ::fork();
+    pid_t const child = ::fork();
     if (child == 0) {
-        const StoreHandle store = openStore("MY");
+        StoreHandle const store = openStore("MY");
         for (unsigned char number = 1;; ++number)
             if (!add(store, certificate(number)) || ::write(ends[1], &number, 1) != 1)
                 ::_exit(1);
@@ -164,19 +164,19 @@ TEST_F(DatabaseFiles, AcknowledgedChangesSurviveAKill) {
     ::waitpid(child, nullptr, 0);
     ::close(ends[0]);
     ::close(ends[1]);
-    const auto present = all(openStore("MY"));
+    auto const present = all(openStore("MY"));
     ASSERT_GE(present.size(), last);
     for (unsigned number = 1; number <= last; ++number)
         EXPECT_EQ(present[number - 1], certificate(number));
 }
 
 TEST_F(DatabaseFiles, BothSidesOfAForkGoOn) {
-    const StoreHandle store = openStore("MY");
+    StoreHandle const store = openStore("MY");
     ASSERT_TRUE(add(store, certificate(1)));
-    const ProviderHandle provider = newContainer("forked", 512);
+    ProviderHandle const provider = newContainer("forked", 512);
     HCRYPTHASH hash = 0;
     ASSERT_TRUE(CryptCreateHash(provider.get(), CALG_SHA1, 0, 0, &hash));
-    const ContextHandle context = find(store, certificate(1));
+    ContextHandle const context = find(store, certificate(1));
     EXPECT_TRUE(inChild([&] {
         BYTE signature[64];
         DWORD size = sizeof signature;
@@ -189,9 +189,9 @@ TEST_F(DatabaseFiles, BothSidesOfAForkGoOn) {
 }
 
 TEST_F(DatabaseFiles, ADatabaseThatWasTakenAwayTakesNoChanges) {
-    const StoreHandle store = openStore("MY");
+    StoreHandle const store = openStore("MY");
     ASSERT_TRUE(add(store, certificate(1)));
-    for (const char* name : {"user.db", "user.db-wal", "user.db-shm"})
+    for (char const* name : {"user.db", "user.db-wal", "user.db-shm"})
         fs::remove(profile.userHome() / name);
     EXPECT_EQ(errorOf([&] { return add(store, certificate(2)); }), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_TRUE(add(openStore("MY"), certificate(2))) << "a new handle finds the new state";

@@ -17,7 +17,7 @@ using Faults = LayerTest;
 
 constexpr uid_t otherUser = 54321;
 
-void give(const fs::path& file) {
+void give(fs::path const& file) {
     ASSERT_EQ(::chown(file.c_str(), otherUser, otherUser), 0) << "giving files away takes root";
 }
 
@@ -33,7 +33,7 @@ bool listName(HCRYPTPROV provider, DWORD flags) {
 }
 
 // The number of children that didn't end well; one that hangs is ended by its alarm.
-int failedChildren(int count, const std::function<bool(int)>& body) {
+int failedChildren(int count, std::function<bool(int)> const& body) {
     std::vector<pid_t> children;
     for (int i = 0; i < count; ++i)
         if (children.push_back(::fork()); children.back() == 0) {
@@ -41,7 +41,7 @@ int failedChildren(int count, const std::function<bool(int)>& body) {
             ::_exit(body(i) ? 0 : 1);
         }
     int failed = 0;
-    for (const pid_t child : children) {
+    for (pid_t const child : children) {
         int status = -1;
         failed += ::waitpid(child, &status, 0) != child || status != 0;
     }
@@ -49,8 +49,8 @@ int failedChildren(int count, const std::function<bool(int)>& body) {
 }
 
 TEST_F(Faults, ForksWhileOtherThreadsAreInCalls) {
-    const ProviderHandle provider = newContainer("one", 512);
-    const auto calls = [&](int) { return makeRandom(), listName(provider.get(), CRYPT_FIRST); };
+    ProviderHandle const provider = newContainer("one", 512);
+    auto const calls = [&](int) { return makeRandom(), listName(provider.get(), CRYPT_FIRST); };
     std::atomic<int> forking{2};
     std::atomic<int> failed{0};
     std::vector<std::thread> threads;
@@ -67,7 +67,7 @@ TEST_F(Faults, ForksWhileOtherThreadsAreInCalls) {
 
 TEST_F(Faults, ManyProcessesMayMakeTheDatabaseAtOnce) {
     certificate(1);
-    const auto child = [](int number) {
+    auto const child = [](int number) {
         if (number % 2 == 0)
             return static_cast<bool>(add(openStore("MY"), certificate(1), CERT_STORE_ADD_ALWAYS));
         int good = 0;
@@ -81,11 +81,11 @@ TEST_F(Faults, ManyProcessesMayMakeTheDatabaseAtOnce) {
 
 // Ends the process while threads are inside libcrypto; the last handler tells by the status whether the
 // database is whole without a log.
-[[noreturn]] void endAmongCalls(const fs::path& home) {
-    static const fs::path scratch = home;
+[[noreturn]] void endAmongCalls(fs::path const& home) {
+    static fs::path const scratch = home;
     std::atexit([] {
         std::error_code none;
-        const bool whole = fs::file_size(scratch / "user/user.db-wal", none) == 0;
+        bool const whole = fs::file_size(scratch / "user/user.db-wal", none) == 0;
         fs::remove_all(scratch);
         if (!whole)
             ::_exit(3);
@@ -109,10 +109,10 @@ TEST_F(Faults, TheEndOfAProcess) {
 
 TEST_F(Faults, WhatIsRefusedIsNotStored) {
     Bytes damaged = certificate(1); // the last octet of its algorithm's identifier says that more follow
-    const Bytes algorithm = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x0B};
+    Bytes const algorithm = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x0B};
     *(std::find_end(damaged.begin(), damaged.end(), algorithm.begin(), algorithm.end()) + 8) |= 0x80;
-    for (const bool inMemory : {false, true}) {
-        const StoreHandle store = inMemory ? memoryStore() : openStore("MY");
+    for (bool const inMemory : {false, true}) {
+        StoreHandle const store = inMemory ? memoryStore() : openStore("MY");
         for (int i = 0; i < 2; ++i)
             EXPECT_EQ(errorOf([&] { return add(store, damaged); }), code(CRYPT_E_ASN1_CORRUPT))
                 << inMemory << i;
@@ -121,11 +121,11 @@ TEST_F(Faults, WhatIsRefusedIsNotStored) {
 }
 
 TEST_F(Faults, ASearchMayGoOnByWhatTheFormerOneGave) {
-    const StoreHandle store = memoryStore();
+    StoreHandle const store = memoryStore();
     test_support::CertificateFields longer; // lies differently in the memory that the first one left
     longer.subject = test_support::commonName("Person 1");
     longer.serial = Bytes(19, 0x11);
-    for (const Bytes& each :
+    for (Bytes const& each :
          {certificate(1), certificate(2), makeCertificate(longer, test_support::TestKey::shared())})
         add(store, each);
     PCCERT_CONTEXT first = CertEnumCertificatesInStore(store.get(), nullptr);
@@ -134,11 +134,11 @@ TEST_F(Faults, ASearchMayGoOnByWhatTheFormerOneGave) {
 }
 
 TEST_F(Faults, KeyFilesThatAreNotTrusted) {
-    const fs::path key = profile.userHome() / "sealing.key";
+    fs::path const key = profile.userHome() / "sealing.key";
     std::ofstream(profile.file("k")) << std::string(32, 'x');
     fs::permissions(profile.file("k"), fs::perms(0600));
     const struct {
-        const char* why;
+        char const* why;
         std::function<void()> make;
     } rows[] = {
         {"of another user", [&] { fs::copy(profile.file("k"), key), give(key); }},
@@ -146,12 +146,12 @@ TEST_F(Faults, KeyFilesThatAreNotTrusted) {
         {"a pipe", [&] { EXPECT_EQ(::mkfifo(key.c_str(), 0600), 0); }},
         {"in a directory for all", [&] { fs::permissions(profile.userHome(), fs::perms(01777)); }},
     };
-    const auto refused = [](int) {
+    auto const refused = [](int) {
         HCRYPTKEY made = 0;
         return errorOf(CryptGenKey, openContainer(nullptr).get(), ALG_ID{AT_KEYEXCHANGE}, 512u << 16,
                        &made) == DWORD{ERROR_ACCESS_DENIED};
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         if (&row == &rows[0] && ::geteuid() != 0)
             continue; // giving a file away takes root
         row.make();
@@ -161,7 +161,7 @@ TEST_F(Faults, KeyFilesThatAreNotTrusted) {
 }
 
 TEST_F(Faults, ADatabaseThatCannotBeWritten) {
-    const auto added = [](int number) {
+    auto const added = [](int number) {
         return static_cast<bool>(add(openStore("MY"), certificate(number + 1u)));
     };
     certificate(1), certificate(2);
@@ -169,11 +169,11 @@ TEST_F(Faults, ADatabaseThatCannotBeWritten) {
     sql(userDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
     fs::permissions(profile.directory().path(), fs::perms(0755));
     // Modes don't hold back root.
-    const bool isRoot = ::geteuid() == 0;
-    const uid_t user = isRoot ? otherUser : 0;
+    bool const isRoot = ::geteuid() == 0;
+    uid_t const user = isRoot ? otherUser : 0;
     if (isRoot)
         give(profile.userHome()), give(userDatabase());
-    const auto withMode = [&](unsigned mode) {
+    auto const withMode = [&](unsigned mode) {
         return fs::permissions(userDatabase(), fs::perms(mode)), added(1);
     };
     EXPECT_TRUE(inChild([&] { return !withMode(0400) && withMode(0600); }, user)) << "as soon as it may";
@@ -186,7 +186,7 @@ TEST_F(Faults, ADatabaseThatCannotBeWritten) {
 }
 
 TEST_F(Faults, EntriesThatWereEdited) {
-    const ProviderHandle provider = newContainer("a", 512);
+    ProviderHandle const provider = newContainer("a", 512);
     HCRYPTKEY key = 0;
     ASSERT_TRUE(CryptGenKey(provider.get(), AT_SIGNATURE, 512u << 16, &key));
     newContainer("much longer", 512);

@@ -9,7 +9,7 @@
 
 namespace layer_test {
 
-DWORD errorOfCall(const std::function<bool()>& call) {
+DWORD errorOfCall(std::function<bool()> const& call) {
     constexpr DWORD untouched = 0xDEAD;
     SetLastError(untouched);
     if (call()) {
@@ -19,13 +19,13 @@ DWORD errorOfCall(const std::function<bool()>& call) {
     return GetLastError();
 }
 
-ProviderHandle openContainer(const char* name, DWORD flags) {
+ProviderHandle openContainer(char const* name, DWORD flags) {
     ProviderHandle provider;
     CryptAcquireContextA(provider.address(), name, MS_ENHANCED_PROV_A, PROV_RSA_FULL, flags);
     return provider;
 }
 
-ProviderHandle newContainer(const char* name, DWORD bits, DWORD keyFlags) {
+ProviderHandle newContainer(char const* name, DWORD bits, DWORD keyFlags) {
     ProviderHandle provider = openContainer(name, CRYPT_NEWKEYSET);
     HCRYPTKEY key = 0;
     EXPECT_TRUE(CryptGenKey(provider.get(), AT_KEYEXCHANGE, bits << 16 | keyFlags, &key));
@@ -33,15 +33,15 @@ ProviderHandle newContainer(const char* name, DWORD bits, DWORD keyFlags) {
     return provider;
 }
 
-StoreHandle openStore(const char* name) { return StoreHandle(CertOpenSystemStoreA(0, name)); }
+StoreHandle openStore(char const* name) { return StoreHandle(CertOpenSystemStoreA(0, name)); }
 
-StoreHandle openStore(const wchar_t* name, DWORD flags) {
+StoreHandle openStore(wchar_t const* name, DWORD flags) {
     return StoreHandle(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, flags, name));
 }
 
 StoreHandle memoryStore() { return StoreHandle(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr)); }
 
-const Bytes& certificate(unsigned number) {
+Bytes const& certificate(unsigned number) {
     static std::map<unsigned, Bytes> made;
     Bytes& encoding = made[number];
     if (encoding.empty()) {
@@ -56,7 +56,7 @@ const Bytes& certificate(unsigned number) {
     return encoding;
 }
 
-ContextHandle add(const StoreHandle& store, const Bytes& encoding, DWORD disposition) {
+ContextHandle add(StoreHandle const& store, Bytes const& encoding, DWORD disposition) {
     ContextHandle context;
     CertAddEncodedCertificateToStore(store.get(), X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, encoding.data(),
                                      static_cast<DWORD>(encoding.size()), disposition, context.address());
@@ -65,16 +65,16 @@ ContextHandle add(const StoreHandle& store, const Bytes& encoding, DWORD disposi
 
 std::vector<Bytes> certificates(std::initializer_list<unsigned> numbers) {
     std::vector<Bytes> encodings;
-    for (const unsigned number : numbers)
+    for (unsigned const number : numbers)
         encodings.push_back(certificate(number));
     return encodings;
 }
 
-Bytes firstOf(const Bytes& bytes, std::size_t length) {
+Bytes firstOf(Bytes const& bytes, std::size_t length) {
     return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)};
 }
 
-ContextHandle contextOf(const Bytes& encoding) {
+ContextHandle contextOf(Bytes const& encoding) {
     return ContextHandle(CertCreateCertificateContext(X509_ASN_ENCODING, encoding.data(),
                                                       static_cast<DWORD>(encoding.size())));
 }
@@ -83,14 +83,14 @@ Bytes encodingOf(PCCERT_CONTEXT context) {
     return {context->pbCertEncoded, context->pbCertEncoded + context->cbCertEncoded};
 }
 
-ContextHandle find(const StoreHandle& store, const Bytes& encoding) {
+ContextHandle find(StoreHandle const& store, Bytes const& encoding) {
     ContextHandle context(CertEnumCertificatesInStore(store.get(), nullptr));
     while (context && encodingOf(context.get()) != encoding)
         context = ContextHandle(CertEnumCertificatesInStore(store.get(), context.release()));
     return context;
 }
 
-std::vector<Bytes> all(const StoreHandle& store) {
+std::vector<Bytes> all(StoreHandle const& store) {
     std::vector<Bytes> encodings;
     PCCERT_CONTEXT context = nullptr;
     while ((context = CertEnumCertificatesInStore(store.get(), context)) != nullptr)
@@ -109,7 +109,7 @@ std::optional<Bytes> property(PCCERT_CONTEXT context, DWORD id) {
     return value;
 }
 
-bool setFriendlyName(PCCERT_CONTEXT context, const std::wstring& name) {
+bool setFriendlyName(PCCERT_CONTEXT context, std::wstring const& name) {
     std::wstring copy = name;
     CRYPT_DATA_BLOB blob{static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)),
                          reinterpret_cast<BYTE*>(copy.data())};
@@ -117,7 +117,7 @@ bool setFriendlyName(PCCERT_CONTEXT context, const std::wstring& name) {
 }
 
 std::optional<std::wstring> friendlyName(PCCERT_CONTEXT context) {
-    const auto bytes = property(context, CERT_FRIENDLY_NAME_PROP_ID);
+    auto const bytes = property(context, CERT_FRIENDLY_NAME_PROP_ID);
     if (!bytes || bytes->size() < sizeof(wchar_t))
         return std::nullopt;
     std::wstring name(bytes->size() / sizeof(wchar_t) - 1, L'\0');
@@ -126,7 +126,7 @@ std::optional<std::wstring> friendlyName(PCCERT_CONTEXT context) {
     return name;
 }
 
-bool setKeyInfo(PCCERT_CONTEXT context, const std::wstring& container, DWORD keySpec) {
+bool setKeyInfo(PCCERT_CONTEXT context, std::wstring const& container, DWORD keySpec) {
     std::wstring containerCopy = container;
     std::wstring provider = L"" MS_ENHANCED_PROV_A;
     CRYPT_KEY_PROV_INFO info{containerCopy.data(),
@@ -139,16 +139,16 @@ bool setKeyInfo(PCCERT_CONTEXT context, const std::wstring& container, DWORD key
     return CertSetCertificateContextProperty(context, CERT_KEY_PROV_INFO_PROP_ID, 0, &info) != FALSE;
 }
 
-void sql(const std::filesystem::path& database, const std::string& text) {
+void sql(std::filesystem::path const& database, std::string const& text) {
     sqlite3* connection = nullptr;
     ASSERT_EQ(sqlite3_open(database.c_str(), &connection), SQLITE_OK);
     EXPECT_EQ(sqlite3_exec(connection, text.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << text;
     sqlite3_close(connection);
 }
 
-bool inChild(const std::function<bool()>& body, uid_t user) {
+bool inChild(std::function<bool()> const& body, uid_t user) {
     test_support::TestKey::shared(); // the child's certificates are to be the same as here
-    const pid_t child = ::fork();
+    pid_t const child = ::fork();
     if (child == 0) {
         if (user != 0 && (::setgid(user) != 0 || ::setuid(user) != 0))
             ::_exit(3);

@@ -19,7 +19,7 @@ namespace layer_test {
 
 using test_support::Bytes;
 
-DWORD errorOfCall(const std::function<bool()>& call);
+DWORD errorOfCall(std::function<bool()> const& call);
 
 // Gives the error value of a call that has to fail; 0 when it didn't.
 template <class Call, class... Arguments>
@@ -66,36 +66,36 @@ using ProviderHandle = Owner<HCRYPTPROV, releaseProvider>;
 using StoreHandle = Owner<HCERTSTORE, closeStore>;
 using ContextHandle = Owner<PCCERT_CONTEXT, freeContext>;
 
-ProviderHandle openContainer(const char* name, DWORD flags = 0);
-ProviderHandle newContainer(const char* name, DWORD bits = 1024, DWORD keyFlags = CRYPT_EXPORTABLE);
-StoreHandle openStore(const char* name);
-StoreHandle openStore(const wchar_t* name, DWORD flags);
+ProviderHandle openContainer(char const* name, DWORD flags = 0);
+ProviderHandle newContainer(char const* name, DWORD bits = 1024, DWORD keyFlags = CRYPT_EXPORTABLE);
+StoreHandle openStore(char const* name);
+StoreHandle openStore(wchar_t const* name, DWORD flags);
 StoreHandle memoryStore();
 
 // A certificate of its own: another number, another serial number and subject.
-const Bytes& certificate(unsigned number);
+Bytes const& certificate(unsigned number);
 
 std::vector<Bytes> certificates(std::initializer_list<unsigned> numbers);
-Bytes firstOf(const Bytes& bytes, std::size_t length);
+Bytes firstOf(Bytes const& bytes, std::size_t length);
 
 // A certificate in no store.
-ContextHandle contextOf(const Bytes& encoding);
+ContextHandle contextOf(Bytes const& encoding);
 Bytes encodingOf(PCCERT_CONTEXT context);
 
-ContextHandle add(const StoreHandle& store, const Bytes& encoding, DWORD disposition = CERT_STORE_ADD_NEW);
-ContextHandle find(const StoreHandle& store, const Bytes& encoding);
-std::vector<Bytes> all(const StoreHandle& store);
+ContextHandle add(StoreHandle const& store, Bytes const& encoding, DWORD disposition = CERT_STORE_ADD_NEW);
+ContextHandle find(StoreHandle const& store, Bytes const& encoding);
+std::vector<Bytes> all(StoreHandle const& store);
 
 std::optional<Bytes> property(PCCERT_CONTEXT context, DWORD id);
-bool setFriendlyName(PCCERT_CONTEXT context, const std::wstring& name);
+bool setFriendlyName(PCCERT_CONTEXT context, std::wstring const& name);
 std::optional<std::wstring> friendlyName(PCCERT_CONTEXT context);
-bool setKeyInfo(PCCERT_CONTEXT context, const std::wstring& container, DWORD keySpec = AT_KEYEXCHANGE);
+bool setKeyInfo(PCCERT_CONTEXT context, std::wstring const& container, DWORD keySpec = AT_KEYEXCHANGE);
 
 // Changes a database behind the layer's back.
-void sql(const std::filesystem::path& database, const std::string& text);
+void sql(std::filesystem::path const& database, std::string const& text);
 
 // Runs the body in a process of its own, as another user where asked; true when it gave true.
-bool inChild(const std::function<bool()>& body, uid_t user = 0);
+bool inChild(std::function<bool()> const& body, uid_t user = 0);
 
 class LayerTest : public testing::Test {
 protected:

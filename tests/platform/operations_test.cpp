@@ -15,7 +15,7 @@ namespace layer_test {
 namespace {
 
 struct Import {
-    const char* container = "imported";
+    char const* container = "imported";
     DWORD flags = CRYPT_EXPORTABLE;
     bool throws = false;
     int called = 0;
@@ -43,7 +43,7 @@ DWORD import(Import& state, Bytes blob, ProviderHandle& result) {
 DWORD exportKey(HCRYPTPROV provider, Bytes* blob) {
     char objectId[] = szOID_RSA_RSA;
     DWORD size = 0;
-    const DWORD error =
+    DWORD const error =
         errorOf(CryptExportPKCS8, provider, AT_KEYEXCHANGE, objectId, 0, nullptr, nullptr, &size);
     if (error != 0 || blob == nullptr)
         return error;
@@ -78,10 +78,10 @@ protected:
         return signature;
     }
 
-    const test_support::TestKey& pair = test_support::TestKey::shared(1024);
+    test_support::TestKey const& pair = test_support::TestKey::shared(1024);
 };
 
-const Bytes message = {'t', 'h', 'e', ' ', 'm', 'e', 's', 's', 'a', 'g', 'e'};
+Bytes const message = {'t', 'h', 'e', ' ', 'm', 'e', 's', 's', 'a', 'g', 'e'};
 
 TEST_F(Operations, ThePublicHalfComesOut) {
     DWORD size = 0;
@@ -98,12 +98,12 @@ TEST_F(Operations, ThePublicHalfComesOut) {
 }
 
 TEST_F(Operations, SignaturesAreThoseOfLibcryptoReversed) {
-    const std::pair<ALG_ID, const EVP_MD*> rows[] = {
+    std::pair<ALG_ID, EVP_MD const*> const rows[] = {
         {CALG_MD5, EVP_md5()},        {CALG_SHA1, EVP_sha1()},      {CALG_SSL3_SHAMD5, EVP_md5_sha1()},
         {CALG_SHA_256, EVP_sha256()}, {CALG_SHA_384, EVP_sha384()}, {CALG_SHA_512, EVP_sha512()}};
-    for (const auto& [algorithm, digest] : rows) {
+    for (auto const& [algorithm, digest] : rows) {
         SCOPED_TRACE(algorithm);
-        const HCRYPTHASH handle = hash(algorithm);
+        HCRYPTHASH const handle = hash(algorithm);
         DWORD size = 0; // a size query doesn't finish the hash
         EXPECT_TRUE(CryptHashData(handle, message.data(), 3, 0));
         EXPECT_TRUE(CryptSignHashA(handle, AT_KEYEXCHANGE, nullptr, 0, nullptr, &size));
@@ -129,17 +129,17 @@ TEST_F(Operations, SignaturesAreThoseOfLibcryptoReversed) {
 TEST_F(Operations, AReadyValueOf36BytesIsSignedAsTheOneThatIsComputed) {
     Bytes value(36);
     ASSERT_EQ(EVP_Digest(message.data(), message.size(), value.data(), nullptr, EVP_md5_sha1(), nullptr), 1);
-    const HCRYPTHASH ready = hash(CALG_SSL3_SHAMD5);
+    HCRYPTHASH const ready = hash(CALG_SSL3_SHAMD5);
     ASSERT_TRUE(CryptSetHashParam(ready, HP_HASHVAL, value.data(), 0));
     EXPECT_EQ(errorOf(CryptSetHashParam, ready, HP_HASHVAL, value.data(), 0), code(NTE_BAD_HASH_STATE));
-    const HCRYPTHASH computed = hash(CALG_SSL3_SHAMD5);
+    HCRYPTHASH const computed = hash(CALG_SSL3_SHAMD5);
     ASSERT_TRUE(CryptHashData(computed, message.data(), static_cast<DWORD>(message.size()), 0));
     EXPECT_EQ(sign(ready), sign(computed));
 }
 
 TEST_F(Operations, AShortKeySignsWhatFitsIt) {
     provider = newContainer("short", 512);
-    for (const ALG_ID algorithm : {CALG_MD5, CALG_SHA1, CALG_SSL3_SHAMD5, CALG_SHA_512}) {
+    for (ALG_ID const algorithm : {CALG_MD5, CALG_SHA1, CALG_SSL3_SHAMD5, CALG_SHA_512}) {
         SCOPED_TRACE(algorithm);
         BYTE signature[64];
         DWORD size = 64;
@@ -149,12 +149,12 @@ TEST_F(Operations, AShortKeySignsWhatFitsIt) {
 }
 
 TEST_F(Operations, EncryptionIsOneBlock) {
-    const HCRYPTKEY handle = key();
-    for (const std::size_t length : {0u, 1u, 36u, 117u, 118u, 300u}) {
+    HCRYPTKEY const handle = key();
+    for (std::size_t const length : {0u, 1u, 36u, 117u, 118u, 300u}) {
         SCOPED_TRACE(length);
         Bytes clear(length, 0x5A);
         DWORD size = static_cast<DWORD>(length);
-        const DWORD error = errorOf(CryptEncrypt, handle, 0, TRUE, 0, nullptr, &size, size);
+        DWORD const error = errorOf(CryptEncrypt, handle, 0, TRUE, 0, nullptr, &size, size);
         if (length > 117) {
             // The size query refuses already: its answer would be less than the data that the caller copies.
             EXPECT_EQ(error, code(NTE_BAD_LEN));
@@ -175,14 +175,14 @@ TEST_F(Operations, EncryptionIsOneBlock) {
 }
 
 TEST_F(Operations, DecryptionOfWhatLibcryptoMadeAndOfRubbish) {
-    const HCRYPTKEY handle = key();
+    HCRYPTKEY const handle = key();
     const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> peer(
         EVP_PKEY_CTX_new(pair.get(), nullptr), &EVP_PKEY_CTX_free);
     Bytes block(128);
     std::size_t size = block.size();
     ASSERT_EQ(EVP_PKEY_encrypt_init(peer.get()), 1); // with the padding that the layer takes off
     ASSERT_EQ(EVP_PKEY_encrypt(peer.get(), block.data(), &size, message.data(), message.size()), 1);
-    const auto decrypt = [&](Bytes data, BOOL final) {
+    auto const decrypt = [&](Bytes data, BOOL final) {
         auto length = static_cast<DWORD>(data.size());
         return errorOf(CryptDecrypt, handle, 0, final, 0, data.data(), &length);
     };
@@ -199,11 +199,11 @@ TEST_F(Operations, DecryptionOfWhatLibcryptoMadeAndOfRubbish) {
 }
 
 TEST_F(Operations, HandlesThatAreStaleForeignOrOfAnotherKind) {
-    const HCRYPTKEY keyHandle = key();
-    const HCRYPTHASH hashHandle = hash(CALG_SHA1);
+    HCRYPTKEY const keyHandle = key();
+    HCRYPTHASH const hashHandle = hash(CALG_SHA1);
     BYTE byte = 0;
     DWORD size = 1;
-    const HCRYPTPROV released = openContainer("operations").release();
+    HCRYPTPROV const released = openContainer("operations").release();
     ASSERT_TRUE(CryptReleaseContext(released, 0));
     const std::function<bool()> calls[] = {
         [&] { return CryptReleaseContext(released, 0); },
@@ -227,9 +227,9 @@ TEST_F(Operations, HandlesThatAreStaleForeignOrOfAnotherKind) {
 
 TEST_F(Operations, ManyThreadsSignWhileContainersComeAndGo) {
     std::atomic<int> failures{0};
-    const auto signing = [&] {
+    auto const signing = [&] {
         for (int i = 0; i < 40; ++i) {
-            const ProviderHandle own = openContainer("operations");
+            ProviderHandle const own = openContainer("operations");
             HCRYPTHASH handle = 0;
             Bytes signature(128);
             DWORD size = 128;
@@ -238,7 +238,7 @@ TEST_F(Operations, ManyThreadsSignWhileContainersComeAndGo) {
                 ++failures;
         }
     };
-    const auto changing = [&] {
+    auto const changing = [&] {
         for (int i = 0; i < 10; ++i)
             if (!openContainer("passing", CRYPT_NEWKEYSET) ||
                 !inChild([] { return static_cast<bool>(openContainer("operations")); }) ||
@@ -263,7 +263,7 @@ TEST_F(Operations, APrivateKeyComesBackAsItWentIn) {
 }
 
 TEST_F(Operations, HostileKeysAreRefusedBeforeTheCallback) {
-    const Bytes good = test_support::TestKey::shared(512).privateKeyInfo();
+    Bytes const good = test_support::TestKey::shared(512).privateKeyInfo();
     ProviderHandle imported;
     for (std::size_t length = 0; length < good.size(); ++length) {
         Import state;
@@ -281,7 +281,7 @@ TEST_F(Operations, HostileKeysAreRefusedBeforeTheCallback) {
 }
 
 TEST_F(Operations, TheCallbacksFailureIsTheCallers) {
-    const Bytes blob = test_support::TestKey::shared(512).privateKeyInfo();
+    Bytes const blob = test_support::TestKey::shared(512).privateKeyInfo();
     ProviderHandle imported;
     Import throwing;
     throwing.throws = true;

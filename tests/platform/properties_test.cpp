@@ -17,7 +17,7 @@ protected:
 };
 
 TEST_F(Properties, AFriendlyNameComesBackByteForByte) {
-    const Bytes rows[] = {
+    Bytes const rows[] = {
         {},                                        // empty is not absent
         {0, 0, 0, 0},                              // a lone terminator
         {'n', 0, 0, 0, 0xE9, 0, 0, 0, 0, 0, 0, 0}, // whole characters, stored as UTF-8
@@ -55,7 +55,7 @@ TEST_F(Properties, AKeyReferenceComesInOneBlock) {
     EXPECT_EQ(less, size);
     ASSERT_TRUE(
         CertGetCertificateContextProperty(context.get(), CERT_KEY_PROV_INFO_PROP_ID, room.data(), &size));
-    const auto& got = *reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(room.data());
+    auto const& got = *reinterpret_cast<CRYPT_KEY_PROV_INFO const*>(room.data());
     EXPECT_EQ(got.pwszContainerName, container);
     EXPECT_EQ(got.pwszProvName, nullptr);
     EXPECT_EQ(got.dwFlags, 0x21u);
@@ -67,11 +67,11 @@ TEST_F(Properties, AKeyReferenceComesInOneBlock) {
 }
 
 TEST_F(Properties, ALivingContextSeesWhatOthersChange) {
-    const ContextHandle other = find(openStore("MY"), certificate(1));
+    ContextHandle const other = find(openStore("MY"), certificate(1));
     ASSERT_TRUE(setFriendlyName(other.get(), L"by another context"));
     EXPECT_EQ(friendlyName(context.get()), L"by another context");
     ASSERT_TRUE(inChild([] {
-        const StoreHandle own = openStore("MY");
+        StoreHandle const own = openStore("MY");
         return setFriendlyName(find(own, certificate(1)).get(), L"by another process");
     }));
     EXPECT_EQ(friendlyName(context.get()), L"by another process");
@@ -82,29 +82,29 @@ TEST_F(Properties, ALivingContextSeesWhatOthersChange) {
 }
 
 TEST_F(Properties, TheKeyContextOwnsItsProviderHandle) {
-    const auto give = [&](PCCERT_CONTEXT to, HCRYPTPROV handle, DWORD flags = 0) {
-        const CERT_KEY_CONTEXT keyContext{sizeof keyContext, {handle}, AT_KEYEXCHANGE};
+    auto const give = [&](PCCERT_CONTEXT to, HCRYPTPROV handle, DWORD flags = 0) {
+        CERT_KEY_CONTEXT const keyContext{sizeof keyContext, {handle}, AT_KEYEXCHANGE};
         return CertSetCertificateContextProperty(to, CERT_KEY_CONTEXT_PROP_ID, flags, &keyContext);
     };
-    const auto held = [&](PCCERT_CONTEXT by) {
+    auto const held = [&](PCCERT_CONTEXT by) {
         CERT_KEY_CONTEXT keyContext{};
         DWORD size = sizeof keyContext;
         CertGetCertificateContextProperty(by, CERT_KEY_CONTEXT_PROP_ID, &keyContext, &size);
         return keyContext.hCryptProv; // null without one
     };
-    const HCRYPTPROV first = openContainer(nullptr).release();
+    HCRYPTPROV const first = openContainer(nullptr).release();
     ASSERT_TRUE(give(context.get(), first));
     {
-        const ContextHandle other = find(openStore("MY"), certificate(1));
+        ContextHandle const other = find(openStore("MY"), certificate(1));
         EXPECT_EQ(held(other.get()), first) << "every context of the certificate has it";
-        const HCRYPTPROV second = openContainer(nullptr).release();
+        HCRYPTPROV const second = openContainer(nullptr).release();
         ASSERT_TRUE(give(other.get(), second));
         EXPECT_EQ(errorOf(CryptReleaseContext, first, 0), DWORD{ERROR_INVALID_HANDLE})
             << "the former handle went";
         EXPECT_EQ(held(context.get()), second);
     }
     EXPECT_EQ(errorOf([&] { return give(context.get(), first); }), DWORD{ERROR_INVALID_HANDLE});
-    const ProviderHandle kept = openContainer(nullptr);
+    ProviderHandle const kept = openContainer(nullptr);
     ASSERT_TRUE(give(context.get(), kept.get(), CERT_STORE_NO_CRYPT_RELEASE_FLAG));
     EXPECT_FALSE(inChild([&] { return held(find(openStore("MY"), certificate(1)).get()) == 0; }))
         << "the child of a fork is the same program";
@@ -117,7 +117,7 @@ TEST_F(Properties, ComputedOnesAndTheirLengths) {
         DWORD given;
         DWORD error;
         DWORD length;
-        const char* why;
+        char const* why;
     } rows[] = {
         {CERT_SHA1_HASH_PROP_ID, 64, 0, 20, "thumbprint"},
         {CERT_SHA1_HASH_PROP_ID, 19, ERROR_MORE_DATA, 20, "too small tells the size"},
@@ -128,16 +128,16 @@ TEST_F(Properties, ComputedOnesAndTheirLengths) {
         {CERT_KEY_CONTEXT_PROP_ID, 64, code(CRYPT_E_NOT_FOUND), 64, "absent"},
         {999, 64, code(CRYPT_E_NOT_FOUND), 64, "unknown"},
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         SCOPED_TRACE(row.why);
         DWORD length = row.given;
         EXPECT_EQ(errorOf(CertGetCertificateContextProperty, context.get(), row.id, room, &length),
                   row.error);
         EXPECT_EQ(length, row.length);
     }
-    for (const DWORD id : {3u, 4u, 14u, 20u, 999u})
+    for (DWORD const id : {3u, 4u, 14u, 20u, 999u})
         EXPECT_EQ(errorOf(CertSetCertificateContextProperty, context.get(), id, 0, room), code(E_INVALIDARG));
-    const ContextHandle loose = contextOf(certificate(1));
+    ContextHandle const loose = contextOf(certificate(1));
     DWORD length = 4;
     EXPECT_EQ(
         errorOf(CertGetCertificateContextProperty, loose.get(), CERT_ACCESS_STATE_PROP_ID, room, &length),

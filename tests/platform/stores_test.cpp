@@ -26,7 +26,7 @@ protected:
         }
         ASSERT_TRUE(store);
     }
-    DWORD addError(const Bytes& encoding, DWORD disposition) {
+    DWORD addError(Bytes const& encoding, DWORD disposition) {
         return errorOf([&] { return add(store, encoding, disposition); });
     }
 };
@@ -39,7 +39,7 @@ TEST_P(Stores, DispositionsDecideWhatHappensToAnEqualCertificate) {
         DWORD expected;
         std::size_t count;
         std::optional<std::wstring> name;
-        const char* why;
+        char const* why;
     } rows[] = {
         {CERT_STORE_ADD_NEW, code(CRYPT_E_EXISTS), 3, L"first", "refused, and nothing changes"},
         {CERT_STORE_ADD_USE_EXISTING, 0, 3, L"first", "keeps what is there"},
@@ -52,10 +52,10 @@ TEST_P(Stores, DispositionsDecideWhatHappensToAnEqualCertificate) {
     for (unsigned number : {1u, 2u, 3u})
         ASSERT_TRUE(add(store, certificate(number)));
     ASSERT_TRUE(setFriendlyName(find(store, certificate(2)).get(), L"first"));
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         SCOPED_TRACE(row.why);
         EXPECT_EQ(addError(certificate(2), row.disposition), row.expected);
-        const auto present = all(store);
+        auto const present = all(store);
         EXPECT_EQ(present.size(), row.count);
         EXPECT_EQ(present.at(1), certificate(2)) << "keeps its place in the walk";
         EXPECT_EQ(friendlyName(find(store, certificate(2)).get()), row.name);
@@ -67,7 +67,7 @@ TEST_P(Stores, OnlyCertificatesGoIn) {
     cut.pop_back();
     Bytes longer = certificate(1);
     longer.push_back(0);
-    for (const Bytes& encoding : {Bytes{}, Bytes{0x30, 0x00}, Bytes(40, 0xFF), cut, longer}) {
+    for (Bytes const& encoding : {Bytes{}, Bytes{0x30, 0x00}, Bytes(40, 0xFF), cut, longer}) {
         EXPECT_EQ(addError(encoding, CERT_STORE_ADD_ALWAYS), code(CRYPT_E_ASN1_CORRUPT));
         EXPECT_TRUE(all(store).empty());
     }
@@ -114,12 +114,12 @@ TEST_P(Stores, SearchesFindWhatTheyAreAskedFor) {
     CERT_ID byKey{};
     byKey.dwIdChoice = CERT_ID_KEY_IDENTIFIER;
     byKey.KeyId = {static_cast<DWORD>(keyIdentifier.size()), keyIdentifier.data()};
-    const DWORD keyInfo = CERT_KEY_PROV_INFO_PROP_ID;
-    const DWORD friendly = CERT_FRIENDLY_NAME_PROP_ID;
-    const DWORD always = CERT_SHA1_HASH_PROP_ID;
+    DWORD const keyInfo = CERT_KEY_PROV_INFO_PROP_ID;
+    DWORD const friendly = CERT_FRIENDLY_NAME_PROP_ID;
+    DWORD const always = CERT_SHA1_HASH_PROP_ID;
     const struct {
         DWORD type;
-        const void* parameter;
+        void const* parameter;
         std::vector<Bytes> expected;
         DWORD end = code(CRYPT_E_NOT_FOUND);
     } rows[] = {
@@ -137,7 +137,7 @@ TEST_P(Stores, SearchesFindWhatTheyAreAskedFor) {
         {CERT_FIND_CERT_ID, nullptr, {}, code(E_INVALIDARG)},
         {0x00070000, "text", {}, code(E_INVALIDARG)},
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         SCOPED_TRACE(row.type);
         std::vector<Bytes> found;
         PCCERT_CONTEXT at = nullptr;
@@ -176,9 +176,9 @@ TEST_P(Stores, ContextsOfAnotherStoreAreNoPosition) {
 class Collections : public HoldingTest {};
 
 TEST_F(Collections, MembersAreShownByPriorityAndEachOnce) {
-    const StoreHandle collection(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
-    const StoreHandle low = memoryStore();
-    const StoreHandle high = memoryStore();
+    StoreHandle const collection(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
+    StoreHandle const low = memoryStore();
+    StoreHandle const high = memoryStore();
     ASSERT_TRUE(CertAddStoreToCollection(collection.get(), low.get(), 0, 1));
     ASSERT_TRUE(CertAddStoreToCollection(collection.get(), high.get(), 0, 2));
     ASSERT_TRUE(CertAddStoreToCollection(collection.get(), low.get(), 0, 0));
@@ -187,9 +187,9 @@ TEST_F(Collections, MembersAreShownByPriorityAndEachOnce) {
     EXPECT_EQ(all(collection), certificates({2, 1}));
     EXPECT_EQ(errorOf([&] { return add(collection, certificate(3)); }), code(E_ACCESSDENIED))
         << "no member takes additions";
-    const StoreHandle outer(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
+    StoreHandle const outer(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
     ASSERT_TRUE(CertAddStoreToCollection(outer.get(), collection.get(), 0, 0));
-    for (const auto& [into, from] : {std::pair(collection.get(), outer.get()),
+    for (auto const& [into, from] : {std::pair(collection.get(), outer.get()),
                                      std::pair(outer.get(), outer.get()), std::pair(low.get(), high.get())})
         EXPECT_EQ(errorOf(CertAddStoreToCollection, into, from, 0, 0), DWORD{ERROR_INVALID_PARAMETER});
 }

@@ -29,7 +29,7 @@ protected:
         trusted.resize(2);
     }
 
-    static std::vector<std::pair<Bytes, unsigned>> withStates(const StoreHandle& store) {
+    static std::vector<std::pair<Bytes, unsigned>> withStates(StoreHandle const& store) {
         std::vector<std::pair<Bytes, unsigned>> seen;
         PCCERT_CONTEXT context = nullptr;
         while ((context = CertEnumCertificatesInStore(store.get(), context)) != nullptr)
@@ -45,10 +45,10 @@ protected:
 
 TEST_F(SystemStores, OpeningTellsWhatExists) {
     const struct {
-        const wchar_t* name;
+        wchar_t const* name;
         DWORD flags;
         DWORD expected;
-        const char* why;
+        char const* why;
     } rows[] = {
         {L"MY", userFlags, 0, "always exists"},
         {L"my", userFlags, 0, "without regard to case"},
@@ -61,7 +61,7 @@ TEST_F(SystemStores, OpeningTellsWhatExists) {
         {L"MY", CERT_STORE_OPEN_EXISTING_FLAG, ERROR_INVALID_PARAMETER, "no location"},
         {L"MY", userFlags | 1, ERROR_INVALID_PARAMETER, "unknown flag"},
     };
-    for (const auto& row : rows) {
+    for (auto const& row : rows) {
         SCOPED_TRACE(row.why);
         EXPECT_EQ(errorOf([&] { return openStore(row.name, row.flags); }), row.expected);
     }
@@ -78,17 +78,17 @@ TEST_F(SystemStores, TheMachinesCertificatesShowInBothScopesWithTheirStates) {
     ASSERT_TRUE(add(openStore(L"ROOT", CERT_SYSTEM_STORE_LOCAL_MACHINE), certificate(1)))
         << "past the bundle";
     ASSERT_TRUE(add(openStore("ROOT"), certificate(2)));
-    const std::vector<std::pair<Bytes, unsigned>> user = {
+    std::vector<std::pair<Bytes, unsigned>> const user = {
         {certificate(2), 3}, {trusted[0], 2}, {trusted[1], 2}, {certificate(1), 2}};
-    const std::vector<std::pair<Bytes, unsigned>> machine = {
+    std::vector<std::pair<Bytes, unsigned>> const machine = {
         {trusted[0], 6}, {trusted[1], 6}, {certificate(1), 7}};
     EXPECT_EQ(withStates(openStore("ROOT")), user);
     EXPECT_EQ(withStates(openStore(L"ROOT", machineFlags)), machine);
     EXPECT_EQ(withStates(openStore(L"ROOT", machineFlags | CERT_STORE_READONLY_FLAG)).back().second, 6u);
 
-    const StoreHandle both = openStore(L"ROOT", machineFlags);
+    StoreHandle const both = openStore(L"ROOT", machineFlags);
     {
-        const StoreHandle own = openStore(L"ROOT", userFlags);
+        StoreHandle const own = openStore(L"ROOT", userFlags);
         ASSERT_TRUE(CertAddStoreToCollection(both.get(), own.get(), CERT_PHYSICAL_STORE_ADD_ENABLE_FLAG, 0));
     } // the collection holds it
     auto expected = machine;
@@ -99,11 +99,11 @@ TEST_F(SystemStores, TheMachinesCertificatesShowInBothScopesWithTheirStates) {
 TEST_F(SystemStores, WhatIsReadOnlyStaysAsItIs) {
     writeBundle();
     ASSERT_TRUE(add(openStore(L"CA", CERT_SYSTEM_STORE_LOCAL_MACHINE), certificate(1)));
-    const StoreHandle ca = openStore("CA");
-    const StoreHandle root = openStore("ROOT");
-    const StoreHandle readOnly = openStore(L"CA", machineFlags | CERT_STORE_READONLY_FLAG);
+    StoreHandle const ca = openStore("CA");
+    StoreHandle const root = openStore("ROOT");
+    StoreHandle const readOnly = openStore(L"CA", machineFlags | CERT_STORE_READONLY_FLAG);
     EXPECT_EQ(errorOf([&] { return add(readOnly, certificate(2)); }), code(E_ACCESSDENIED));
-    for (const auto& [store, encoding] : {std::pair(&ca, certificate(1)), std::pair(&root, trusted[0]),
+    for (auto const& [store, encoding] : {std::pair(&ca, certificate(1)), std::pair(&root, trusted[0]),
                                           std::pair(&readOnly, certificate(1))}) {
         EXPECT_EQ(errorOf([&] { return setFriendlyName(find(*store, encoding).get(), L"x"); }),
                   code(E_ACCESSDENIED));
@@ -117,7 +117,7 @@ TEST_F(SystemStores, WhatIsReadOnlyStaysAsItIs) {
 
 TEST_F(SystemStores, AChangedBundleShowsInTheNextWalk) {
     writeBundle();
-    const StoreHandle root = openStore("ROOT");
+    StoreHandle const root = openStore("ROOT");
     EXPECT_EQ(all(root), trusted);
     std::ofstream(bundle, std::ios::trunc) << "nothing\n";
     EXPECT_TRUE(all(root).empty());
