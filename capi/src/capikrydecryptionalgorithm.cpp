@@ -5,9 +5,6 @@
 #include "keyreference.h"
 #include "tracing.h"
 
-#include <memory>
-#include <utility>
-
 namespace {
 
 constexpr SourceFile kSource{"./capi/src/capikrydecryptionalgorithm", 2048};
@@ -18,14 +15,13 @@ CAPIKRYDecryptionAlgorithm::CAPIKRYDecryptionAlgorithm(int algorithmValue, CSPMa
                                                        TVKKRYKey const& referredKey)
     : algorithm(algorithmValue), key(referredKey) {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::ctor");
-    std::unique_ptr<CSPManager> own(duplicateManager(manager));
+    cspManager.reset(duplicateManager(manager));
     requireKeyRecord(key);
-    cspManager = own.release();
 }
 
 CAPIKRYDecryptionAlgorithm::~CAPIKRYDecryptionAlgorithm() {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::dtor");
-    delete cspManager;
+    cspManager.reset();
     releaseHandles();
 }
 
@@ -44,13 +40,13 @@ TVKBuffer CAPIKRYDecryptionAlgorithm::decryptData(TVKASNCBuffer const& data) {
 void CAPIKRYDecryptionAlgorithm::decryptDataInit() {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::decryptDataInit");
     releaseHandles();
-    openReferredKey(key, *cspManager, &hCryptProv, &hCryptKey);
+    openReferredKey(key, *cspManager, hCryptProv.receive(), hCryptKey.receive());
 }
 
 TVKBuffer CAPIKRYDecryptionAlgorithm::decryptDataUpdate(TVKASNCBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::decryptDataUpdate");
     TVKBuffer result;
-    CapiManagerUtility::decryptUpdate(hCryptKey, TVKBuffer(data), result, false);
+    CapiManagerUtility::decryptUpdate(hCryptKey.get(), TVKBuffer(data), result, false);
     return result;
 }
 
@@ -64,17 +60,13 @@ TVKBuffer CAPIKRYDecryptionAlgorithm::decryptData(TVKBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::decryptData");
     TVKBuffer const copy(data);
     TVKBuffer result;
-    CapiManagerUtility::decryptFinal(hCryptKey, copy, result);
+    CapiManagerUtility::decryptFinal(hCryptKey.get(), copy, result);
     return result;
 }
 
 TVKString CAPIKRYDecryptionAlgorithm::getClassName() const { return "CAPIKRYDecryptionAlgorithm"; }
 
 void CAPIKRYDecryptionAlgorithm::releaseHandles() noexcept {
-    if (hCryptKey != 0) {
-        CryptDestroyKey(std::exchange(hCryptKey, 0));
-    }
-    if (hCryptProv != 0) {
-        CryptReleaseContext(std::exchange(hCryptProv, 0), 0);
-    }
+    hCryptKey.reset();
+    hCryptProv.reset();
 }

@@ -1,8 +1,11 @@
 #pragma once
 
 #include "cspmanager.h"
+#include "platformhandle.h"
 
 #include <tvkcore/kry/tvkkryalgorithm.h>
+
+#include <memory>
 
 // RSA PKCS#1 decryption (RFC 8017, 7.2) with a private key that a provider holds.
 class CAPIKRYDecryptionAlgorithm : public TVKKRYDecryptionAlgorithm {
@@ -32,8 +35,8 @@ private:
     void releaseHandles() noexcept;
 
     [[maybe_unused]] int algorithm;
-    CSPManager* cspManager = nullptr;
+    std::unique_ptr<CSPManager> cspManager;
     TVKKRYKey key;
-    HCRYPTKEY hCryptKey = 0;
-    HCRYPTPROV hCryptProv = 0;
+    OwnedKey hCryptKey;
+    OwnedProvider hCryptProv;
 };

@@ -6,9 +6,6 @@
 #include "keyreference.h"
 #include "tracing.h"
 
-#include <memory>
-#include <utility>
-
 namespace {
 
 constexpr SourceFile kSource{"./capi/src/capikryencryptionalgorithm", 2048};
@@ -22,14 +19,13 @@ CAPIKRYEncryptionAlgorithm::CAPIKRYEncryptionAlgorithm(int algorithmValue, CSPMa
                                                        TVKKRYKey const& referredKey)
     : algorithm(algorithmValue), key(referredKey) {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::ctor");
-    std::unique_ptr<CSPManager> own(duplicateManager(manager));
+    cspManager.reset(duplicateManager(manager));
     requireKeyRecord(key);
-    cspManager = own.release();
 }
 
 CAPIKRYEncryptionAlgorithm::~CAPIKRYEncryptionAlgorithm() {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::dtor");
-    delete cspManager;
+    cspManager.reset();
     releaseHandles();
 }
 
@@ -52,13 +48,13 @@ TVKBuffer CAPIKRYEncryptionAlgorithm::encryptData(TVKASNCBuffer const& data) {
 void CAPIKRYEncryptionAlgorithm::encryptDataInit() {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::encryptDataInit");
     releaseHandles();
-    openReferredKey(key, *cspManager, &hCryptProv, &hCryptKey);
+    openReferredKey(key, *cspManager, hCryptProv.receive(), hCryptKey.receive());
 }
 
 TVKBuffer CAPIKRYEncryptionAlgorithm::encryptDataUpdate(TVKASNCBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::encryptDataUpdate");
     TVKBuffer result;
-    CapiManagerUtility::encryptUpdate(hCryptKey, TVKBuffer(data), result, false);
+    CapiManagerUtility::encryptUpdate(hCryptKey.get(), TVKBuffer(data), result, false);
     return result;
 }
 
@@ -75,17 +71,13 @@ TVKKRYKeyRecoveryBlock* CAPIKRYEncryptionAlgorithm::getKeyRecoveryBlock() {
 TVKBuffer CAPIKRYEncryptionAlgorithm::encryptDataFinal(TVKBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::encryptDataFinal");
     TVKBuffer result;
-    CapiManagerUtility::encryptFinal(hCryptKey, data, result);
+    CapiManagerUtility::encryptFinal(hCryptKey.get(), data, result);
     return result;
 }
 
 TVKString CAPIKRYEncryptionAlgorithm::getClassName() const { return "CAPIKRYEncryptionAlgorithm"; }
 
 void CAPIKRYEncryptionAlgorithm::releaseHandles() noexcept {
-    if (hCryptKey != 0) {
-        CryptDestroyKey(std::exchange(hCryptKey, 0));
-    }
-    if (hCryptProv != 0) {
-        CryptReleaseContext(std::exchange(hCryptProv, 0), 0);
-    }
+    hCryptKey.reset();
+    hCryptProv.reset();
 }

@@ -1,8 +1,11 @@
 #pragma once
 
 #include "cspmanager.h"
+#include "platformhandle.h"
 
 #include <tvkcore/kry/tvkkryalgorithm.h>
+
+#include <memory>
 
 // Signs with a private key that stays in a provider: RFC 8017, 8.2, with the digest that the provider makes,
 // or over a finished digest of 36 bytes, MD5 and SHA-1 side by side, without a DigestInfo. The provider signs
@@ -33,9 +36,9 @@ private:
     void releaseHandles() noexcept;
 
     int algorithm;
-    CSPManager* cspManager = nullptr;
+    std::unique_ptr<CSPManager> cspManager;
     TVKKRYKey key;
     bool hashData = false;
-    HCRYPTPROV hCryptProv = 0;
-    HCRYPTHASH hCryptHash = 0;
+    OwnedProvider hCryptProv;
+    OwnedHash hCryptHash;
 };

@@ -5,9 +5,6 @@
 #include "keyreference.h"
 #include "tracing.h"
 
-#include <memory>
-#include <utility>
-
 namespace {
 
 constexpr SourceFile kSource{"./capi/src/capikryverificationalgorithm", 2048};
@@ -18,14 +15,13 @@ CAPIKRYVerificationAlgorithm::CAPIKRYVerificationAlgorithm(int algorithmValue, C
                                                            TVKKRYKey const& verifyingKey)
     : algorithm(algorithmValue), key(verifyingKey) {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::ctor");
-    std::unique_ptr<CSPManager> own(duplicateManager(manager));
+    cspManager.reset(duplicateManager(manager));
     requireKeyRecord(key);
-    cspManager = own.release();
 }
 
 CAPIKRYVerificationAlgorithm::~CAPIKRYVerificationAlgorithm() {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::dtor");
-    delete cspManager;
+    cspManager.reset();
     releaseHandles();
 }
 
@@ -45,31 +41,26 @@ bool CAPIKRYVerificationAlgorithm::verifyData(TVKASNCBuffer const& data, TVKASNC
 void CAPIKRYVerificationAlgorithm::verifyDataInit() {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::verifyDataInit");
     releaseHandles();
-    openReferredKey(key, *cspManager, &hCryptProv, &hCryptKey);
-    CapiManagerUtility::verifyInit(hCryptProv, algorithm == md5 ? CALG_MD5 : CALG_SHA1, &hCryptHash);
+    openReferredKey(key, *cspManager, hCryptProv.receive(), hCryptKey.receive());
+    CapiManagerUtility::verifyInit(hCryptProv.get(), algorithm == md5 ? CALG_MD5 : CALG_SHA1,
+                                   hCryptHash.receive());
 }
 
 void CAPIKRYVerificationAlgorithm::verifyDataUpdate(TVKASNCBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::verifyDataUpdate");
-    CapiManagerUtility::verifyUpdate(hCryptHash, TVKBuffer(data));
+    CapiManagerUtility::verifyUpdate(hCryptHash.get(), TVKBuffer(data));
 }
 
 bool CAPIKRYVerificationAlgorithm::verifyDataFinal(TVKASNCBuffer const& signature) {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::verifyDataFinal");
-    return CapiManagerUtility::verifyFinal(hCryptHash, CspManagerUtility::reverseEndian(TVKBuffer(signature)),
-                                           hCryptKey);
+    return CapiManagerUtility::verifyFinal(
+        hCryptHash.get(), CspManagerUtility::reverseEndian(TVKBuffer(signature)), hCryptKey.get());
 }
 
 TVKString CAPIKRYVerificationAlgorithm::getClassName() const { return "CAPIKRYVerificationAlgorithm"; }
 
 void CAPIKRYVerificationAlgorithm::releaseHandles() noexcept {
-    if (hCryptHash != 0) {
-        CryptDestroyHash(std::exchange(hCryptHash, 0));
-    }
-    if (hCryptKey != 0) {
-        CryptDestroyKey(std::exchange(hCryptKey, 0));
-    }
-    if (hCryptProv != 0) {
-        CryptReleaseContext(std::exchange(hCryptProv, 0), 0);
-    }
+    hCryptHash.reset();
+    hCryptKey.reset();
+    hCryptProv.reset();
 }

@@ -1,8 +1,11 @@
 #pragma once
 
 #include "cspmanager.h"
+#include "platformhandle.h"
 
 #include <tvkcore/kry/tvkkryalgorithm.h>
+
+#include <memory>
 
 // Checks signatures (RFC 8017, 8.2) with the public half of a key pair that a provider holds. Signatures run
 // from the most significant byte to the least.
@@ -33,9 +36,9 @@ private:
     void releaseHandles() noexcept;
 
     int algorithm;
-    CSPManager* cspManager = nullptr;
+    std::unique_ptr<CSPManager> cspManager;
     TVKKRYKey key;
-    HCRYPTPROV hCryptProv = 0;
-    HCRYPTKEY hCryptKey = 0;
-    HCRYPTHASH hCryptHash = 0;
+    OwnedProvider hCryptProv;
+    OwnedKey hCryptKey;
+    OwnedHash hCryptHash;
 };

@@ -22,7 +22,7 @@ public:
         }
         return *this;
     }
-    ~PlatformHandle() { reset(Handle{}); }
+    ~PlatformHandle() { reset(); }
 
     Handle get() const noexcept { return handle_; }
     bool isSet() const noexcept { return handle_ != Handle{}; }
@@ -33,7 +33,7 @@ public:
     // Hands the handle to the caller.
     Handle release() noexcept { return std::exchange(handle_, Handle{}); }
 
-    void reset(Handle handle) noexcept {
+    void reset(Handle handle = {}) noexcept {
         Handle const old = std::exchange(handle_, handle);
         if (old != Handle{}) {
             Traits::free(old);
@@ -54,6 +54,11 @@ struct KeyTraits {
     static void free(Handle handle) noexcept { CryptDestroyKey(handle); }
 };
 
+struct HashTraits {
+    using Handle = HCRYPTHASH;
+    static void free(Handle handle) noexcept { CryptDestroyHash(handle); }
+};
+
 struct StoreTraits {
     using Handle = HCERTSTORE;
     static void free(Handle handle) noexcept { CertCloseStore(handle, 0); }
@@ -66,5 +71,6 @@ struct CertificateTraits {
 
 using OwnedProvider = PlatformHandle<ProviderTraits>;
 using OwnedKey = PlatformHandle<KeyTraits>;
+using OwnedHash = PlatformHandle<HashTraits>;
 using OwnedStore = PlatformHandle<StoreTraits>;
 using OwnedCertificate = PlatformHandle<CertificateTraits>;

@@ -25,12 +25,6 @@ protected:
     PlatformCalls& calls = PlatformCalls::instance();
 };
 
-struct HashTraits {
-    using Handle = HCRYPTHASH;
-    static void free(Handle handle) noexcept { CryptDestroyHash(handle); }
-};
-using OwnedHash = PlatformHandle<HashTraits>;
-
 // ---- What a test finds in the platform ----
 
 OwnedStore openStore(char const* name);
