@@ -94,7 +94,7 @@ using Algorithms = ModuleTest;
 } // namespace
 
 TEST_F(Algorithms, SignSoThatLibcryptoVerifies) {
-    for (unsigned const bits : {512U, 1024U, 2048U}) {
+    for (unsigned const bits : {512U, 1024U, 2048U, 4096U}) {
         Factory const world(bits);
         for (bool const md5 : {true, false}) {
             SCOPED_TRACE(std::to_string(bits) + (md5 ? " MD5" : " SHA-1"));

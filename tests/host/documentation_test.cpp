@@ -23,6 +23,13 @@ TEST_F(DocumentationTest, TheReadmesProgramFindsTheRoots) {
     EXPECT_TRUE(result.output.ends_with(end)) << result.output;
 }
 
+TEST_F(DocumentationTest, TheSampleSignsInTheProviderAndVerifiesWithout) {
+    auto const result = test_support::runProgram({.arguments = {SIGN_AND_VERIFY}});
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_EQ(result.output, "256 bytes of signature\nit verifies\n");
+    profileIsReady(); // the key pair stays
+}
+
 TEST_F(DocumentationTest, EveryCommandAndOptionStandsInManualAndCompletion) {
     std::string const overview = run({"--help"}).output;
     std::set<std::string> words{"--version"};
