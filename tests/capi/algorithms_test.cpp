@@ -127,6 +127,7 @@ TEST_F(Algorithms, RefuseEveryWrongSignature) {
     }
     Bytes shorter = bytesOf(signature);
     shorter.pop_back();
+    TVKBuffer const foreign = Factory(512).signer()->signData(buffer("data").get());
     struct {
         TVKBuffer data;
         TVKBuffer signature;
@@ -134,6 +135,7 @@ TEST_F(Algorithms, RefuseEveryWrongSignature) {
     } const rows[] = {{buffer("datb"), signature, "other data"},
                       {buffer("data"), CspManagerUtility::reverseEndian(signature), "byte order"},
                       {buffer("data"), buffer(shorter), "a byte less"},
+                      {buffer("data"), foreign, "another key's"},
                       {buffer("data"), TVKBuffer(), "nothing"}};
     for (auto const& row : rows) {
         EXPECT_EQ(raisedBy([&] { world.verifier()->verifyData(row.data.get(), row.signature.get()); }),
@@ -318,4 +320,75 @@ TEST_F(Algorithms, TheDigestDoesNothing) {
     EXPECT_EQ(digest.digestDataFinal().getLength(), 0U);
     EXPECT_EQ(static_cast<TVKKRYDigestAlgorithm&>(digest).digestData(buffer("x").get()).getLength(), 0U);
     EXPECT_TRUE(digest.isKindOf("TVKKRYDigestAlgorithm"));
+}
+
+TEST_F(Algorithms, MakeTheirPlatformCallsInOrder) {
+    Factory const world;
+    std::unique_ptr<TVKKRYPublicKeyGenAlgorithm> const generator(
+        world.factory->make_RSA_PublicKeyGenAlgorithm(512));
+    TVKBuffer const data = buffer("data");
+    auto const signer = world.signer();
+    auto const verifier = world.verifier();
+    auto const encryptor = world.encryptor();
+    auto const decryptor = world.decryptor();
+    TVKBuffer const signature = signer->signData(data.get());
+    TVKBuffer const cipher = encryptor->encryptData(data.get());
+    using Names = std::vector<std::string>;
+    struct {
+        char const* operation;
+        std::function<void()> run;
+        Names names;
+    } const rows[] = {
+        {"a second signature",
+         [&] { signer->signData(data.get()); },
+         {"CryptDestroyHash", "CryptReleaseContext", "CryptAcquireContextA", "CryptGetUserKey",
+          "CryptCreateHash", "CryptDestroyKey", "CryptHashData", "CryptSignHashA", "CryptSignHashA"}},
+        {"a verification",
+         [&] { verifier->verifyData(data.get(), signature.get()); },
+         {"CryptAcquireContextA", "CryptGetUserKey", "CryptCreateHash", "CryptHashData",
+          "CryptVerifySignatureA"}},
+        {"a second encryption",
+         [&] { encryptor->encryptData(data.get()); },
+         {"CryptDestroyKey", "CryptReleaseContext", "CryptAcquireContextA", "CryptGetUserKey", "CryptEncrypt",
+          "CryptEncrypt"}},
+        {"a decryption",
+         [&] { decryptor->decryptData(cipher.get()); },
+         {"CryptAcquireContextA", "CryptGetUserKey", "CryptDecrypt"}},
+    };
+    for (auto const& row : rows) {
+        calls.forget();
+        row.run();
+        EXPECT_EQ(calls.names(), row.names) << row.operation;
+    }
+    calls.forget();
+    generator->generateKeyPair();
+    Names made = calls.names();
+    std::erase(made, "CryptGetProvParam");
+    made.resize(4);
+    EXPECT_EQ(made, (Names{"CryptAcquireContextA", "CryptAcquireContextA", "CryptGenKey", "CryptGetUserKey"}))
+        << "the container is made by the second try";
+    EXPECT_EQ(calls.names().back(), "CryptReleaseContext");
+}
+
+TEST_F(Algorithms, WithASignatureKeyAloneVerifyButDontSign) {
+    OwnedProvider provider;
+    OwnedKey made;
+    ASSERT_TRUE(CryptAcquireContextA(provider.receive(), "sign only", MS_ENHANCED_PROV_A, PROV_RSA_FULL,
+                                     CRYPT_NEWKEYSET));
+    ASSERT_TRUE(CryptGenKey(provider.get(), AT_SIGNATURE, CRYPT_EXPORTABLE | 512U << 16, made.receive()));
+    OwnedHash hash;
+    TVKBuffer signature;
+    CapiManagerUtility::signInit(provider.get(), CALG_SHA1, hash.receive());
+    CapiManagerUtility::signUpdate(hash.get(), buffer("x"), true);
+    CapiManagerUtility::signFinal(hash.get(), signature, AT_SIGNATURE);
+    CSPManager manager("", 1);
+    std::unique_ptr<TVKKRYAlgorithmFactory> const factory(manager.getTVKKRYAlgorithmFactory());
+    std::unique_ptr<TVKKeyItem> const item(
+        CspManagerUtility::makeKeyItem(provider.get(), AT_SIGNATURE, true, nullptr));
+    std::unique_ptr<TVKKRYVerificationAlgorithm> const verifier(
+        factory->make_SHA1WithRSA_VerificationAlgorithm(item->getKey()));
+    EXPECT_TRUE(verifier->verifyData(buffer("x").get(), CspManagerUtility::reverseEndian(signature).get()));
+    std::unique_ptr<TVKKRYSignatureAlgorithm> const signer(
+        factory->make_SHA1WithRSA_SignatureAlgorithm(item->getKey()));
+    EXPECT_EQ(raisedBy([&] { signer->signData(buffer("x").get()); }), capi(kManagerUtility, 578015, ""));
 }

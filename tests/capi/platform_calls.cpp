@@ -110,6 +110,7 @@ std::any* PlatformCalls::note(AnyCall call, char const* name, std::vector<std::s
 
 // clang-format off
 CALL(1, CryptDestroyKey, a)
+CALL(1, CryptDestroyHash, a)
 CALL(1, CertFreeCertificateContext, a)
 CALL(1, CertDeleteCertificateFromStore, a)
 CALL(2, CryptReleaseContext, a, b)
