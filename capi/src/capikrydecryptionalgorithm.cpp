@@ -3,7 +3,11 @@
 #include "capimanagerutility.h"
 #include "cspmanagerutility.h"
 #include "keyreference.h"
+#include "platformhandle.h"
 #include "tracing.h"
+
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -15,13 +19,14 @@ CAPIKRYDecryptionAlgorithm::CAPIKRYDecryptionAlgorithm(int algorithmValue, CSPMa
                                                        TVKKRYKey const& referredKey)
     : algorithm(algorithmValue), key(referredKey) {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::ctor");
-    cspManager.reset(duplicateManager(manager));
+    std::unique_ptr<CSPManager> own(duplicateManager(manager));
     requireKeyRecord(key);
+    cspManager = own.release();
 }
 
 CAPIKRYDecryptionAlgorithm::~CAPIKRYDecryptionAlgorithm() {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::dtor");
-    cspManager.reset();
+    delete cspManager;
     releaseHandles();
 }
 
@@ -40,13 +45,13 @@ TVKBuffer CAPIKRYDecryptionAlgorithm::decryptData(TVKASNCBuffer const& data) {
 void CAPIKRYDecryptionAlgorithm::decryptDataInit() {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::decryptDataInit");
     releaseHandles();
-    openReferredKey(key, *cspManager, hCryptProv.receive(), hCryptKey.receive());
+    openReferredKey(key, *cspManager, &hCryptProv, &hCryptKey);
 }
 
 TVKBuffer CAPIKRYDecryptionAlgorithm::decryptDataUpdate(TVKASNCBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::decryptDataUpdate");
     TVKBuffer result;
-    CapiManagerUtility::decryptUpdate(hCryptKey.get(), TVKBuffer(data), result, false);
+    CapiManagerUtility::decryptUpdate(hCryptKey, TVKBuffer(data), result, false);
     return result;
 }
 
@@ -60,13 +65,13 @@ TVKBuffer CAPIKRYDecryptionAlgorithm::decryptData(TVKBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYDecryptionAlgorithm::decryptData");
     TVKBuffer const copy(data);
     TVKBuffer result;
-    CapiManagerUtility::decryptFinal(hCryptKey.get(), copy, result);
+    CapiManagerUtility::decryptFinal(hCryptKey, copy, result);
     return result;
 }
 
 TVKString CAPIKRYDecryptionAlgorithm::getClassName() const { return "CAPIKRYDecryptionAlgorithm"; }
 
 void CAPIKRYDecryptionAlgorithm::releaseHandles() noexcept {
-    hCryptKey.reset();
-    hCryptProv.reset();
+    OwnedProvider const provider(std::exchange(hCryptProv, 0));
+    OwnedKey const keyHandle(std::exchange(hCryptKey, 0));
 }

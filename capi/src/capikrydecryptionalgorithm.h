@@ -1,11 +1,8 @@
 #pragma once
 
 #include "cspmanager.h"
-#include "platformhandle.h"
 
 #include <tvkcore/kry/tvkkryalgorithm.h>
-
-#include <memory>
 
 // RSA PKCS#1 decryption (RFC 8017, 7.2) with a private key that a provider holds.
 class CAPIKRYDecryptionAlgorithm : public TVKKRYDecryptionAlgorithm {
@@ -35,8 +32,8 @@ private:
     void releaseHandles() noexcept;
 
     [[maybe_unused]] int algorithm;
-    std::unique_ptr<CSPManager> cspManager;
+    CSPManager* cspManager = nullptr;
     TVKKRYKey key;
-    OwnedKey hCryptKey;
-    OwnedProvider hCryptProv;
+    HCRYPTKEY hCryptKey = 0;
+    HCRYPTPROV hCryptProv = 0;
 };

@@ -4,7 +4,11 @@
 #include "capimanagerutility.h"
 #include "cspmanagerutility.h"
 #include "keyreference.h"
+#include "platformhandle.h"
 #include "tracing.h"
+
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -19,13 +23,14 @@ CAPIKRYEncryptionAlgorithm::CAPIKRYEncryptionAlgorithm(int algorithmValue, CSPMa
                                                        TVKKRYKey const& referredKey)
     : algorithm(algorithmValue), key(referredKey) {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::ctor");
-    cspManager.reset(duplicateManager(manager));
+    std::unique_ptr<CSPManager> own(duplicateManager(manager));
     requireKeyRecord(key);
+    cspManager = own.release();
 }
 
 CAPIKRYEncryptionAlgorithm::~CAPIKRYEncryptionAlgorithm() {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::dtor");
-    cspManager.reset();
+    delete cspManager;
     releaseHandles();
 }
 
@@ -48,13 +53,13 @@ TVKBuffer CAPIKRYEncryptionAlgorithm::encryptData(TVKASNCBuffer const& data) {
 void CAPIKRYEncryptionAlgorithm::encryptDataInit() {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::encryptDataInit");
     releaseHandles();
-    openReferredKey(key, *cspManager, hCryptProv.receive(), hCryptKey.receive());
+    openReferredKey(key, *cspManager, &hCryptProv, &hCryptKey);
 }
 
 TVKBuffer CAPIKRYEncryptionAlgorithm::encryptDataUpdate(TVKASNCBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::encryptDataUpdate");
     TVKBuffer result;
-    CapiManagerUtility::encryptUpdate(hCryptKey.get(), TVKBuffer(data), result, false);
+    CapiManagerUtility::encryptUpdate(hCryptKey, TVKBuffer(data), result, false);
     return result;
 }
 
@@ -71,13 +76,13 @@ TVKKRYKeyRecoveryBlock* CAPIKRYEncryptionAlgorithm::getKeyRecoveryBlock() {
 TVKBuffer CAPIKRYEncryptionAlgorithm::encryptDataFinal(TVKBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYEncryptionAlgorithm::encryptDataFinal");
     TVKBuffer result;
-    CapiManagerUtility::encryptFinal(hCryptKey.get(), data, result);
+    CapiManagerUtility::encryptFinal(hCryptKey, data, result);
     return result;
 }
 
 TVKString CAPIKRYEncryptionAlgorithm::getClassName() const { return "CAPIKRYEncryptionAlgorithm"; }
 
 void CAPIKRYEncryptionAlgorithm::releaseHandles() noexcept {
-    hCryptKey.reset();
-    hCryptProv.reset();
+    OwnedProvider const provider(std::exchange(hCryptProv, 0));
+    OwnedKey const keyHandle(std::exchange(hCryptKey, 0));
 }

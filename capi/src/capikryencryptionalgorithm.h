@@ -1,11 +1,8 @@
 #pragma once
 
 #include "cspmanager.h"
-#include "platformhandle.h"
 
 #include <tvkcore/kry/tvkkryalgorithm.h>
-
-#include <memory>
 
 // RSA PKCS#1 encryption (RFC 8017, 7.2) with a key that a provider holds. An input of exactly 36 bytes to
 // encryptData is taken for a finished digest, MD5 and SHA-1 side by side, and is signed instead.
@@ -39,8 +36,8 @@ private:
     void releaseHandles() noexcept;
 
     [[maybe_unused]] int algorithm;
-    std::unique_ptr<CSPManager> cspManager;
+    CSPManager* cspManager = nullptr;
     TVKKRYKey key;
-    OwnedKey hCryptKey;
-    OwnedProvider hCryptProv;
+    HCRYPTKEY hCryptKey = 0;
+    HCRYPTPROV hCryptProv = 0;
 };

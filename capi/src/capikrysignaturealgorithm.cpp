@@ -3,7 +3,11 @@
 #include "capimanagerutility.h"
 #include "cspmanagerutility.h"
 #include "keyreference.h"
+#include "platformhandle.h"
 #include "tracing.h"
+
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -26,13 +30,14 @@ CAPIKRYSignatureAlgorithm::CAPIKRYSignatureAlgorithm(int algorithmValue, CSPMana
                                                      TVKKRYKey const& signingKey)
     : algorithm(algorithmValue), key(signingKey) {
     OperationTrace const trace(kSource, "CAPIKRYSignatureAlgorithm::ctor");
-    cspManager.reset(duplicateManager(manager));
+    std::unique_ptr<CSPManager> own(duplicateManager(manager));
     requireKeyRecord(key);
+    cspManager = own.release();
 }
 
 CAPIKRYSignatureAlgorithm::~CAPIKRYSignatureAlgorithm() {
     OperationTrace const trace(kSource, "CAPIKRYSignatureAlgorithm::dtor");
-    cspManager.reset();
+    delete cspManager;
     releaseHandles();
 }
 
@@ -54,26 +59,26 @@ void CAPIKRYSignatureAlgorithm::signDataInit() {
     releaseHandles();
     // The provider signs by key specification: the key handle has done its work when the key was found.
     OwnedKey keyHandle;
-    openReferredKey(key, *cspManager, hCryptProv.receive(), keyHandle.receive());
-    CapiManagerUtility::signInit(hCryptProv.get(), hashOf(algorithm), hCryptHash.receive());
+    openReferredKey(key, *cspManager, &hCryptProv, keyHandle.receive());
+    CapiManagerUtility::signInit(hCryptProv, hashOf(algorithm), &hCryptHash);
     hashData = algorithm != finishedDigest;
 }
 
 void CAPIKRYSignatureAlgorithm::signDataUpdate(TVKASNCBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYSignatureAlgorithm::signDataUpdate");
-    CapiManagerUtility::signUpdate(hCryptHash.get(), TVKBuffer(data), hashData);
+    CapiManagerUtility::signUpdate(hCryptHash, TVKBuffer(data), hashData);
 }
 
 TVKBuffer CAPIKRYSignatureAlgorithm::signDataFinal() {
     OperationTrace const trace(kSource, "CAPIKRYSignatureAlgorithm::signDataFinal");
     TVKBuffer signature;
-    CapiManagerUtility::signFinal(hCryptHash.get(), signature, AT_KEYEXCHANGE);
+    CapiManagerUtility::signFinal(hCryptHash, signature, AT_KEYEXCHANGE);
     return CspManagerUtility::reverseEndian(signature);
 }
 
 TVKString CAPIKRYSignatureAlgorithm::getClassName() const { return "CAPIKRYSignatureAlgorithm"; }
 
 void CAPIKRYSignatureAlgorithm::releaseHandles() noexcept {
-    hCryptHash.reset();
-    hCryptProv.reset();
+    OwnedProvider const provider(std::exchange(hCryptProv, 0));
+    OwnedHash const hash(std::exchange(hCryptHash, 0));
 }

@@ -1,11 +1,8 @@
 #pragma once
 
 #include "cspmanager.h"
-#include "platformhandle.h"
 
 #include <tvkcore/kry/tvkkryalgorithm.h>
-
-#include <memory>
 
 // Signs with a private key that stays in a provider: RFC 8017, 8.2, with the digest that the provider makes,
 // or over a finished digest of 36 bytes, MD5 and SHA-1 side by side, without a DigestInfo. The provider signs
@@ -36,9 +33,9 @@ private:
     void releaseHandles() noexcept;
 
     int algorithm;
-    std::unique_ptr<CSPManager> cspManager;
+    CSPManager* cspManager = nullptr;
     TVKKRYKey key;
     bool hashData = false;
-    OwnedProvider hCryptProv;
-    OwnedHash hCryptHash;
+    HCRYPTPROV hCryptProv = 0;
+    HCRYPTHASH hCryptHash = 0;
 };

@@ -3,7 +3,11 @@
 #include "capimanagerutility.h"
 #include "cspmanagerutility.h"
 #include "keyreference.h"
+#include "platformhandle.h"
 #include "tracing.h"
+
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -15,13 +19,14 @@ CAPIKRYVerificationAlgorithm::CAPIKRYVerificationAlgorithm(int algorithmValue, C
                                                            TVKKRYKey const& verifyingKey)
     : algorithm(algorithmValue), key(verifyingKey) {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::ctor");
-    cspManager.reset(duplicateManager(manager));
+    std::unique_ptr<CSPManager> own(duplicateManager(manager));
     requireKeyRecord(key);
+    cspManager = own.release();
 }
 
 CAPIKRYVerificationAlgorithm::~CAPIKRYVerificationAlgorithm() {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::dtor");
-    cspManager.reset();
+    delete cspManager;
     releaseHandles();
 }
 
@@ -41,26 +46,25 @@ bool CAPIKRYVerificationAlgorithm::verifyData(TVKASNCBuffer const& data, TVKASNC
 void CAPIKRYVerificationAlgorithm::verifyDataInit() {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::verifyDataInit");
     releaseHandles();
-    openReferredKey(key, *cspManager, hCryptProv.receive(), hCryptKey.receive());
-    CapiManagerUtility::verifyInit(hCryptProv.get(), algorithm == md5 ? CALG_MD5 : CALG_SHA1,
-                                   hCryptHash.receive());
+    openReferredKey(key, *cspManager, &hCryptProv, &hCryptKey);
+    CapiManagerUtility::verifyInit(hCryptProv, algorithm == md5 ? CALG_MD5 : CALG_SHA1, &hCryptHash);
 }
 
 void CAPIKRYVerificationAlgorithm::verifyDataUpdate(TVKASNCBuffer const& data) {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::verifyDataUpdate");
-    CapiManagerUtility::verifyUpdate(hCryptHash.get(), TVKBuffer(data));
+    CapiManagerUtility::verifyUpdate(hCryptHash, TVKBuffer(data));
 }
 
 bool CAPIKRYVerificationAlgorithm::verifyDataFinal(TVKASNCBuffer const& signature) {
     OperationTrace const trace(kSource, "CAPIKRYVerificationAlgorithm::verifyDataFinal");
-    return CapiManagerUtility::verifyFinal(
-        hCryptHash.get(), CspManagerUtility::reverseEndian(TVKBuffer(signature)), hCryptKey.get());
+    return CapiManagerUtility::verifyFinal(hCryptHash, CspManagerUtility::reverseEndian(TVKBuffer(signature)),
+                                           hCryptKey);
 }
 
 TVKString CAPIKRYVerificationAlgorithm::getClassName() const { return "CAPIKRYVerificationAlgorithm"; }
 
 void CAPIKRYVerificationAlgorithm::releaseHandles() noexcept {
-    hCryptHash.reset();
-    hCryptKey.reset();
-    hCryptProv.reset();
+    OwnedProvider const provider(std::exchange(hCryptProv, 0));
+    OwnedKey const keyHandle(std::exchange(hCryptKey, 0));
+    OwnedHash const hash(std::exchange(hCryptHash, 0));
 }

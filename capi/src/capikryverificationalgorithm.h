@@ -1,11 +1,8 @@
 #pragma once
 
 #include "cspmanager.h"
-#include "platformhandle.h"
 
 #include <tvkcore/kry/tvkkryalgorithm.h>
-
-#include <memory>
 
 // Checks signatures (RFC 8017, 8.2) with the public half of a key pair that a provider holds. Signatures run
 // from the most significant byte to the least.
@@ -36,9 +33,9 @@ private:
     void releaseHandles() noexcept;
 
     int algorithm;
-    std::unique_ptr<CSPManager> cspManager;
+    CSPManager* cspManager = nullptr;
     TVKKRYKey key;
-    OwnedProvider hCryptProv;
-    OwnedKey hCryptKey;
-    OwnedHash hCryptHash;
+    HCRYPTPROV hCryptProv = 0;
+    HCRYPTKEY hCryptKey = 0;
+    HCRYPTHASH hCryptHash = 0;
 };

@@ -1,11 +1,16 @@
 #include "capimanagerutility.h"
 
+#include "capiglobal.h"
+#include "cspmanager.h"
+#include "cspmanagerutility.h"
 #include "failure.h"
 #include "platformhandle.h"
 #include "tracing.h"
 #include "widetext.h"
 
+#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
 #include <tvkcore/base/tvkwideinterntable.h>
+#include <tvkcore/kry/tvkkrykey.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -462,17 +467,34 @@ bool CapiManagerUtility::getCertFriendlyName(PCCERT_CONTEXT cert, TVKBuffer& nam
     return false;
 }
 
-bool CapiManagerUtility::setCertFriendlyName(PCCERT_CONTEXT cert, TVKString const& name) {
-    OperationTrace const trace(kSource, "CapiManagerUtility::setCertFriendlyName");
-    std::size_t const characters = name.length() + std::size_t{1};
-    auto const wide = std::make_unique<wchar_t[]>(characters);
+namespace {
+
+// A wide copy of a text, from CapiManagerUtility::convertWildChar.
+struct WideDeleter {
+    void operator()(wchar_t* text) const { ::operator delete(text); }
+};
+using WideText = std::unique_ptr<wchar_t, WideDeleter>;
+
+// Sets the friendly name to a text of `length` narrow characters. `wide` has room for as many and a
+// terminator, zero behind the text.
+void storeFriendlyName(PCCERT_CONTEXT cert, wchar_t* wide, unsigned long length) {
     CRYPT_DATA_BLOB blob;
-    blob.cbData = static_cast<DWORD>(characters * sizeof(wchar_t));
-    blob.pbData = reinterpret_cast<BYTE*>(wide.get());
-    if (!widen(name, wide.get()) ||
-        !CertSetCertificateContextProperty(cert, CERT_FRIENDLY_NAME_PROP_ID, 0, &blob)) {
+    blob.cbData = static_cast<DWORD>((length + std::size_t{1}) * sizeof(wchar_t));
+    blob.pbData = reinterpret_cast<BYTE*>(wide);
+    if (!CertSetCertificateContextProperty(cert, CERT_FRIENDLY_NAME_PROP_ID, 0, &blob)) {
         raise(kSource, errorAddFailed, "add certificate label fail");
     }
+}
+
+} // namespace
+
+bool CapiManagerUtility::setCertFriendlyName(PCCERT_CONTEXT cert, TVKString const& name) {
+    OperationTrace const trace(kSource, "CapiManagerUtility::setCertFriendlyName");
+    auto const wide = std::make_unique<wchar_t[]>(name.length() + std::size_t{1});
+    if (!widen(name, wide.get())) {
+        raise(kSource, errorAddFailed, "add certificate label fail");
+    }
+    storeFriendlyName(cert, wide.get(), name.length());
     return true;
 }
 
@@ -541,4 +563,126 @@ bool CapiManagerUtility::deleteCertificate(PCCERT_CONTEXT cert) {
         raise(kSource, errorCancelled, "delete certificate");
     }
     raise(kSource, errorDeleteFailed, "failed in CertDeleteCertificate()");
+}
+
+// ---- Adding ----
+
+HCRYPTPROV CapiManagerUtility::addPrivateKey(TVKKRYKey const& key) {
+    OperationTrace const trace(kSource, "CapiManagerUtility::addPrivateKey");
+    if (key.getFormat() == TVKKRYKey::KeyRecord) {
+        TVKCAPIASNKeyRecord const record(key.getKeyBlob());
+        OwnedProvider provider;
+        OwnedKey keyHandle;
+        DWORD keySpec = 0;
+        CspManagerUtility::getCapiKeyProv(record.getObjectId(), provider.receive(), &keySpec,
+                                          keyHandle.receive(), false);
+        keyHandle.reset();
+        return provider.release();
+    }
+    CRYPT_PKCS8_IMPORT_PARAMS parameters;
+    std::memset(&parameters, 0, sizeof parameters);
+    parameters.PrivateKey.cbData = lengthOf(key.getKeyBlob());
+    parameters.PrivateKey.pbData = storageOf(key.getKeyBlob());
+    parameters.pResolvehCryptProvFunc = cryptResolvehCryptProvFunc;
+    parameters.pVoidResolveFunc = reinterpret_cast<void*>(&voidResolveFunc);
+    HCRYPTPROV provider = 0;
+    if (!CryptImportPKCS8(parameters, CRYPT_EXPORTABLE, &provider, nullptr)) {
+        auto const error = static_cast<unsigned int>(GetLastError());
+        char text[64];
+        std::snprintf(text, sizeof text, "Import private key fail. return values rc=0x%x", error);
+        raise(kSource, errorAddFailed, text);
+    }
+    return provider;
+}
+
+BOOL WINAPI CapiManagerUtility::cryptResolvehCryptProvFunc(CRYPT_PRIVATE_KEY_INFO* /*keyInfo*/,
+                                                           HCRYPTPROV* provider, void* context) {
+    OperationTrace const trace(kSource, "CapiManagerUtility::cryptResolvehCryptProvFunc");
+    if (context != nullptr) {
+        voidResolveFunc();
+    }
+    TVKString const container = CspManagerUtility::makeDefaultLabel(s_containerName);
+    if (context != nullptr) {
+        voidResolveFunc();
+    }
+    if (!CryptAcquireContextA(provider, container.c_str(), s_cspName.c_str(), PROV_RSA_FULL,
+                              CRYPT_NEWKEYSET)) {
+        raiseWithLastError(kSource, errorKeyNotReached, "CryptAcquireContext() return values rc=0x");
+    }
+    return TRUE;
+}
+
+unsigned long CapiManagerUtility::voidResolveFunc() {
+    OperationTrace const trace(kSource, "CapiManagerUtility::voidResolveFunc");
+    return 0;
+}
+
+namespace {
+
+[[noreturn]] void raiseNotAdded() {
+    raise(kSource, GetLastError() == ERROR_CANCELLED ? errorCancelled : errorAddFailed, "add certificate");
+}
+
+// Ties a certificate to the exchange key of the provider handle's container. The certificate's context takes
+// the handle over.
+void storeKey(PCCERT_CONTEXT cert, TVKString const& cspName, OwnedProvider& provider) {
+    TVKString containerName;
+    CapiManagerUtility::getProvParam(provider.get(), PP_CONTAINER, containerName);
+    WideText const wideContainer(CapiManagerUtility::convertWildChar(containerName));
+    WideText const wideProvider(CapiManagerUtility::convertWildChar(cspName));
+    CRYPT_KEY_PROV_INFO info;
+    std::memset(&info, 0, sizeof info);
+    info.pwszContainerName = wideContainer.get();
+    info.pwszProvName = wideProvider.get();
+    info.dwProvType = PROV_RSA_FULL;
+    info.dwFlags = CERT_SET_KEY_CONTEXT_PROP_ID;
+    info.dwKeySpec = AT_KEYEXCHANGE;
+    if (!CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
+        raise(kSource, errorAddFailed, "add certificate key info property fail");
+    }
+    CERT_KEY_CONTEXT context;
+    std::memset(&context, 0, sizeof context);
+    context.cbSize = sizeof context;
+    context.hCryptProv = provider.get();
+    context.dwKeySpec = AT_KEYEXCHANGE;
+    if (!CertSetCertificateContextProperty(cert, CERT_KEY_CONTEXT_PROP_ID, 0, &context)) {
+        raise(kSource, errorAddFailed, "add certificate key context fail");
+    }
+    provider.release();
+}
+
+} // namespace
+
+bool CapiManagerUtility::addCertificate(CSPManager& manager, unsigned long encodingType, TVKBuffer const& der,
+                                        TVKString const& label, unsigned long disposition,
+                                        TVKKRYKey const& key, bool withKey) {
+    OperationTrace const trace(kSource, "CapiManagerUtility::addCertificate");
+    // Nothing is changed for a label that can't be set.
+    if (!widen(label, std::make_unique<wchar_t[]>(label.length() + std::size_t{1}).get())) {
+        raiseNotConvertible();
+    }
+    HCERTSTORE store = manager.getSystemStore();
+    TVKString const cspName = manager.getCSPName();
+    OwnedProvider provider;
+    OwnedStore personal;
+    if (withKey) {
+        provider.reset(addPrivateKey(key));
+        personal.reset(CertOpenSystemStoreA(provider.get(), kPersonalStore));
+        // The platform would take no store for a wish for a certificate outside of every store.
+        if (!personal.isSet()) {
+            raiseNotAdded();
+        }
+        store = personal.get();
+    }
+    OwnedCertificate added;
+    if (!CertAddEncodedCertificateToStore(store, toDword(encodingType), der.getValue(), lengthOf(der),
+                                          toDword(disposition), added.receive())) {
+        raiseNotAdded();
+    }
+    WideText const wide(convertWildChar(label));
+    storeFriendlyName(added.get(), wide.get(), label.length());
+    if (withKey) {
+        storeKey(added.get(), cspName, provider);
+    }
+    return true;
 }

@@ -8,6 +8,9 @@
 
 #include <wincrypt.h>
 
+class CSPManager;
+class TVKKRYKey;
+
 // The one place that talks to the platform's providers and certificate stores. Holds no state. Handles and
 // contexts that an operation gives back belong to the caller; those passed in stay the caller's unless told
 // otherwise. Operations that give bool false read the platform's last error for the caller's use where
@@ -132,4 +135,31 @@ public:
     // Deletes the certificate from its store; the context is released whatever the result. Throws 578008, or
     // 578010 when the user refused.
     static bool deleteCertificate(PCCERT_CONTEXT cert);
+
+    // ---- Adding ----
+
+    // Brings a key into a provider and gives a handle on its container. A reference is followed to where the
+    // key is; every other key is taken for an unencrypted PKCS#8 PrivateKeyInfo (RFC 5208), RSA, and is
+    // imported, exportable, into a new container of the provider of the CSPManager that was constructed last.
+    // Throws 578006 when the import fails, with nothing of the key left; 578012 when a reference leads
+    // nowhere or the container can't be made.
+    static HCRYPTPROV addPrivateKey(TVKKRYKey const& key);
+
+    // Adds a certificate, `der`, with `label` as its friendly name: without a key to the manager's store,
+    // with a key to the user's "MY", whatever store the manager has, and tied to the key's container there.
+    // `disposition` as the platform's CERT_STORE_ADD_*; `key` is looked at with `withKey` alone. True or an
+    // exception: TVKException TVKCORE_TEXT_NOT_CONVERTIBLE for a label that isn't UTF-8 text, with nothing
+    // changed; 578006 or, when the user refused, 578010. No step undoes an earlier one: once imported the key
+    // stays, and once added so does the certificate.
+    static bool addCertificate(CSPManager& manager, unsigned long encodingType, TVKBuffer const& der,
+                               TVKString const& label, unsigned long disposition, TVKKRYKey const& key,
+                               bool withKey);
+
+    // The platform's question for a provider during an import: answers with a new container, named after that
+    // of the CSPManager that was constructed last. Throws 578012 through the platform's call.
+    static BOOL WINAPI cryptResolvehCryptProvFunc(CRYPT_PRIVATE_KEY_INFO* keyInfo, HCRYPTPROV* provider,
+                                                  void* context);
+
+    // What the import hands to the question as its context. Does nothing and gives 0.
+    static unsigned long voidResolveFunc();
 };

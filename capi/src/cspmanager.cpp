@@ -8,6 +8,7 @@
 #include "platformhandle.h"
 #include "tracing.h"
 
+#include <tvkcore/asn/tvkasnutility.h>
 #include <tvkcore/asn/tvkcapiasnkeyrecord.h>
 #include <tvkcore/base/tvkexception.h>
 
@@ -322,14 +323,49 @@ unsigned int CSPManager::insertItem(TVKKeyCertReqItem& /*item*/) {
     return 0;
 }
 
-unsigned int CSPManager::insertItem(TVKKeyCertItem& /*item*/) {
-    OperationTrace const trace(kSource, "CSPManager::insertItem(TVKKeyCertItem)");
-    raiseNotAvailable("inserting an item");
+namespace {
+
+// The item of the manager's store whose unsigned certificate is the item's, or null. Throws the toolkit's
+// exception for a certificate that doesn't decode.
+template <typename Item>
+std::unique_ptr<TVKCertItem> findSame(CSPManager& manager, Item const& item) {
+    auto const certificate = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(item.getCertificateDER().get(), *certificate);
+    return std::unique_ptr<TVKCertItem>(CspManagerUtility::findCertificate<TVKCertItem>(
+        manager, nullptr, searchUnsignedCertificate, certificate->tbsCertificate));
 }
 
-unsigned int CSPManager::insertItem(TVKCertItem& /*item*/) {
+bool add(CSPManager& manager, TVKCertItem const& item, bool addNew) {
+    return CspManagerUtility::addCertificate(manager, item, item.getLabelAsString(), addNew);
+}
+
+bool add(CSPManager& manager, TVKKeyCertItem const& item, bool addNew) {
+    return CspManagerUtility::addCertificate(manager, item, item.getLabelAsString(), addNew, item.getKey());
+}
+
+template <typename Item>
+unsigned int insertNew(CSPManager& manager, Item const& item) {
+    if (findSame(manager, item) != nullptr) {
+        raise(kSource, errorCertificateNotCreated, "certificate exist");
+    }
+    return add(manager, item, true) ? 1 : 0;
+}
+
+template <typename Item>
+unsigned int updateExisting(CSPManager& manager, Item const& item) {
+    return findSame(manager, item) != nullptr && add(manager, item, false) ? 1 : 0;
+}
+
+} // namespace
+
+unsigned int CSPManager::insertItem(TVKKeyCertItem& item) {
+    OperationTrace const trace(kSource, "CSPManager::insertItem(TVKKeyCertItem)");
+    return insertNew(*this, item);
+}
+
+unsigned int CSPManager::insertItem(TVKCertItem& item) {
     OperationTrace const trace(kSource, "CSPManager::insertItem(TVKCertItem)");
-    raiseNotAvailable("inserting an item");
+    return insertNew(*this, item);
 }
 
 unsigned int CSPManager::insertItem(TVKKeyItem& /*item*/) {
@@ -347,14 +383,14 @@ unsigned int CSPManager::updateItem(TVKKeyCertReqItem& /*item*/, unsigned long /
     return 0;
 }
 
-unsigned int CSPManager::updateItem(TVKKeyCertItem& /*item*/, unsigned long /*reserved*/) {
+unsigned int CSPManager::updateItem(TVKKeyCertItem& item, unsigned long /*reserved*/) {
     OperationTrace const trace(kSource, "CSPManager::updateItem(TVKKeyCertItem)");
-    raiseNotAvailable("updating an item");
+    return updateExisting(*this, item);
 }
 
-unsigned int CSPManager::updateItem(TVKCertItem& /*item*/, unsigned long /*reserved*/) {
+unsigned int CSPManager::updateItem(TVKCertItem& item, unsigned long /*reserved*/) {
     OperationTrace const trace(kSource, "CSPManager::updateItem(TVKCertItem)");
-    raiseNotAvailable("updating an item");
+    return updateExisting(*this, item);
 }
 
 unsigned int CSPManager::updateItem(TVKKeyItem& /*item*/, unsigned long /*reserved*/) {
@@ -410,14 +446,26 @@ unsigned int CSPManager::deleteItem(TVKKeyCertReqItem& /*item*/) {
     return 0;
 }
 
-unsigned int CSPManager::deleteItem(TVKKeyCertItem& /*item*/) {
+unsigned int CSPManager::deleteItem(TVKKeyCertItem& item) {
     OperationTrace const trace(kSource, "CSPManager::deleteItem(TVKKeyCertItem)");
-    raiseNotAvailable("deleting an item");
+    TVKCertItem const& certItem = item.getCertItem();
+    if (!CspManagerUtility::deleteCertificate(getSystemStore(), certItem, false)) {
+        return 0;
+    }
+    if (isHardwareCSP()) {
+        // The certificate stands in the user's "MY" too. Its key went with the card's.
+        bool joined = false;
+        OwnedStore const personal(CapiManagerUtility::openCertStore(0, kPersonalStore, &joined));
+        if (personal.isSet()) {
+            CspManagerUtility::deleteCertificate(personal.get(), certItem, true);
+        }
+    }
+    return 1;
 }
 
-unsigned int CSPManager::deleteItem(TVKCertItem& /*item*/) {
+unsigned int CSPManager::deleteItem(TVKCertItem& item) {
     OperationTrace const trace(kSource, "CSPManager::deleteItem(TVKCertItem)");
-    raiseNotAvailable("deleting an item");
+    return CspManagerUtility::deleteCertificate(getSystemStore(), item, false) ? 1 : 0;
 }
 
 unsigned int CSPManager::deleteItem(TVKKeyItem& /*item*/) {
@@ -450,13 +498,26 @@ TVKKRYAlgorithmFactory* CSPManager::getTVKKRYAlgorithmFactory() {
     return new CAPIKRYAlgorithmFactory(*this);
 }
 
-TVKKeyCertItem* CSPManager::createSelfSignCertificate(TVKString const& /*label*/,
-                                                      TVKBuffer const& /*subject*/,
-                                                      TVKASNValidity const& /*validity*/,
-                                                      TVKASNAlgorithmID const& /*algorithm*/,
+TVKKeyCertItem* CSPManager::createSelfSignCertificate(TVKString const& label, TVKBuffer const& subject,
+                                                      TVKASNValidity const& validity,
+                                                      TVKASNAlgorithmID const& algorithm,
                                                       TVKBuffer const& /*extra*/) {
     OperationTrace const trace(kSource, "CSPManager::createSelfSignCertificate()");
-    raiseNotAvailable("creating a certificate");
+    TVKString const name = getCSPName();
+    OwnedProvider provider;
+    if (!CapiManagerUtility::getCSPHandle(provider.receive(), label.c_str(), name.c_str(), PROV_RSA_FULL,
+                                          CRYPT_NEWKEYSET)) {
+        raiseWithLastError(kSource, errorCertificateNotCreated,
+                           "Create self sign certificate fail. return values rc=0x");
+    }
+    HCRYPTPROV handle = provider.get();
+    OwnedCertificate const cert(
+        CspManagerUtility::createSelfSignCertificate(&handle, label, subject, validity, algorithm));
+    if (!cert.isSet()) {
+        return nullptr;
+    }
+    std::unique_ptr<TVKKeyCertItem> item(CspManagerUtility::makeKeyCertItem(cert.get()));
+    return item.release();
 }
 
 // ---- Attributes ----

@@ -574,3 +574,126 @@ TVKKeyItem* CspManagerUtility::makeKeyItem(CSPManager& manager, PCCERT_CONTEXT c
                  subjectImageOf(cert));
     return new TVKKeyItem(key, label);
 }
+
+// ---- Change ----
+
+namespace {
+
+unsigned long dispositionOf(bool addNew) {
+    return addNew ? CERT_STORE_ADD_NEW : CERT_STORE_ADD_REPLACE_EXISTING;
+}
+
+std::unique_ptr<TVKASNx509Certificate> decoded(TVKCertItem const& item) {
+    auto certificate = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(item.getCertificateDER().get(), *certificate);
+    return certificate;
+}
+
+// The first certificate of the store with this signature, or none.
+OwnedCertificate findBySignature(HCERTSTORE store, TVKASNObject const& signature) {
+    OwnedCertificate cert;
+    do {
+        cert = OwnedCertificate(CapiManagerUtility::findCertificateInStore(
+            store, CapiManagerUtility::encoding, 0, CERT_FIND_ANY, nullptr, cert.release()));
+        if (!cert.isSet()) {
+            break;
+        }
+        std::unique_ptr<TVKCertItem> const item(CspManagerUtility::makeCertItem(cert.get()));
+        if (CspManagerUtility::compareSignature(*decoded(*item), signature)) {
+            break;
+        }
+    } while (true);
+    return cert;
+}
+
+} // namespace
+
+bool CspManagerUtility::addCertificate(CSPManager& manager, TVKCertItem const& item, TVKString const& label,
+                                       bool addNew) {
+    OperationTrace const trace(kSource, "CspManagerUtility::addCertificate");
+    return CapiManagerUtility::addCertificate(manager, CapiManagerUtility::encoding, item.getCertificateDER(),
+                                              label, dispositionOf(addNew), TVKKRYKey(), false);
+}
+
+bool CspManagerUtility::addCertificate(CSPManager& manager, TVKKeyCertItem const& item,
+                                       TVKString const& label, bool addNew, TVKKRYKey const& key) {
+    OperationTrace const trace(kSource, "CspManagerUtility::addCertificate");
+    return CapiManagerUtility::addCertificate(manager, CapiManagerUtility::encoding, item.getCertificateDER(),
+                                              label, dispositionOf(addNew), key, true);
+}
+
+bool CspManagerUtility::deleteCertificate(HCERTSTORE store, TVKCertItem const& item, bool keepKey) {
+    OperationTrace const trace(kSource, "CspManagerUtility::deleteCertificate");
+    std::unique_ptr<TVKASNx509Certificate> const target = decoded(item);
+    OwnedCertificate cert = findBySignature(store, target->signature);
+    if (!cert.isSet()) {
+        return false;
+    }
+    TVKBuffer keyProvInfo;
+    if (CapiManagerUtility::isCertWithPrivateKey(cert.get(), keyProvInfo) && !keepKey) {
+        HCRYPTPROV provider = 0;
+        HCRYPTKEY key = 0;
+        DWORD keySpec = 0;
+        getCapiKeyProv(keyProvInfo, &provider, &keySpec, &key, true);
+    }
+    return CapiManagerUtility::deleteCertificate(cert.release());
+}
+
+namespace {
+
+bool isAlgorithm(TVKASNAlgorithmID const& algorithm, unsigned long const* arcs) {
+    return algorithm.algorithm.is_equal(arcs, 7);
+}
+
+SYSTEMTIME endOf(TVKASNValidity const& validity) {
+    struct tm end = {};
+    int const status = validity.notAfter.get_value(end);
+    if (status != TVKASN_OK) {
+        throw TVKASNException(kSource.path, __LINE__, status, TVKString());
+    }
+    SYSTEMTIME result;
+    std::memset(&result, 0, sizeof result);
+    result.wYear = static_cast<WORD>(end.tm_year + 1900);
+    result.wMonth = static_cast<WORD>(end.tm_mon + 1);
+    result.wDayOfWeek = static_cast<WORD>(end.tm_wday);
+    result.wDay = static_cast<WORD>(end.tm_mday);
+    result.wHour = static_cast<WORD>(end.tm_hour);
+    result.wMinute = static_cast<WORD>(end.tm_min);
+    result.wSecond = static_cast<WORD>(end.tm_sec);
+    return result;
+}
+
+} // namespace
+
+PCCERT_CONTEXT CspManagerUtility::createSelfSignCertificate(HCRYPTPROV* provider, TVKString const& label,
+                                                            TVKBuffer const& subject,
+                                                            TVKASNValidity const& validity,
+                                                            TVKASNAlgorithmID const& algorithm) {
+    OperationTrace const trace(kSource, "CspManagerUtility::createSelfSignCertificate");
+    TVKString providerName;
+    TVKString containerName;
+    CapiManagerUtility::getProvParam(*provider, PP_NAME, providerName);
+    CapiManagerUtility::getProvParam(*provider, PP_CONTAINER, containerName);
+    CRYPT_KEY_PROV_INFO info;
+    std::memset(&info, 0, sizeof info);
+    info.pwszContainerName = widenForGood(containerName);
+    info.pwszProvName = widenForGood(providerName);
+    info.dwProvType = PROV_RSA_FULL;
+    info.dwKeySpec = AT_KEYEXCHANGE;
+    char md5[] = szOID_RSA_MD5RSA;
+    char sha1[] = szOID_RSA_SHA1RSA;
+    CRYPT_ALGORITHM_IDENTIFIER algorithmId;
+    std::memset(&algorithmId, 0, sizeof algorithmId);
+    if (isAlgorithm(algorithm, TVKASNOID::VALUE_MD5WithRSASignature)) {
+        algorithmId.pszObjId = md5;
+    } else if (isAlgorithm(algorithm, TVKASNOID::VALUE_SHA1WithRSASignature)) {
+        algorithmId.pszObjId = sha1;
+    }
+    SYSTEMTIME endTime = endOf(validity);
+    OwnedCertificate cert(
+        CapiManagerUtility::createSelfSignCertificate(subject, &info, &algorithmId, &endTime));
+    if (cert.isSet()) {
+        CapiManagerUtility::setCertFriendlyName(cert.get(), label);
+    }
+    return cert.release();
+}

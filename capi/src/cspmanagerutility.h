@@ -115,6 +115,32 @@ public:
     // A key item with a reference to the certificate's key by certificate identifier, which means something
     // only while the context lives.
     static TVKKeyItem* makeKeyItem(CSPManager& manager, PCCERT_CONTEXT cert);
+
+    // ---- Change ----
+
+    // Adds an item's certificate to the manager's store under a label, or, with a key, to the user's "MY".
+    // With `addNew` one that the store has already is refused, otherwise it is replaced. Always true. Throws
+    // as CapiManagerUtility::addCertificate.
+    static bool addCertificate(CSPManager& manager, TVKCertItem const& item, TVKString const& label,
+                               bool addNew);
+    static bool addCertificate(CSPManager& manager, TVKKeyCertItem const& item, TVKString const& label,
+                               bool addNew, TVKKRYKey const& key);
+
+    // Deletes the first certificate of the store whose signature is that of the item's, after its key's
+    // container unless `keepKey`. False when the store has none. Throws 578012 with the certificate still
+    // there; 578008 or 578010 when the key is gone and the certificate isn't; the toolkit's exception for a
+    // certificate on the way that doesn't decode.
+    static bool deleteCertificate(HCERTSTORE store, TVKCertItem const& item, bool keepKey);
+
+    // Makes a self-signed certificate with the exchange key of the container that `*provider` is open on,
+    // which stays the caller's, and adds it to the user's "MY" with `label` as its friendly name. `subject`
+    // is the DER encoding of a Name (RFC 5280, 4.1.2.4); of `validity` the end alone is used; signed with MD5
+    // or SHA-1 where `algorithm` names one of these with RSA, otherwise as the platform does by default. The
+    // context is the caller's. Throws 578006, with the certificate in the store when only the name couldn't
+    // be set; TVKASNException for an end of validity without a time.
+    static PCCERT_CONTEXT createSelfSignCertificate(HCRYPTPROV* provider, TVKString const& label,
+                                                    TVKBuffer const& subject, TVKASNValidity const& validity,
+                                                    TVKASNAlgorithmID const& algorithm);
 };
 
 template <>
