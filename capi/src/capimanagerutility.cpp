@@ -623,11 +623,16 @@ namespace {
     raise(kSource, GetLastError() == ERROR_CANCELLED ? errorCancelled : errorAddFailed, "add certificate");
 }
 
+constexpr char kKeyInfoNotSet[] = "add certificate key info property fail";
+
 // Ties a certificate to the exchange key of the provider handle's container. The certificate's context takes
 // the handle over.
 void storeKey(PCCERT_CONTEXT cert, TVKString const& cspName, OwnedProvider& provider) {
     TVKString containerName;
-    CapiManagerUtility::getProvParam(provider.get(), PP_CONTAINER, containerName);
+    // Without its name the certificate would be tied to another container, the default one.
+    if (!CapiManagerUtility::getProvParam(provider.get(), PP_CONTAINER, containerName)) {
+        raise(kSource, errorAddFailed, kKeyInfoNotSet);
+    }
     WideText const wideContainer(CapiManagerUtility::convertWildChar(containerName));
     WideText const wideProvider(CapiManagerUtility::convertWildChar(cspName));
     CRYPT_KEY_PROV_INFO info;
@@ -638,7 +643,7 @@ void storeKey(PCCERT_CONTEXT cert, TVKString const& cspName, OwnedProvider& prov
     info.dwFlags = CERT_SET_KEY_CONTEXT_PROP_ID;
     info.dwKeySpec = AT_KEYEXCHANGE;
     if (!CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
-        raise(kSource, errorAddFailed, "add certificate key info property fail");
+        raise(kSource, errorAddFailed, kKeyInfoNotSet);
     }
     CERT_KEY_CONTEXT context;
     std::memset(&context, 0, sizeof context);

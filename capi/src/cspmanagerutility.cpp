@@ -672,8 +672,11 @@ PCCERT_CONTEXT CspManagerUtility::createSelfSignCertificate(HCRYPTPROV* provider
     OperationTrace const trace(kSource, "CspManagerUtility::createSelfSignCertificate");
     TVKString providerName;
     TVKString containerName;
-    CapiManagerUtility::getProvParam(*provider, PP_NAME, providerName);
-    CapiManagerUtility::getProvParam(*provider, PP_CONTAINER, containerName);
+    // Without these names the certificate would be made with another key, that of the default container.
+    if (!CapiManagerUtility::getProvParam(*provider, PP_NAME, providerName) ||
+        !CapiManagerUtility::getProvParam(*provider, PP_CONTAINER, containerName)) {
+        raiseWithLastError(kSource, errorAddFailed, "create self sign certificate fail. return values rc=0x");
+    }
     CRYPT_KEY_PROV_INFO info;
     std::memset(&info, 0, sizeof info);
     info.pwszContainerName = widenForGood(containerName);

@@ -6,12 +6,43 @@
 #include <sstream>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 
 namespace capi_tests {
 
 namespace {
 
 thread_local bool t_isInside = false;
+thread_local PCRYPT_RESOLVE_HCRYPTPROV_FUNC t_resolve = nullptr;
+
+// Sets where the thread's calls come from, while it lives.
+class Inside {
+public:
+    explicit Inside(bool isInside) : m_before(std::exchange(t_isInside, isInside)) {}
+    ~Inside() { t_isInside = m_before; }
+
+private:
+    bool m_before;
+};
+
+// The layer's question to the module during an import.
+BOOL CALLBACK resolveOutside(CRYPT_PRIVATE_KEY_INFO* info, HCRYPTPROV* provider, LPVOID context) {
+    Inside const outside(false);
+    return t_resolve(info, provider, context);
+}
+
+// Frees the argument that a call frees whatever happens.
+template <typename Argument>
+void freeTaken(PlatformCalls::AnyCall call, Argument argument) {
+    if constexpr (std::is_same_v<Argument, PCCERT_CONTEXT>) {
+        bool const takes = call == PlatformCalls::keyOf(CertFindCertificateInStore) ||
+                           call == PlatformCalls::keyOf(CertEnumCertificatesInStore) ||
+                           call == PlatformCalls::keyOf(CertDeleteCertificateFromStore);
+        if (takes && argument != nullptr) {
+            CertFreeCertificateContext(argument);
+        }
+    }
+}
 
 template <typename Value>
 std::string shown(Value value) {
@@ -22,6 +53,8 @@ std::string shown(Value value) {
         number < 0x10000 ? text << std::hex << number : text << '"' << value << '"';
     } else if constexpr (std::is_pointer_v<Value> || std::is_same_v<Value, ULONG_PTR>) {
         text << (value == Value{} ? "0" : "set");
+    } else if constexpr (std::is_class_v<Value>) {
+        text << "set";
     } else {
         text << std::hex << +value;
     }
@@ -47,12 +80,14 @@ auto pass(char const* name, Arguments... arguments) {
     if (t_isInside) {
         return real(arguments...);
     }
-    struct Inside {
-        Inside() { t_isInside = true; }
-        ~Inside() { t_isInside = false; }
-    } const inside;
+    Inside const inside(true);
     std::any* const answer =
         PlatformCalls::instance().note(PlatformCalls::keyOf(Call), name, {shown(arguments)...});
+    if (long const* error = std::any_cast<long>(answer)) {
+        (freeTaken(PlatformCalls::keyOf(Call), arguments), ...);
+        SetLastError(static_cast<DWORD>(*error));
+        return decltype(Call(arguments...)){};
+    }
     using Answer = std::function<decltype(Call(arguments...))(Arguments...)>;
     return answer == nullptr ? real(arguments...) : std::any_cast<Answer&>(*answer)(arguments...);
 }
@@ -72,6 +107,23 @@ void PlatformCalls::forget() {
 void PlatformCalls::reset() {
     forget();
     m_rules.clear();
+    m_untilFailure = 0;
+}
+
+void PlatformCalls::failNumber(unsigned number, long error) {
+    m_untilFailure = number;
+    m_failure = error;
+    m_failed.clear();
+}
+
+std::any* PlatformCalls::failureOf(std::string const& name) {
+    bool const releases = name.find("Free") != name.npos || name.find("Destroy") != name.npos ||
+                          name.find("Release") != name.npos || name.find("Close") != name.npos;
+    if (m_untilFailure == 0 || releases || --m_untilFailure != 0) {
+        return nullptr;
+    }
+    m_failed = name;
+    return &m_failure;
 }
 
 std::any* PlatformCalls::note(AnyCall call, char const* name, std::vector<std::string> const& arguments) {
@@ -83,7 +135,7 @@ std::any* PlatformCalls::note(AnyCall call, char const* name, std::vector<std::s
     m_arguments[call].push_back(text);
     auto const rule = m_rules.find(call);
     if (rule == m_rules.end()) {
-        return nullptr;
+        return failureOf(name);
     }
     auto& [nth, seen, answer] = rule->second;
     return ++seen == nth || nth == 0 ? &answer : nullptr;
@@ -134,6 +186,7 @@ CALL(5, CryptCreateHash, a, b, c, d, e)
 CALL(5, CertOpenStore, a, b, c, d, e)
 CALL(5, CryptExportPublicKeyInfo, a, b, c, d, e)
 CALL(5, CryptEncodeObject, a, b, c, d, e)
+CALL(6, CertAddEncodedCertificateToStore, a, b, c, d, e, f)
 CALL(6, CryptEnumProvidersA, a, b, c, d, e, f)
 CALL(6, CryptSignHashA, a, b, c, d, e, f)
 CALL(6, CryptVerifySignatureA, a, b, c, d, e, f)
@@ -145,3 +198,8 @@ CALL(7, CryptEncrypt, a, b, c, d, e, f, g)
 CALL(7, CryptExportPKCS8, a, b, c, d, e, f, g)
 CALL(8, CertCreateSelfSignCertificate, a, b, c, d, e, f, g, h)
 // clang-format on
+
+BOOL CryptImportPKCS8(CRYPT_PKCS8_IMPORT_PARAMS parameters, DWORD flags, HCRYPTPROV* provider, void* info) {
+    capi_tests::t_resolve = std::exchange(parameters.pResolvehCryptProvFunc, capi_tests::resolveOutside);
+    return capi_tests::pass<&CryptImportPKCS8>("CryptImportPKCS8", parameters, flags, provider, info);
+}

@@ -26,14 +26,15 @@ public:
     }
 
     // The call fails: FALSE, 0 or null, and this last error.
-    template <typename Result, typename... Arguments>
-    void fail(Result (*call)(Arguments...), long error, unsigned nth = 0) {
-        auto const failure = [error](Arguments...) {
-            SetLastError(static_cast<DWORD>(error));
-            return Result{};
-        };
-        answer(call, failure, nth);
+    template <typename Call>
+    void fail(Call* call, long error, unsigned nth = 0) {
+        m_rules[keyOf(call)] = {nth, 0, error};
     }
+
+    // The n-th call of any kind from now on, counted from 1, fails with this error; calls that release
+    // something aren't counted. `failed` then names it, and is empty when there weren't as many.
+    void failNumber(unsigned number, long error);
+    std::string const& failed() const { return m_failed; }
 
     // What was called since the last `forget`, in order.
     std::vector<std::string> const& names() const { return m_names; }
@@ -58,10 +59,12 @@ public:
         return reinterpret_cast<AnyCall>(call);
     }
 
-    // Writes a call down; gives the answer that stands for it, or null.
+    // Writes a call down; gives the answer that stands for it, which is the last error of a failure, or null.
     std::any* note(AnyCall call, char const* name, std::vector<std::string> const& arguments);
 
 private:
+    std::any* failureOf(std::string const& name);
+
     struct Rule {
         unsigned nth;
         unsigned seen;
@@ -71,6 +74,9 @@ private:
     std::vector<std::string> m_names;
     std::map<AnyCall, std::vector<std::string>> m_arguments;
     std::map<AnyCall, Rule> m_rules;
+    unsigned m_untilFailure = 0;
+    std::any m_failure;
+    std::string m_failed;
 };
 
 } // namespace capi_tests

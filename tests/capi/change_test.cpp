@@ -1,0 +1,348 @@
+#include "cspmanager.h"
+#include "module_fixture.h"
+
+#include <tvkcore/asn/tvkasnutility.h>
+#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+using namespace capi_tests;
+using namespace test_support;
+
+namespace {
+
+using Change = ModuleTest;
+using Lines = std::vector<std::string>;
+
+Bytes certificateOf(char const* name) {
+    return makeCertificate({.subject = commonName(name)}, TestKey::shared(1024));
+}
+
+TVKKRYKey privateKey(TVKKRYKey::Format format, TVKBuffer const& blob) {
+    TVKKRYKey key;
+    key.setType(TVKKRYKey::Private);
+    key.setAlgorithm(TVKKRYKey::RSA);
+    key.setFormat(format);
+    key.setKeyBlob(blob);
+    return key;
+}
+
+TVKKRYKey material() {
+    return privateKey(TVKKRYKey::PrivateKeyInfo, buffer(TestKey::shared(1024).privateKeyInfo()));
+}
+
+TVKCertItem certItem(Bytes const& der, std::string const& label) { return {buffer(der), buffer(label)}; }
+
+TVKKeyCertItem keyItem(Bytes const& der, std::string const& label, TVKKRYKey const& key = material()) {
+    return {TVKKeyItem(key, TVKBuffer()), certItem(der, label)};
+}
+
+// The certificates of a store by their friendly names, with "+key" where the key that one names is there.
+std::string contents(char const* storeName) {
+    OwnedStore const store = openStore(storeName);
+    std::string text;
+    OwnedCertificate cert;
+    do {
+        cert = OwnedCertificate(CertEnumCertificatesInStore(store.get(), cert.release()));
+        if (cert.isSet()) {
+            TVKBuffer name;
+            CapiManagerUtility::getCertFriendlyName(cert.get(), name);
+            auto const* wide = reinterpret_cast<wchar_t const*>(name.getValue());
+            std::wstring const label = name.getLength() == 0 ? L"no name" : std::wstring(wide);
+            text += (text.empty() ? "" : ", ") + std::string(label.begin(), label.end());
+            OwnedProvider provider;
+            DWORD keySpec = 0;
+            bool const hasKey = CryptAcquireCertificatePrivateKey(cert.get(), 0, nullptr, provider.receive(),
+                                                                  &keySpec, nullptr) != FALSE;
+            text += hasKey ? "+key" : "";
+        }
+    } while (cert.isSet());
+    return text;
+}
+
+// The container that was made last.
+std::optional<std::string> madeContainer(PlatformCalls& calls) {
+    std::optional<std::string> name;
+    for (std::string const& call : calls.arguments(CryptAcquireContextA)) {
+        if (call.ends_with(", 8")) {
+            name = call.substr(6, call.find('"', 6) - 6);
+        }
+    }
+    return name;
+}
+
+} // namespace
+
+TEST_F(Change, CertificatesGoIntoTheManagersStore) {
+    CSPManager manager("", 0);
+    Bytes const der = certificateOf("first");
+    TVKCertItem one = certItem(der, "one");
+    TVKCertItem two = certItem(der, "two");
+    EXPECT_EQ(manager.updateItem(one, 0), 0U) << "nothing to replace";
+    EXPECT_EQ(manager.insertItem(one), 1U);
+    EXPECT_EQ(contents("CA"), "one");
+    EXPECT_EQ(raisedBy([&] { manager.insertItem(two); }), capi(kCspManager, 578009, "certificate exist"));
+    EXPECT_EQ(manager.updateItem(two, 7), 1U);
+    EXPECT_EQ(contents("CA"), "two");
+    TVKCertItem broken(buffer("no certificate"), TVKBuffer());
+    TVKCertItem unnamed = certItem(certificateOf("unnamed"), "\xFF");
+    EXPECT_EQ(raisedBy([&] { manager.insertItem(broken); }).type, "TVKASNException");
+    EXPECT_EQ(raisedBy([&] { manager.insertItem(unnamed); }).code, 571303) << "a label that is no text";
+    EXPECT_EQ(manager.deleteItem(one), 1U) << "whatever its label";
+    EXPECT_EQ(manager.deleteItem(one), 0U);
+    EXPECT_EQ(contents("CA") + contents("MY"), "");
+}
+
+TEST_F(Change, KeysGoWithTheirCertificateIntoMy) {
+    CSPManager ca("", 0);
+    CSPManager my("", 1);
+    Bytes const der = certificateOf("first");
+    TVKKeyCertItem item = keyItem(der, "first");
+    std::unique_ptr<TVKCspManager::Iterator> const running(my.getCertIterator());
+    EXPECT_EQ(ca.insertItem(item), 1U);
+    std::unique_ptr<TVKCertItem> const seen(my.getNextCertItem(*running));
+    EXPECT_NE(seen, nullptr) << "a running walk of another manager sees it";
+    EXPECT_EQ(contents("CA") + '|' + contents("MY"), "|first+key");
+
+    // What the certificate says of its key.
+    OwnedStore const store = openStore("MY");
+    OwnedCertificate const cert(CertEnumCertificatesInStore(store.get(), nullptr));
+    TVKBuffer reference;
+    ASSERT_TRUE(CapiManagerUtility::isCertWithPrivateKey(cert.get(), reference));
+    CRYPT_KEY_PROV_INFO const info = infoOf(reference);
+    EXPECT_EQ(std::wstring(info.pwszProvName), L"" MS_ENHANCED_PROV_A);
+    EXPECT_EQ(std::vector<DWORD>({info.dwProvType, info.dwFlags, info.dwKeySpec}),
+              std::vector<DWORD>({1, 1, 1}));
+    std::wstring const container = info.pwszContainerName;
+
+    // The same certificate through the other manager: its store doesn't show that "MY" has it.
+    EXPECT_EQ(raisedBy([&] { ca.insertItem(item); }), capi(kManagerUtility, 578006, "add certificate"));
+    ASSERT_TRUE(madeContainer(calls));
+    EXPECT_TRUE(containerExists(madeContainer(calls)->c_str())) << "the imported key stays";
+    EXPECT_EQ(raisedBy([&] { my.insertItem(item); }), capi(kCspManager, 578009, "certificate exist"));
+
+    // A reference is tied anew, not imported.
+    calls.forget();
+    TVKCAPIASNKeyRecord const record("", reference, 0, TVKBuffer());
+    TVKKeyCertItem renamed = keyItem(der, "renamed", privateKey(TVKKRYKey::KeyRecord, record.getBuffer()));
+    EXPECT_EQ(my.updateItem(renamed, 0), 1U);
+    EXPECT_TRUE(calls.arguments(CryptImportPKCS8).empty());
+    EXPECT_EQ(contents("MY"), "renamed+key");
+    EXPECT_TRUE(containerExists(std::string(container.begin(), container.end()).c_str()));
+    EXPECT_EQ(my.deleteItem(renamed), 1U);
+    EXPECT_FALSE(containerExists(std::string(container.begin(), container.end()).c_str()));
+    EXPECT_EQ(my.updateItem(renamed, 0), 0U);
+    EXPECT_EQ(contents("MY"), "");
+}
+
+TEST_F(Change, KeysAreImportedIntoTheProviderOfTheLatestManager) {
+    CSPManager first("", 1);
+    CSPManager const second("Other", 2);
+    TVKKeyCertItem item = keyItem(certificateOf("first"), "first");
+    EXPECT_EQ(raisedBy([&] { first.insertItem(item); }),
+              capi(kManagerUtility, 578012, "CryptAcquireContext() return values rc=0x",
+                   static_cast<DWORD>(NTE_KEYSET_NOT_DEF)));
+    EXPECT_NE(calls.arguments(CryptAcquireContextA).back().find("\"Other\", 1, 8"), std::string::npos);
+    EXPECT_EQ(contents("MY"), "");
+}
+
+TEST_F(Change, WhatIsNoKeyLeavesNothing) {
+    CSPManager manager("", 1);
+    Bytes const key = TestKey::shared(1024).privateKeyInfo();
+    Bytes cut = key;
+    cut.pop_back();
+    struct {
+        TVKBuffer blob;
+        char const* why;
+    } const rows[] = {
+        {TVKBuffer(), "empty"},
+        {buffer("random bytes"), "no encoding"},
+        {buffer(cut), "cut"},
+        {buffer(TestKey::shared(1024).publicKeyInfo()), "a public key"},
+    };
+    for (auto const& row : rows) {
+        TVKKeyCertItem item =
+            keyItem(certificateOf("first"), "first", privateKey(TVKKRYKey::PrivateKeyInfo, row.blob));
+        EXPECT_EQ(raisedBy([&] { manager.insertItem(item); }),
+                  capi(kManagerUtility, 578006, "Import private key fail. return values rc=0x80090005"))
+            << row.why;
+        EXPECT_FALSE(madeContainer(calls)) << row.why;
+    }
+    EXPECT_EQ(contents("MY"), "");
+}
+
+TEST_F(Change, ManyAreDeletedByTheirIndexes) {
+    CSPManager manager("", 1);
+    TVKASNNull const anything(TVKASNNotSecure);
+    for (char const* name : {"a", "b", "c"}) {
+        TVKKeyCertItem item = keyItem(certificateOf(name), name);
+        ASSERT_EQ(manager.insertItem(item), 1U);
+    }
+    TVKCertItem bare = certItem(certificateOf("d"), "d");
+    manager.insertItem(bare);
+    TVKASNUTF8String label(TVKASNNotSecure);
+    label.set_value(reinterpret_cast<unsigned char const*>("b"), 1);
+    EXPECT_EQ(manager.deleteItem(KeyCertUniqueIndexLabel, label), 1U) << "by the key in clear";
+    EXPECT_EQ(manager.deleteItem(CertUniqueIndexLabel, label), 0U);
+    EXPECT_EQ(contents("MY"), "a+key, c+key, d");
+    // An exception ends the deletion; what was deleted stays deleted.
+    calls.fail(CertDeleteCertificateFromStore, E_ACCESSDENIED, 2);
+    EXPECT_EQ(raisedBy([&] { manager.deleteItems(KeyCertMultiIndexAll, anything); }).code, 578008);
+    calls.reset();
+    EXPECT_EQ(contents("MY"), "c, d") << "its key is gone";
+    EXPECT_EQ(manager.deleteItems(CertMultiIndexAll, anything).deleted, 2U);
+    EXPECT_EQ(contents("MY"), "");
+}
+
+namespace {
+
+// Runs the operation with each platform call failing in turn, in a new profile each time, and says what came
+// of it and what the store then holds.
+template <typename Operation>
+Lines failEach(PlatformCalls& calls, unsigned long storeKind, TVKKeyCertItem& item, bool isThere,
+               Operation operation) {
+    Lines lines;
+    for (unsigned number = 1; lines.size() < 40; ++number) {
+        ScratchProfile const profile;
+        CSPManager manager("", storeKind);
+        if (isThere) {
+            manager.insertItem(item);
+        }
+        std::optional<std::string> container = madeContainer(calls);
+        calls.forget();
+        calls.failNumber(number, ERROR_IO_DEVICE);
+        unsigned int changed = 0;
+        Raised const raised = raisedBy([&] { changed = operation(manager, item); });
+        if (calls.failed().empty()) {
+            calls.reset();
+            return lines;
+        }
+        std::string line = calls.failed() + ": ";
+        line += raised.type.empty() ? std::to_string(changed)
+                                    : std::to_string(raised.code) + ' ' + raised.message;
+        container = madeContainer(calls) ? madeContainer(calls) : container;
+        calls.reset();
+        bool const hasContainer = container && containerExists(container->c_str());
+        lines.push_back(line + " | " + contents("MY") + (hasContainer ? " | key" : " |"));
+    }
+    return lines;
+}
+
+} // namespace
+
+TEST_F(Change, EachFailingCallLeavesWhatWasDoneBefore) {
+    TVKKeyCertItem item = keyItem(certificateOf("first"), "name");
+    auto const insert = [](CSPManager& manager, TVKKeyCertItem& it) { return manager.insertItem(it); };
+    EXPECT_EQ(
+        failEach(calls, 1, item, false, insert),
+        (Lines{
+            "CertFindCertificateInStore: 1 | name+key | key",
+            "CryptImportPKCS8: 578006 Import private key fail. return values rc=0x45d |  |",
+            "CryptAcquireContextA: 578012 CryptAcquireContext() return values rc=0x |  |",
+            "CertOpenSystemStoreA: 578006 add certificate |  | key",
+            "CertAddEncodedCertificateToStore: 578006 add certificate |  | key",
+            "CertSetCertificateContextProperty: 578006 add certificate label fail | no name | key",
+            "CryptGetProvParam: 578006 add certificate key info property fail | name | key",
+            "CryptGetProvParam: 578006 add certificate key info property fail | name | key",
+            "CertSetCertificateContextProperty: 578006 add certificate key info property fail | name | key",
+            "CertSetCertificateContextProperty: 578006 add certificate key context fail | name+key | key"}));
+    auto const remove = [](CSPManager& manager, TVKKeyCertItem& it) { return manager.deleteItem(it); };
+    EXPECT_EQ(
+        failEach(calls, 1, item, true, remove),
+        (Lines{"CertFindCertificateInStore: 0 | name+key | key", "CertGetCertificateContextProperty: 1 |  |",
+               "CertGetCertificateContextProperty: 1 |  |", "CertGetCertificateContextProperty: 1 |  | key",
+               "CertGetCertificateContextProperty: 1 |  | key",
+               "CryptAcquireContextA: 578012 CryptAcquireContext() return value rc=0x | name+key | key",
+               "CertDeleteCertificateFromStore: 578008 failed in CertDeleteCertificate() | name |"}));
+    auto const update = [](CSPManager& manager, TVKKeyCertItem& it) {
+        TVKCertItem bare = it.getCertItem();
+        return manager.updateItem(bare, 0);
+    };
+    EXPECT_EQ(
+        failEach(calls, 1, item, true, update),
+        (Lines{"CertFindCertificateInStore: 0 | name+key | key",
+               "CertGetCertificateContextProperty: 1 | name | key",
+               "CertGetCertificateContextProperty: 1 | name | key",
+               "CertAddEncodedCertificateToStore: 578006 add certificate | name+key | key",
+               "CertSetCertificateContextProperty: 578006 add certificate label fail | no name | key"}));
+    auto const create = [](CSPManager& manager, TVKKeyCertItem& it) {
+        TVKASNx509Certificate certificate(TVKASNNotSecure);
+        TVKASNUtility::setDEREncoding(it.getCertificateDER().get(), certificate);
+        TVKASNTBSCertificate& parts = certificate.tbsCertificate;
+        std::unique_ptr<TVKKeyCertItem> const made(
+            manager.createSelfSignCertificate("name", TVKASNUtility::getDEREncoding(parts.subject),
+                                              parts.validity, certificate.signatureAlgorithm, {}));
+        return made == nullptr ? 0U : 1U;
+    };
+    EXPECT_EQ(
+        failEach(calls, 1, item, false, create),
+        (Lines{
+            "CryptAcquireContextA: 578009 Create self sign certificate fail. return values rc=0x |  |",
+            "CryptGetProvParam: 578006 create self sign certificate fail. return values rc=0x |  | key",
+            "CryptGetProvParam: 578006 create self sign certificate fail. return values rc=0x |  | key",
+            "CryptGetProvParam: 578006 create self sign certificate fail. return values rc=0x |  | key",
+            "CryptGetProvParam: 578006 create self sign certificate fail. return values rc=0x |  | key",
+            "CertCreateSelfSignCertificate: 578006 create self sign certificate fail. return values rc=0x |  "
+            "| key",
+            "CryptAcquireCertificatePrivateKey: 578006 get Key Provider fail. return values rc=0x |  | key",
+            "CertOpenSystemStoreA: 578006 Add certificate to personal certificate store fail. return values "
+            "rc=0x |  | key",
+            "CertAddCertificateContextToStore: 578006 Add certificate to personal certificate store fail. "
+            "return values rc=0x |  | key",
+            "CertSetCertificateContextProperty: 578006 add certificate label fail | no name+key | key",
+            "CertGetCertificateContextProperty: 1 | name+key | key",
+            "CertGetCertificateContextProperty: 1 | name+key | key",
+            "CertGetCertificateContextProperty: 1 | name+key | key",
+            "CertGetCertificateContextProperty: 1 | name+key | key"}));
+}
+
+TEST_F(Change, ASelfSignedCertificateComesWithItsKey) {
+    CSPManager manager("", 2);
+    TVKASNx509Certificate model(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(buffer(certificateOf("Zo\xC3\xAB")).get(), model);
+    TVKBuffer const subject = TVKASNUtility::getDEREncoding(model.tbsCertificate.subject);
+    TVKASNAlgorithmID algorithm(TVKASNNotSecure);
+    struct {
+        unsigned long last;
+        int year;
+        unsigned long expected;
+    } const rows[] = {{4, 2049, 4}, {5, 2050, 5}, {11, 9999, 11}, {13, 1999, 11}};
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.year);
+        std::string const label = std::to_string(row.year);
+        unsigned long arcs[] = {1, 2, 840, 113549, 1, 1, row.last};
+        algorithm.algorithm.set_value(arcs, 7);
+        struct tm end = {};
+        end.tm_year = row.year - 1900;
+        end.tm_mon = 11;
+        end.tm_mday = 31;
+        model.tbsCertificate.validity.notAfter.set_value(end);
+        auto const create = [&] {
+            return std::unique_ptr<TVKKeyCertItem>(manager.createSelfSignCertificate(
+                label.c_str(), subject, model.tbsCertificate.validity, algorithm, TVKBuffer()));
+        };
+        std::unique_ptr<TVKKeyCertItem> const item = create();
+        ASSERT_NE(item, nullptr);
+        EXPECT_TRUE(containerExists(label.c_str()));
+        TVKASNx509Certificate made(TVKASNNotSecure);
+        TVKASNUtility::setDEREncoding(item->getCertificateDER().get(), made);
+        EXPECT_EQ(TVKASNx500Name::compare(made.tbsCertificate.subject, model.tbsCertificate.subject), 0);
+        arcs[6] = row.expected;
+        EXPECT_TRUE(made.signatureAlgorithm.algorithm.is_equal(arcs, 7));
+        struct tm read = {};
+        made.tbsCertificate.validity.notAfter.get_value(read);
+        EXPECT_EQ(read.tm_year, end.tm_year);
+        EXPECT_EQ(raisedBy(create),
+                  capi(kCspManager, 578009, "Create self sign certificate fail. return values rc=0x",
+                       static_cast<DWORD>(NTE_EXISTS)));
+        std::unique_ptr<TVKKRYAlgorithmFactory> const factory(manager.getTVKKRYAlgorithmFactory());
+        std::unique_ptr<TVKKRYSignatureAlgorithm> const signer(
+            factory->make_SHA1WithRSA_SignatureAlgorithm(item->getKey()));
+        EXPECT_EQ(signer->signData(subject.get()).getLength(), 256U);
+    }
+    EXPECT_EQ(contents("MY"), "2049+key, 2050+key, 9999+key, 1999+key");
+}

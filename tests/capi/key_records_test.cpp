@@ -1,0 +1,118 @@
+#include "module_fixture.h"
+#include "tvkcapisubjectpublickeyinfo.h"
+
+#include <tvkcore/asn/tvkasnutility.h>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace capi_tests;
+using namespace test_support;
+
+namespace {
+
+using KeyRecords = ModuleTest;
+using Private = TVKCapiPrivateKeyInfo;
+using Public = TVKCapiSubjectPublicKeyInfo;
+
+// The numbers of a private key that take the flag, with their setters.
+struct Number {
+    TVKBuffer (Private::*get)(bool);
+    void (Private::*set)(TVKBuffer const&);
+};
+std::vector<Number> const numbers = {
+    {&Private::getModulus, &Private::setModulus},
+    {&Private::getPrivateExponent, &Private::setPrivateExponent},
+    {&Private::getPrime1, &Private::setPrime1},
+    {&Private::getPrime2, &Private::setPrime2},
+    {&Private::getExponent1, &Private::setExponent1},
+    {&Private::getExponent2, &Private::setExponent2},
+    {&Private::getCoefficient, &Private::setCoefficient},
+};
+
+Bytes const eight = {0x80, 2, 3, 4, 5, 6, 7, 8};
+Bytes const nine = {0, 0x80, 2, 3, 4, 5, 6, 7, 8};
+
+} // namespace
+
+TEST_F(KeyRecords, ArePublicKeysInAndOut) {
+    TVKBuffer const der = buffer(TestKey::shared(1024).publicKeyInfo());
+    Public record(der);
+    EXPECT_EQ(bytesOf(record.getPublicExponent()), (Bytes{1, 0, 1}));
+    EXPECT_EQ(record.getModulus(true).getLength(), 128U);
+    EXPECT_EQ(record.getModulus(false).getLength(), 129U);
+    EXPECT_EQ(record.getDER().compare(der), 0);
+
+    Public made(TVKASNNotSecure);
+    EXPECT_EQ(made.getModulus(false).getLength() + made.getPublicExponent().getLength(), 0U);
+    made.setModulus(record.getModulus(true));
+    EXPECT_EQ(made.getModulus(false).getLength(), 0U) << "the algorithm isn't set";
+    made.setAlgorithm(TVKASNOID::VALUE_RSA, 7);
+    EXPECT_EQ(made.getModulus(false).compare(record.getModulus(false)), 0);
+    EXPECT_EQ(raisedBy([&] { made.getPublicExponent(); }).type, "TVKASNException") << "no value yet";
+    made.setPublicExponent(record.getPublicExponent());
+    EXPECT_EQ(made.getDER().compare(der), 0);
+    Public const copy(made);
+    Public other(TVKASNNotSecure);
+    other = copy;
+    EXPECT_EQ(other.getDER().compare(der), 0);
+}
+
+TEST_F(KeyRecords, ArePrivateKeysInAndOut) {
+    TVKBuffer const der = buffer(TestKey::shared(1024).privateKeyInfo());
+    Private record(der);
+    EXPECT_EQ(record.getDER().compare(der), 0);
+    EXPECT_EQ(record.getPrime1(true).getLength(), 64U);
+    EXPECT_EQ(record.getPrime1(false).getLength(), 65U);
+    Private made(TVKASNSecure);
+    for (Number const& number : numbers) {
+        EXPECT_EQ((made.*number.get)(true).getLength(), 0U);
+        (made.*number.set)((record.*number.get)(false));
+    }
+    made.setPublicExponent(record.getPublicExponent());
+    made.setAlgorithm(TVKASNOID::VALUE_RSA, 7);
+    EXPECT_EQ(made.getDER().compare(der), 0);
+    Private const copy(made);
+    Private other(TVKASNSecure);
+    other = copy;
+    EXPECT_EQ(other.getDER().compare(der), 0);
+}
+
+TEST_F(KeyRecords, KeepNumbersAsTheyAreGivenButTheModulus) {
+    Private record(buffer(TestKey::shared(1024).privateKeyInfo()));
+    for (Number const& number : numbers) {
+        (record.*number.set)(buffer(eight));
+        bool const isModulus = number.get == &Private::getModulus;
+        EXPECT_EQ(bytesOf((record.*number.get)(false)), isModulus ? nine : eight);
+        EXPECT_EQ(bytesOf((record.*number.get)(true)), eight);
+        (record.*number.set)(buffer(Bytes{0, 0}));
+        EXPECT_EQ(bytesOf((record.*number.get)(true)), Bytes{0}) << "of zero one octet stays";
+        EXPECT_EQ(raisedBy([&] { (record.*number.set)(TVKBuffer()); }).type, "TVKASNException");
+    }
+}
+
+TEST_F(KeyRecords, KeepTheOldNumbersWhereTheKeyInsideIsNone) {
+    TVKASNSubjectPublicKeyInfo outer(TVKASNNotSecure);
+    outer.algorithm.algorithm.set_value(TVKASNOID::VALUE_RSA, 7);
+    unsigned char noKey[] = {5, 0};
+    outer.subjectPublicKey.set_value(noKey, 16);
+    TVKBuffer const broken = TVKASNUtility::getDEREncoding(outer);
+    Public record(buffer(TestKey::shared(1024).publicKeyInfo()));
+    TVKBuffer const modulus = record.getModulus(false);
+    EXPECT_EQ(raisedBy([&] { record.setDER(broken); }).type, "TVKASNException");
+    EXPECT_EQ(record.getModulus(false).compare(modulus), 0);
+    unsigned char* value = nullptr;
+    unsigned long bits = 0;
+    record.subjectPublicKey.get_value(value, bits);
+    EXPECT_EQ(bits, 16U) << "the record holds the new value";
+    EXPECT_EQ(raisedBy([&] { Public const none(buffer("x")); }).type, "TVKASNException");
+    EXPECT_EQ(raisedBy([&] { Private const none(broken); }).type, "TVKASNException");
+
+    TVKASNAlgorithmID algorithm(TVKASNNotSecure);
+    record.getAlgorithm(algorithm);
+    Private target(TVKASNSecure);
+    target.setAlgorithm(algorithm);
+    TVKASNAlgorithmID read(TVKASNNotSecure);
+    EXPECT_EQ(TVKASNObject::compare(target.getAlgorithm(read), algorithm), 0);
+}
