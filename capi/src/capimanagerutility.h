@@ -162,4 +162,27 @@ public:
 
     // What the import hands to the question as its context. Does nothing and gives 0.
     static unsigned long voidResolveFunc();
+
+    // ---- Certificates on cards ----
+
+    // A new memory store with the certificates that lie with the keys of the provider's default container,
+    // each with a reference to its key; empty for a provider that has no default container. One that the
+    // user's "MY" knows has the friendly name that it has there; any other is added to "MY". The store is the
+    // caller's. Throws 578002 when the card can't be read, 578006 when a certificate can't be taken, as that
+    // of a key which has none.
+    static HCERTSTORE getCertFromSmartCard(TVKString providerName);
+
+    // Writes the certificate to the exchange key of the container that `*provider` is open on, which stays
+    // the caller's. Always true. Throws 578012.
+    static bool addCertToSmartCard(HCRYPTPROV* provider, PCCERT_CONTEXT cert);
+
+    // The certificate that lies with a slot's key, in a new array which the caller releases with delete[]; of
+    // no length where none can be read. False with the platform's last error when the slot has no key; `data`
+    // and `length` are set then too, but for null ones.
+    static bool getCertFromKey(HCRYPTPROV provider, DWORD keySpec, BYTE** data, DWORD* length);
+
+    // Adds a certificate with a reference to its key to the memory store, and to "MY" where that doesn't know
+    // it. Always true. Throws 578006.
+    static bool addCertToMemoryStore(HCRYPTPROV provider, DWORD keySpec, BYTE* data, DWORD length,
+                                     HCERTSTORE memoryStore);
 };

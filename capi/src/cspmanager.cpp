@@ -42,12 +42,6 @@ constexpr unsigned long kPersonalStore = 1;
     }
 }
 
-[[noreturn]] void raiseNotAvailable(char const* operation,
-                                    std::source_location const& where = std::source_location::current()) {
-    throw TVKException(kSource.path, static_cast<int>(where.line()), TVKCORE_NOT_AVAILABLE,
-                       (std::string(operation) + " isn't available in this version of the module").c_str());
-}
-
 } // namespace
 
 CSPManager::CSPManager(TVKString const& cspName, unsigned long storeKind) {
@@ -61,11 +55,11 @@ CSPManager::CSPManager(TVKString const& cspName, unsigned long storeKind) {
     data->cspName = isDefault ? TVKString(kDefaultProvider) : cspName;
     s_cspName = data->cspName;
     CapiManagerUtility::getProvParam(provider.get(), PP_CONTAINER, s_containerName);
-    if (!isDefault && storeKind == kPersonalStore) {
-        raiseNotAvailable("the store of a smart card's certificates");
-    }
     bool admin = false;
-    OwnedStore store(CapiManagerUtility::openCertStore(provider.get(), storeKind, &admin));
+    data->hardwareCSP = !isDefault && storeKind == kPersonalStore;
+    OwnedStore store(data->hardwareCSP
+                         ? CapiManagerUtility::getCertFromSmartCard(data->cspName)
+                         : CapiManagerUtility::openCertStore(provider.get(), storeKind, &admin));
     if (!store.isSet()) {
         raise(kSource, errorNotOpened, CapiManagerUtility::HandleError());
     }
@@ -517,6 +511,9 @@ TVKKeyCertItem* CSPManager::createSelfSignCertificate(TVKString const& label, TV
         return nullptr;
     }
     std::unique_ptr<TVKKeyCertItem> item(CspManagerUtility::makeKeyCertItem(cert.get()));
+    if (isHardwareCSP()) {
+        CapiManagerUtility::addCertToSmartCard(&handle, cert.get());
+    }
     return item.release();
 }
 

@@ -28,8 +28,9 @@ class CSPManager : public TVKCspManager {
 public:
     // An empty `cspName` or the default provider's gives a default manager; another name is reported and used
     // where a key is made, while the provider handle stays the default provider's. `storeKind` as
-    // CapiManagerUtility's openCertStore takes it. Throws TVKCAPIException 578001 or 578002; TVKException
-    // TVKCORE_NOT_AVAILABLE for another provider's name with store kind 1, the keys of a card.
+    // CapiManagerUtility's openCertStore takes it; with another provider's name 1 stands for a memory store
+    // of the certificates on its card, as they are now. Throws TVKCAPIException 578001 or 578002; 578006 for
+    // a key on the card without a certificate that can be taken.
     CSPManager(TVKString const& cspName, unsigned long storeKind);
     CSPManager(CSPManager const& other);
     CSPManager& operator=(CSPManager const&) = delete;

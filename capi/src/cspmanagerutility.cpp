@@ -700,3 +700,131 @@ PCCERT_CONTEXT CspManagerUtility::createSelfSignCertificate(HCRYPTPROV* provider
     }
     return cert.release();
 }
+
+// ---- Certificates on cards ----
+
+namespace {
+
+constexpr unsigned long kPersonalStore = 1;
+
+constexpr char kCardNotRead[] = "Fail to get Key from key container with rc=0x";
+
+// Gives the certificate the friendly name of the one that the store knows by the same issuer and serial
+// number. False when the store knows none.
+bool takeFriendlyName(PCCERT_CONTEXT cert, HCERTSTORE store) {
+    TVKBuffer id;
+    CspManagerUtility::getCertId(cert, id);
+    OwnedCertificate const found(CapiManagerUtility::findCertificateInStore(
+        store, CapiManagerUtility::encoding, 0, CERT_FIND_CERT_ID, id.getValue(), nullptr));
+    TVKBuffer name;
+    if (found.isSet() && CapiManagerUtility::getCertFriendlyName(found.get(), name)) {
+        CRYPT_DATA_BLOB blob;
+        blob.cbData = static_cast<DWORD>(name.getLength());
+        blob.pbData = const_cast<BYTE*>(name.getValue());
+        if (!CertSetCertificateContextProperty(cert, CERT_FRIENDLY_NAME_PROP_ID, 0, &blob)) {
+            raise(kSource, errorAddFailed, "add certificate label fail");
+        }
+    }
+    return found.isSet();
+}
+
+void addReplacing(HCERTSTORE store, PCCERT_CONTEXT cert) {
+    if (!CertAddCertificateContextToStore(store, cert, CERT_STORE_ADD_REPLACE_EXISTING, nullptr)) {
+        raise(kSource, errorAddFailed, "add certificate to cert store fail");
+    }
+}
+
+} // namespace
+
+HCERTSTORE CapiManagerUtility::getCertFromSmartCard(TVKString providerName) {
+    OperationTrace const trace(kSource, "CapiManagerUtility::getCertFromSmartCard");
+    OwnedStore memoryStore(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    if (!memoryStore.isSet()) {
+        raise(kSource, errorNotOpened, "A memory store create fail");
+    }
+    OwnedProvider provider;
+    if (!getCSPHandle(provider.receive(), nullptr, providerName.c_str(), PROV_RSA_FULL, 0)) {
+        if (GetLastError() == static_cast<DWORD>(NTE_KEYSET_NOT_DEF)) {
+            return memoryStore.release();
+        }
+        raiseWithLastError(kSource, errorNotOpened, kCardNotRead);
+    }
+    for (DWORD const keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+        BYTE* data = nullptr;
+        DWORD length = 0;
+        bool const hasKey = getCertFromKey(provider.get(), keySpec, &data, &length);
+        DWORD const error = GetLastError();
+        std::unique_ptr<BYTE[]> const owned(data);
+        if (!hasKey && error != static_cast<DWORD>(NTE_NO_KEY)) {
+            raiseWithSystemCode(kSource, errorNotOpened, kCardNotRead, error);
+        }
+        if (hasKey && !addCertToMemoryStore(provider.get(), keySpec, data, length, memoryStore.get())) {
+            raise(kSource, errorNotOpened, "Fail to add certificate to a memory store");
+        }
+    }
+    provider.reset();
+    return memoryStore.release();
+}
+
+bool CapiManagerUtility::getCertFromKey(HCRYPTPROV provider, DWORD keySpec, BYTE** data, DWORD* length) {
+    OperationTrace const trace(kSource, "CapiManagerUtility::getCertFromKey");
+    if (data == nullptr || length == nullptr) {
+        return false;
+    }
+    OwnedKey key;
+    bool const hasKey = CryptGetUserKey(provider, keySpec, key.receive()) != 0;
+    DWORD size = 0;
+    std::unique_ptr<BYTE[]> certificate;
+    if (key.isSet()) {
+        CryptGetKeyParam(key.get(), KP_CERTIFICATE, nullptr, &size, 0);
+        certificate = std::make_unique<BYTE[]>(size);
+        CryptGetKeyParam(key.get(), KP_CERTIFICATE, certificate.get(), &size, 0);
+    }
+    *data = certificate.release();
+    *length = size;
+    return hasKey;
+}
+
+bool CapiManagerUtility::addCertToMemoryStore(HCRYPTPROV provider, DWORD keySpec, BYTE* data, DWORD length,
+                                              HCERTSTORE memoryStore) {
+    OperationTrace const trace(kSource, "CapiManagerUtility::addCertToMemoryStore");
+    TVKString containerName;
+    TVKString providerName;
+    if (provider != 0) {
+        getProvParam(provider, PP_CONTAINER, containerName);
+        getProvParam(provider, PP_NAME, providerName);
+    }
+    OwnedCertificate const cert(CertCreateCertificateContext(X509_ASN_ENCODING, data, length));
+    if (!cert.isSet()) {
+        raise(kSource, errorAddFailed, "create certificate context fail");
+    }
+    bool admin = false;
+    OwnedStore const personal(openCertStore(0, kPersonalStore, &admin));
+    bool const isMissing = personal.isSet() && !takeFriendlyName(cert.get(), personal.get());
+    CRYPT_KEY_PROV_INFO info;
+    std::memset(&info, 0, sizeof info);
+    info.pwszContainerName = widenForGood(containerName);
+    info.pwszProvName = widenForGood(providerName);
+    info.dwProvType = PROV_RSA_FULL;
+    info.dwKeySpec = keySpec;
+    if (!CertSetCertificateContextProperty(cert.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
+        raise(kSource, errorAddFailed, "fail to set key provider information");
+    }
+    addReplacing(memoryStore, cert.get());
+    if (isMissing) {
+        addReplacing(personal.get(), cert.get());
+    }
+    return true;
+}
+
+bool CapiManagerUtility::addCertToSmartCard(HCRYPTPROV* provider, PCCERT_CONTEXT cert) {
+    OperationTrace const trace(kSource, "CapiManagerUtility::addCertToSmartCard");
+    OwnedKey key;
+    if (!CryptGetUserKey(*provider, AT_KEYEXCHANGE, key.receive())) {
+        raiseWithLastError(kSource, errorKeyNotReached, "CryptGetUserKey() return values rc=0x");
+    }
+    if (!CryptSetKeyParam(key.get(), KP_CERTIFICATE, cert->pbCertEncoded, 0)) {
+        raiseWithLastError(kSource, errorKeyNotReached, "CryptSetKeyParam() return values rc=0x");
+    }
+    return true;
+}
