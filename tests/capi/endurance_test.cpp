@@ -7,14 +7,10 @@
 
 #include <wincrypt_layer.h>
 
-#include <gtest/gtest.h>
-
 #include <malloc.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
-#include <memory>
 
 using namespace capi_tests;
 using namespace test_support;
@@ -68,17 +64,13 @@ void fillStore(HCERTSTORE store, unsigned count) {
 TEST_F(Endurance, TenThousandUsesOfAKeyKeepNothing) {
     OwnedProvider const provider = makeContainer("keys");
     CSPManager manager("", 1);
-    std::unique_ptr<TVKKRYAlgorithmFactory> const factory(manager.getTVKKRYAlgorithmFactory());
-    std::unique_ptr<TVKKeyItem> const item(
-        CspManagerUtility::makeKeyItem(provider.get(), AT_KEYEXCHANGE, true, nullptr));
+    auto const factory = owned(manager.getTVKKRYAlgorithmFactory());
+    auto const item = owned(CspManagerUtility::makeKeyItem(provider.get(), AT_KEYEXCHANGE, true, nullptr));
     TVKKRYKey const key = item->getKey();
-    std::unique_ptr<TVKKRYSignatureAlgorithm> const signer(factory->make_SHA1WithRSA_SignatureAlgorithm(key));
-    std::unique_ptr<TVKKRYVerificationAlgorithm> const verifier(
-        factory->make_SHA1WithRSA_VerificationAlgorithm(key));
-    std::unique_ptr<TVKKRYEncryptionAlgorithm> const encryptor(
-        factory->make_RSAPKCS_EncryptionAlgorithm(key));
-    std::unique_ptr<TVKKRYDecryptionAlgorithm> const decryptor(
-        factory->make_RSAPKCS_DecryptionAlgorithm(key, nullptr));
+    auto const signer = owned(factory->make_SHA1WithRSA_SignatureAlgorithm(key));
+    auto const verifier = owned(factory->make_SHA1WithRSA_VerificationAlgorithm(key));
+    auto const encryptor = owned(factory->make_RSAPKCS_EncryptionAlgorithm(key));
+    auto const decryptor = owned(factory->make_RSAPKCS_DecryptionAlgorithm(key, nullptr));
     TVKBuffer const data = buffer("data");
     TVKBuffer const signature = signer->signData(data.get());
     TVKBuffer const cipher = encryptor->encryptData(data.get());
@@ -94,7 +86,7 @@ TEST_F(Endurance, WalksAndLookupsOverTenThousandCertificatesKeepNothing) {
     CSPManager manager("", 0);
     TVKASNx509Certificate last(TVKASNNotSecure);
     expectNoGrowth("walk", 2, [&] {
-        std::unique_ptr<TVKCspManager::Iterator> const iterator(manager.getCertIterator());
+        auto const iterator = owned(manager.getCertIterator());
         unsigned seen = 0;
         while (std::unique_ptr<TVKCertItem> const item{manager.getNextCertItem(*iterator)}) {
             if (++seen == count) {
@@ -107,12 +99,11 @@ TEST_F(Endurance, WalksAndLookupsOverTenThousandCertificatesKeepNothing) {
     TVKASNUtility::getIssuerAndSerialNumber(last.tbsCertificate.issuer, last.tbsCertificate.serialNumber,
                                             key);
     expectNoGrowth("lookup of the last", 2, [&] {
-        std::unique_ptr<TVKCertItem> const item(manager.getItem(CertUniqueIndexIssuerAndSerial, key));
+        auto const item = owned(manager.getItem(CertUniqueIndexIssuerAndSerial, key));
         EXPECT_NE(item, nullptr);
     });
     expectNoGrowth("all of one subject", 2, [&] {
-        std::unique_ptr<TVKCertItemContainer> const found(
-            manager.getItem(CertMultiIndexSubject, last.tbsCertificate.subject));
+        auto const found = owned(manager.getItem(CertMultiIndexSubject, last.tbsCertificate.subject));
         EXPECT_EQ(found->size(), count);
     });
 }

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
+#include <tuple>
 
 using namespace capi_tests;
 using namespace test_support;
@@ -17,11 +17,6 @@ using Keys = ModuleTest;
 using Capi = CapiManagerUtility;
 using Csp = CspManagerUtility;
 using Arguments = std::vector<std::string>;
-
-template <typename Structure>
-TVKBuffer imageOf(Structure const& structure) {
-    return {sizeof structure, reinterpret_cast<unsigned char const*>(&structure)};
-}
 
 TVKCAPIASNKeyRecord recordOf(TVKKRYKey const& key) {
     EXPECT_EQ(key.getType(), TVKKRYKey::Private);
@@ -50,7 +45,7 @@ TEST_F(Keys, AGeneratedKeyIsTheBytesOfItsHandle) {
     }
 }
 
-TEST_F(Keys, SignaturesAreThePlatformsAsTheyCome) {
+TEST_F(Keys, SignaturesAskForTheSizeFirst) {
     KeyWorld const world;
     OwnedHash hash;
     EXPECT_TRUE(Capi::signInit(world.provider.get(), CALG_SHA1, hash.receive()));
@@ -59,11 +54,6 @@ TEST_F(Keys, SignaturesAreThePlatformsAsTheyCome) {
     TVKBuffer signature;
     EXPECT_TRUE(Capi::signFinal(hash.get(), signature, AT_KEYEXCHANGE));
     EXPECT_EQ(calls.arguments(CryptSignHashA), (Arguments{"set, 1, 0, 0, 0, set", "set, 1, 0, 0, set, set"}));
-    Bytes direct(128);
-    DWORD size = 128;
-    ASSERT_TRUE(CryptSignHashA(hash.get(), AT_KEYEXCHANGE, nullptr, 0, direct.data(), &size));
-    EXPECT_EQ(bytesOf(signature), direct);
-
     OwnedHash check;
     EXPECT_TRUE(Capi::verifyInit(world.provider.get(), CALG_SHA1, check.receive()));
     EXPECT_TRUE(Capi::verifyUpdate(check.get(), buffer("two pieces")));
@@ -88,20 +78,16 @@ TEST_F(Keys, AFinishedHashIsPaddedToItsLength) {
     }
 }
 
-TEST_F(Keys, CiphertextsAreThePlatformsAsTheyCome) {
+TEST_F(Keys, CiphertextsAskForTheSizeFirst) {
     KeyWorld const world;
     for (std::string const& plain : {std::string("a secret"), std::string(), std::string(117, 'x')}) {
         SCOPED_TRACE(plain.size());
         TVKBuffer cipher;
         EXPECT_TRUE(Capi::encryptFinal(world.key.get(), buffer(plain), cipher));
-        std::string direct = text(cipher);
-        auto size = static_cast<DWORD>(direct.size());
-        ASSERT_TRUE(CryptDecrypt(world.key.get(), 0, TRUE, 0, reinterpret_cast<BYTE*>(direct.data()), &size));
-        EXPECT_EQ(direct.substr(0, size), plain);
         TVKBuffer result;
         EXPECT_TRUE(Capi::decryptFinal(world.key.get(), cipher, result));
         EXPECT_EQ(text(result), plain);
-        EXPECT_EQ(text(cipher).compare(0, size, plain), 0) << "decryption works in the input's storage";
+        EXPECT_EQ(text(cipher).substr(0, plain.size()), plain) << "decryption works in the input's storage";
     }
     EXPECT_EQ(calls.arguments(CryptEncrypt).at(0), "set, 0, 1, 0, 0, set, 8") << "the size first";
     EXPECT_EQ(calls.arguments(CryptEncrypt).at(1), "set, 0, 1, 0, set, set, 80");
@@ -110,13 +96,7 @@ TEST_F(Keys, CiphertextsAreThePlatformsAsTheyCome) {
     EXPECT_EQ(calls.arguments(CryptEncrypt).back(), "set, 0, 0, 0, set, set, 80") << "not final";
     Capi::decryptUpdate(world.key.get(), result, result, false);
     EXPECT_EQ(calls.arguments(CryptDecrypt).back(), "set, 0, 0, 0, set, set");
-    EXPECT_EQ(calls.arguments(CryptDecrypt).at(1), "set, 0, 1, 0, set, set");
-}
-
-TEST_F(Keys, BytesAreReversed) {
-    for (auto const& [given, expected] : {std::pair("", ""), std::pair("a", "a"), std::pair("abc", "cba")}) {
-        EXPECT_EQ(text(Csp::reverseEndian(buffer(std::string(given)))), expected);
-    }
+    EXPECT_EQ(calls.arguments(CryptDecrypt).at(0), "set, 0, 1, 0, set, set");
 }
 
 TEST_F(Keys, ACertificateTellsWhetherItHasAKey) {
@@ -239,8 +219,8 @@ TEST_F(Keys, APublicKeyItemHasTheSlotsKeyWhereItCanBeRead) {
         calls.fail(CryptExportPublicKeyInfo, NTE_FAIL, noInfo);
         calls.fail(CryptEncodeObject, NTE_FAIL, noEncoding);
         // The certificate plays no part.
-        std::unique_ptr<TVKKeyItem> const item(
-            Csp::makeKeyItem(world.provider.get(), AT_KEYEXCHANGE, false, world.cert.get()));
+        auto const item =
+            owned(Csp::makeKeyItem(world.provider.get(), AT_KEYEXCHANGE, false, world.cert.get()));
         TVKKRYKey const key = item->getKey();
         EXPECT_EQ(key.getType(), TVKKRYKey::Public);
         EXPECT_EQ(key.getFormat(), TVKKRYKey::SubjectPublicKeyInfo);
@@ -263,14 +243,6 @@ TEST_F(Keys, ReferencesSayWhatTheyAreMadeFrom) {
     CRYPT_KEY_PROV_INFO info = infoOf(world.reference); // the names are kept once
     info.dwFlags = 0;
     TVKBuffer const container = imageOf(info);
-    struct Row {
-        TVKKeyItem* item;
-        char const* provider;
-        char const* label;
-        unsigned bits;
-        TVKBuffer objectId;
-        TVKBuffer subject;
-    };
     auto const subjectOf = [](PCCERT_CONTEXT cert) {
         CERT_NAME_BLOB image;
         std::memset(&image, 0, sizeof image);
@@ -282,25 +254,25 @@ TEST_F(Keys, ReferencesSayWhatTheyAreMadeFrom) {
     TVKBuffer const other = subjectOf(keyless.get());
     constexpr char label[] = "cn=Alice##1##CN=Alice";
     TVKBuffer const none;
-    Row const rows[] = {
+    std::tuple<TVKKeyItem*, char const*, char const*, unsigned, TVKBuffer, TVKBuffer> const rows[] = {
         {Csp::makeKeyItem(provider, 1, true, nullptr), standard, "keys", 512, container, none},
         {Csp::makeKeyItem(provider, 1, true, alice), standard, "keys", 1024, world.reference, subject},
         {Csp::makeKeyItem(0, 0, true, keyless.get()), "", "", 1024, none, other},
         {Csp::makeKeyItem(manager, alice), "Other", label, 1024, id, subject},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        std::unique_ptr<TVKKeyItem> const item(row.item);
+    for (auto const& [made, providerName, labelled, bits, objectId, of] : rows) {
+        SCOPED_TRACE(labelled + std::to_string(bits));
+        auto const item = owned(made);
         TVKCAPIASNKeyRecord const record = recordOf(item->getKey());
-        EXPECT_EQ(record.getProviderName().view(), row.provider);
-        EXPECT_EQ(item->getLabelAsString().view(), row.label);
-        EXPECT_EQ(record.getKeySize(), row.bits);
-        EXPECT_EQ(record.getObjectId().compare(row.objectId), 0);
-        EXPECT_EQ(record.getSubject().compare(row.subject), 0);
+        EXPECT_EQ(record.getProviderName().view(), providerName);
+        EXPECT_EQ(item->getLabelAsString().view(), labelled);
+        EXPECT_EQ(record.getKeySize(), bits);
+        EXPECT_EQ(record.getObjectId().compare(objectId), 0);
+        EXPECT_EQ(record.getSubject().compare(of), 0);
     }
-    std::unique_ptr<TVKCertItem> const item(Csp::makeCertItem(alice));
-    std::unique_ptr<TVKKeyCertItem> const pair(Csp::makeKeyCertItem(alice));
-    TVKBuffer const der(alice->cbCertEncoded, alice->pbCertEncoded);
+    auto const item = owned(Csp::makeCertItem(alice));
+    auto const pair = owned(Csp::makeKeyCertItem(alice));
+    TVKBuffer const der = derOf(alice);
     EXPECT_EQ(item->getCertificateDER().compare(der) | pair->getCertificateDER().compare(der), 0);
     EXPECT_EQ(item->getLabelAsString().view(), label);
     EXPECT_EQ(pair->getLabelAsString().view(), label);

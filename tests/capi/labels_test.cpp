@@ -6,7 +6,7 @@
 
 #include <cstring>
 #include <ctime>
-#include <vector>
+#include <tuple>
 
 using namespace capi_tests;
 using namespace test_support;
@@ -47,21 +47,14 @@ public:
 } // namespace
 
 TEST_F(Labels, NameSerialNumberAndIssuer) {
-    struct Row {
-        char const* why;
-        Name subject;
-        Name issuer;
-        Bytes serial;
-        std::string expected;
-    };
     Name const a = commonName("A");
     Name const full = {{"C", "AT", NameText::Printable}, {"O", "Works"}, {"CN", "Zo\xC3\xAB"}};
     std::string longSerial = "7f";
     for (int i = 0; i < 59; ++i) {
         longSerial += ":7f";
     }
-    Row const rows[] = {
-        {"display name", a, commonName("Test"), {1, 10, 255}, "cn=A##1:a:ff##CN=Test"},
+    std::tuple<char const*, Name, Name, Bytes, std::string> const rows[] = {
+        {"display name", a, commonName("Test"), {1, 16, 255}, "cn=A##1:10:ff##CN=Test"},
         {"beyond ASCII", full, full, {1}, "cn=Zo\xC3\xAB##1##CN=Zo\xC3\xAB,O=Works,C=AT"},
         {"no name at all", {}, a, {1}, "cn=##1##CN=A"},
         {"issuer without a name", a, {}, {1}, "cn=A##1##"},
@@ -69,28 +62,22 @@ TEST_F(Labels, NameSerialNumberAndIssuer) {
         {"no leading zeros", a, a, {0x0A, 0x01}, "cn=A##a:1##CN=A"},
         {"60 octets", a, a, Bytes(60, 0x7F), "cn=A##" + longSerial + "##CN=A"},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.why);
-        OwnedCertificate const cert =
-            certificate({.subject = row.subject, .issuer = row.issuer, .serial = row.serial});
-        EXPECT_EQ(labelOf(cert.get()), row.expected);
-        TVKBuffer serial;
-        EXPECT_TRUE(Csp::getCertSeriaNumber(cert.get(), serial));
-        EXPECT_EQ(text(serial), row.expected.substr(row.expected.find("##") + 2));
+    for (auto const& [why, subject, issuer, serial, expected] : rows) {
+        SCOPED_TRACE(why);
+        auto const cert = certificate({.subject = subject, .issuer = issuer, .serial = serial});
+        EXPECT_EQ(labelOf(cert.get()), expected);
+        TVKBuffer found;
+        EXPECT_TRUE(Csp::getCertSeriaNumber(cert.get(), found));
+        EXPECT_EQ(text(found), expected.substr(expected.find("##") + 2));
     }
 }
 
 TEST_F(Labels, AnyFriendlyNameMakesALabel) {
     OwnedCertificate const cert = certificate("Test");
-    struct Row {
-        char const* why;
-        std::wstring name;
-        std::size_t bytes; // of the property, whatever a store would take
-        std::string expected;
-    };
     constexpr std::size_t wide = sizeof(wchar_t);
     auto const lone = static_cast<wchar_t>(0xD800);
-    Row const rows[] = {
+    // The bytes are those of the property, whatever a store would take.
+    std::tuple<char const*, std::wstring, std::size_t, std::string> const rows[] = {
         {"a name", L"Work key", 9 * wide, "Work key"},
         {"an empty one is a name", L"", wide, ""},
         {"beyond the basic plane", L"\u0416\U0001F511", 3 * wide, "\xD0\x96\xF0\x9F\x94\x91"},
@@ -100,14 +87,15 @@ TEST_F(Labels, AnyFriendlyNameMakesALabel) {
         {"text behind the terminator", {L'a', L'\0', L'b'}, 4 * wide, "a"},
         {"no bytes", L"", 0, ""},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.why);
-        auto const show = [&](PCCERT_CONTEXT, DWORD, void* data, DWORD* size) -> BOOL {
-            *size = static_cast<DWORD>(row.bytes);
-            return data == nullptr || std::memcpy(data, row.name.c_str(), row.bytes) != nullptr;
+    for (auto const& [why, name, bytes, expected] : rows) {
+        SCOPED_TRACE(why);
+        auto const show = [from = name, count = bytes](PCCERT_CONTEXT, DWORD, void* data,
+                                                       DWORD* size) -> BOOL {
+            *size = static_cast<DWORD>(count);
+            return data == nullptr || std::memcpy(data, from.c_str(), count) != nullptr;
         };
         calls.answer(CertGetCertificateContextProperty, show);
-        EXPECT_EQ(labelOf(cert.get()), row.expected + "##1##CN=Test");
+        EXPECT_EQ(labelOf(cert.get()), expected + "##1##CN=Test");
     }
 }
 
@@ -136,12 +124,7 @@ TEST_F(Labels, ReadersOfNamesKeepTheirShapes) {
 TEST_F(Labels, NormalFormIsAUtf8String) {
     std::string const encoded("\x0C\x03xyz");
     std::string const longer(200, 'x');
-    struct Row {
-        char const* why;
-        std::string label;
-        std::string expected;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, std::string, std::string> const rows[] = {
         {"raw text", "xyz", encoded},
         {"an encoding stays", encoded, encoded},
         {"raw text that begins like an encoding", encoded + 'z', "\x0C\x06" + encoded + 'z'},
@@ -150,21 +133,20 @@ TEST_F(Labels, NormalFormIsAUtf8String) {
         {"empty", "", std::string("\x0C\0", 2)},
         {"a long one", longer, "\x0C\x81\xC8" + longer},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.why);
-        TVKBuffer const raw = buffer(row.label);
-        EXPECT_EQ(text(Csp::convertLabel(raw)), row.expected);
-        EXPECT_EQ(text(raw), row.label);
-        EXPECT_TRUE(Csp::compareLabel(raw, buffer(row.expected)));
-        EXPECT_FALSE(Csp::compareLabel(raw, buffer(row.label + "x")));
+    for (auto const& [why, label, expected] : rows) {
+        SCOPED_TRACE(why);
+        TVKBuffer const raw = buffer(label);
+        EXPECT_EQ(text(Csp::convertLabel(raw)), expected);
+        EXPECT_EQ(text(raw), label);
+        EXPECT_TRUE(Csp::compareLabel(raw, buffer(expected)));
+        EXPECT_FALSE(Csp::compareLabel(raw, buffer(label + "x")));
     }
     EXPECT_FALSE(Csp::compareLabel(buffer("Key"), buffer("key"))) << "case counts";
 }
 
 TEST_F(Labels, DefaultNamesAreThePrefixAndTwoNumbers) {
     EXPECT_NE(Csp::makeDefaultLabel("keys"), Csp::makeDefaultLabel("keys"));
-    std::unique_ptr<TVKKRYAlgorithmFactory> const before(
-        TVKKRYUtility::getDefaultAlgorithmFactory().duplicate());
+    auto const before = owned(TVKKRYUtility::getDefaultAlgorithmFactory().duplicate());
     TVKKRYUtility::setDefaultAlgorithmFactory(FixedFactory());
     EXPECT_EQ(Csp::makeDefaultLabel("keys").view(), "keys5134294967295");
     TVKKRYUtility::setDefaultAlgorithmFactory(*before);

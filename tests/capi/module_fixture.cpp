@@ -7,7 +7,6 @@
 #include <cstring>
 #include <ostream>
 #include <stdexcept>
-#include <utility>
 
 using namespace test_support;
 
@@ -59,12 +58,13 @@ OwnedCertificate certificate(CertificateFields const& fields, HCERTSTORE store) 
     OwnedCertificate made(CertCreateCertificateContext(CapiManagerUtility::encoding, der.data(),
                                                        static_cast<DWORD>(der.size())));
     require(made.isSet(), "CertCreateCertificateContext");
+    if (store == nullptr) {
+        return made;
+    }
     OwnedCertificate added;
-    bool const done =
-        store == nullptr ||
-        CertAddCertificateContextToStore(store, made.get(), CERT_STORE_ADD_ALWAYS, added.receive()) != FALSE;
-    require(done, "CertAddCertificateContextToStore");
-    return store == nullptr ? std::move(made) : std::move(added);
+    require(CertAddCertificateContextToStore(store, made.get(), CERT_STORE_ADD_ALWAYS, added.receive()),
+            "CertAddCertificateContextToStore");
+    return added;
 }
 
 OwnedCertificate certificate(char const* name, HCERTSTORE store) {
@@ -97,6 +97,8 @@ TVKBuffer buffer(std::string const& text) {
 TVKBuffer buffer(Bytes const& bytes) { return {static_cast<unsigned int>(bytes.size()), bytes.data()}; }
 
 Bytes bytesOf(TVKBuffer const& buffer) { return {buffer.getValue(), buffer.getValue() + buffer.getLength()}; }
+
+TVKBuffer derOf(PCCERT_CONTEXT cert) { return {cert->cbCertEncoded, cert->pbCertEncoded}; }
 
 TVKBuffer nameOf(PCCERT_CONTEXT cert) {
     CERT_NAME_BLOB const& subject = cert->pCertInfo->Subject;

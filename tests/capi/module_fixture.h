@@ -29,7 +29,7 @@ protected:
 
 OwnedStore openStore(char const* name);
 
-// A new key container of the software provider with the shared key of 1024 bits, exportable, in its exchange
+// A new key container of the software provider with the shared key of this size, exportable, in its exchange
 // slot.
 OwnedProvider makeContainer(char const* name, unsigned bits = 1024);
 bool containerExists(char const* name);
@@ -52,12 +52,23 @@ struct KeyWorld {
     TVKBuffer reference; // of the certificate's key
 };
 
+template <typename Made>
+std::unique_ptr<Made> owned(Made* made) {
+    return std::unique_ptr<Made>(made);
+}
+
 // ---- Bytes ----
+
+template <typename Structure>
+TVKBuffer imageOf(Structure const& structure) {
+    return {sizeof structure, reinterpret_cast<unsigned char const*>(&structure)};
+}
 
 std::string text(TVKBuffer const& buffer);
 TVKBuffer buffer(std::string const& text);
 TVKBuffer buffer(test_support::Bytes const& bytes);
 test_support::Bytes bytesOf(TVKBuffer const& buffer);
+TVKBuffer derOf(PCCERT_CONTEXT cert);
 TVKBuffer nameOf(PCCERT_CONTEXT cert); // the subject's
 CRYPT_KEY_PROV_INFO infoOf(TVKBuffer const& image);
 

@@ -11,8 +11,6 @@
 
 #include <wincrypt_layer.h>
 
-#include <vector>
-
 using namespace capi_tests;
 
 namespace {

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <map>
 #include <sstream>
-#include <vector>
+#include <tuple>
 
 using namespace capi_tests;
 
@@ -63,31 +63,27 @@ TEST_F(Providers, ErrorTextsForEveryValueAroundTheKnownOnes) {
 
 TEST_F(Providers, ListKeepsThePlatformsOrderAndEqualNames) {
     using Names = std::vector<std::string>;
-    struct Row {
-        char const* why;
-        Names announced;    // their types are 1, 2, and so on
-        unsigned failsFrom; // this call on, counted from 1
-        Names expected;
-    };
-    Row const rows[] = {
+    // The types of the announced ones are 1, 2, and so on; calls are counted from 1.
+    std::tuple<char const*, Names, unsigned, Names> const rows[] = {
         {"none", {}, 99, {}},
         {"not sorted, not filtered by type", {"B", "A"}, 99, {"1 B", "2 A"}},
         {"equal names stay two", {"B", "B"}, 99, {"1 B", "2 B"}},
         {"a probe that fails ends it quietly", {"B", "A"}, 3, {"1 B"}},
         {"a fetch that fails takes the list with it", {"B", "A"}, 4, {errorText(ERROR_BUSY)}},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.why);
-        auto const announce = [&row, call = 0U](DWORD index, DWORD*, DWORD, DWORD* type, LPSTR name,
-                                                DWORD* size) mutable -> BOOL {
+    for (auto const& [why, announced, failsFrom, expected] : rows) {
+        SCOPED_TRACE(why);
+        auto const announce = [names = announced, last = failsFrom, call = 0U](DWORD index, DWORD*, DWORD,
+                                                                               DWORD* type, LPSTR name,
+                                                                               DWORD* size) mutable -> BOOL {
             SetLastError(ERROR_BUSY);
-            if (++call >= row.failsFrom || index >= row.announced.size()) {
+            if (++call >= last || index >= names.size()) {
                 return FALSE;
             }
             *type = index + 1;
-            *size = static_cast<DWORD>(row.announced[index].size() + 1);
+            *size = static_cast<DWORD>(names[index].size() + 1);
             if (name != nullptr) {
-                std::memcpy(name, row.announced[index].c_str(), *size);
+                std::memcpy(name, names[index].c_str(), *size);
             }
             return TRUE;
         };
@@ -100,14 +96,14 @@ TEST_F(Providers, ListKeepsThePlatformsOrderAndEqualNames) {
                 names.push_back(std::to_string(entry->type) + ' ' + entry->name);
             }
         });
-        EXPECT_EQ(raised.code == 578002 ? Names{raised.message} : names, row.expected);
+        EXPECT_EQ(raised.code == 578002 ? Names{raised.message} : names, expected);
     }
 }
 
 TEST_F(Providers, CopiesOfTheManagerShareOneListThatGoesWithTheLast) {
     for (bool const originalGoesFirst : {true, false}) {
-        std::unique_ptr<TVKCAPIManager> manager(static_cast<TVKCAPIManager*>(libraryFunction(nullptr)));
-        std::unique_ptr<TVKCAPIManager> copy(manager->duplicate());
+        auto manager = owned(static_cast<TVKCAPIManager*>(libraryFunction(nullptr)));
+        auto copy = owned(manager->duplicate());
         EXPECT_EQ(copy->getCspNameList(), manager->getCspNameList());
         (originalGoesFirst ? manager : copy).reset();
         TVKCAPIManager& last = *(originalGoesFirst ? copy : manager);
@@ -131,32 +127,28 @@ TEST_F(Providers, ASystemIsAskedForVersion5ServicePack2) {
 }
 
 TEST_F(Providers, AContainerThatIsMissingIsMadeAtTheSecondAttempt) {
-    struct Row {
-        char const* why;
-        std::vector<long> errors; // of the attempts; 0 lets one through
-        DWORD flags;
-        std::vector<DWORD> attempted;
-    };
-    Row const rows[] = {
+    // The errors are those of the attempts; 0 lets one through.
+    std::tuple<char const*, std::vector<long>, DWORD, std::vector<DWORD>> const rows[] = {
         {"at once", {0}, 0, {0}},
         {"made anew, the flags replaced, not joined", {NTE_BAD_KEYSET, 0}, CRYPT_MACHINE_KEYSET, {0x20, 8}},
         {"no third attempt", {NTE_BAD_KEYSET, NTE_BAD_KEYSET, 0}, 0, {0, 8}},
         {"another error ends it", {NTE_KEYSET_NOT_DEF, 0}, 0, {0}},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.why);
+    for (auto const& [why, errors, flags, expected] : rows) {
+        SCOPED_TRACE(why);
         std::vector<DWORD> attempted;
-        auto const attempt = [&](HCRYPTPROV* provider, LPCSTR, LPCSTR, DWORD, DWORD flags) -> BOOL {
+        auto const attempt = [&, results = errors](HCRYPTPROV* provider, LPCSTR, LPCSTR, DWORD,
+                                                   DWORD asked) -> BOOL {
             *provider = 99;
-            attempted.push_back(flags);
-            SetLastError(static_cast<DWORD>(row.errors.at(attempted.size() - 1)));
+            attempted.push_back(asked);
+            SetLastError(static_cast<DWORD>(results.at(attempted.size() - 1)));
             return GetLastError() == 0;
         };
         calls.answer(CryptAcquireContextA, attempt);
         HCRYPTPROV provider = 7;
-        bool const opened = Capi::getCSPHandle(&provider, "c", "p", 24, row.flags);
-        EXPECT_EQ(attempted, row.attempted);
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(row.errors.at(attempted.size() - 1)));
+        bool const opened = Capi::getCSPHandle(&provider, "c", "p", 24, flags);
+        EXPECT_EQ(attempted, expected);
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(errors.at(attempted.size() - 1)));
         EXPECT_EQ(opened, GetLastError() == 0);
         EXPECT_EQ(provider, opened ? 99U : 7U) << "left alone on failure";
         EXPECT_EQ(calls.arguments(CryptAcquireContextA).back().substr(0, 18), "set, \"c\", \"p\", 18,");
@@ -182,14 +174,13 @@ TEST_F(Providers, ParametersAreAssignedOnlyWhenRead) {
     EXPECT_EQ(text(value), "before");
     ASSERT_TRUE(CryptSetKeyParam(world.key.get(), KP_CERTIFICATE, world.cert.get()->pbCertEncoded, 0));
     EXPECT_TRUE(Capi::getKeyParam(world.key.get(), KP_CERTIFICATE, value));
-    EXPECT_EQ(value.compare(TVKBuffer(world.cert.get()->cbCertEncoded, world.cert.get()->pbCertEncoded)), 0);
+    EXPECT_EQ(value.compare(derOf(world.cert.get())), 0);
 }
 
 TEST_F(Providers, CertificatesAreComparedWithProviderAndName) {
     KeyWorld const world;
     OwnedCertificate const keyless = certificate("Bob");
-    CERT_NAME_BLOB const& alice = world.cert.get()->pCertInfo->Subject;
-    TVKBuffer const image(sizeof alice, reinterpret_cast<unsigned char const*>(&alice));
+    TVKBuffer const image = imageOf(world.cert.get()->pCertInfo->Subject);
     EXPECT_TRUE(Capi::compareCSPName(MS_ENHANCED_PROV_A, world.cert.get()));
     EXPECT_FALSE(Capi::compareCSPName(MS_ENHANCED_PROV_A, keyless.get()));
     for (char const* name : {"microsoft enhanced cryptographic provider v1.0", "Microsoft", "\xFF"}) {
@@ -218,8 +209,8 @@ TEST_F(Providers, TheStoreNamesItsProviderAndItsContainer) {
 
 TEST_F(Providers, CopiesOfTheStoreShareOneStateThatGoesWithTheLast) {
     for (bool const originalGoesFirst : {true, false}) {
-        std::unique_ptr<TVKCspManager> manager = std::make_unique<CSPManager>("", 1);
-        std::unique_ptr<TVKCspManager> copy(manager->duplicate());
+        auto manager = owned<TVKCspManager>(new CSPManager("", 1));
+        auto copy = owned(manager->duplicate());
         OwnedCertificate const cert = certificate("Alice", manager->getSystemStore());
         manager->setCurrentCertificate(cert.get());
         EXPECT_EQ(copy->getCurrentCertificate(), cert.get());

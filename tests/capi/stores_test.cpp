@@ -3,7 +3,7 @@
 #include "module_fixture.h"
 
 #include <sstream>
-#include <vector>
+#include <tuple>
 
 using namespace capi_tests;
 
@@ -44,12 +44,9 @@ Names walkedCerts(CSPManager& manager) {
 } // namespace
 
 TEST_F(Stores, EachKindOpensItsStoreInItsScope) {
-    struct Row {
-        unsigned long kind;
-        bool machineOpens;
-        Names expected; // flags and name of each, how they are joined, which one is given
-    };
-    Row const rows[] = {
+    // The kind, whether the machine's store opens, flags and name of each, how they are joined, which is
+    // given.
+    std::tuple<unsigned long, bool, Names> const rows[] = {
         {0, true, {"14000 CA", "24000 CA", "set, set, 1, 0", "1"}},
         {0, false, {"14000 CA", "24000 CA", "0"}},
         {1, true, {"set, \"MY\""}},
@@ -58,24 +55,25 @@ TEST_F(Stores, EachKindOpensItsStoreInItsScope) {
         {3, false, {"14000 ROOT", "24000 ROOT", "0"}},
     };
     CSPManager manager("", 1);
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.kind);
+    for (auto const& [kind, machineOpens, expected] : rows) {
+        SCOPED_TRACE(kind);
         Names opened;
         std::vector<HCERTSTORE> handles;
         calls.reset();
-        auto const open = [&](LPCSTR, DWORD, HCRYPTPROV, DWORD flags, void const* name) {
+        auto const open = [&, opens = machineOpens](LPCSTR, DWORD, HCRYPTPROV, DWORD flags,
+                                                    void const* name) {
             std::wstring const wide = static_cast<wchar_t const*>(name);
             std::ostringstream text;
             text << std::hex << flags << ' ' << std::string(wide.begin(), wide.end());
             opened.push_back(text.str());
-            bool const isRefused = !handles.empty() && !row.machineOpens;
+            bool const isRefused = !handles.empty() && !opens;
             handles.push_back(isRefused ? nullptr
                                         : CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
             return handles.back();
         };
         calls.answer(CertOpenStore, open);
         bool admin = false;
-        OwnedStore const store(Capi::openCertStore(manager.gethCryptProv(), row.kind, &admin));
+        OwnedStore const store(Capi::openCertStore(manager.gethCryptProv(), kind, &admin));
         EXPECT_TRUE(store.isSet());
         for (auto const& others :
              {calls.arguments(CertOpenSystemStoreA), calls.arguments(CertAddStoreToCollection)}) {
@@ -87,22 +85,12 @@ TEST_F(Stores, EachKindOpensItsStoreInItsScope) {
                 opened.push_back(std::to_string(i));
             }
         }
-        EXPECT_EQ(opened, row.expected);
-        EXPECT_EQ(admin, row.expected.size() == 4);
+        EXPECT_EQ(opened, expected);
+        EXPECT_EQ(admin, expected.size() == 4);
     }
     bool admin = true;
     OwnedStore const store(Capi::openCertStore(0, 1, &admin));
     EXPECT_TRUE(admin) << "never set to false";
-}
-
-TEST_F(Stores, MachineAndUserShowEachCertificateOnce) {
-    OwnedStore const machine(
-        CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_LOCAL_MACHINE, L"CA"));
-    certificate("Machine", machine.get());
-    certificate("User", openStore("CA").get());
-    CSPManager manager("", 0);
-    EXPECT_TRUE(manager.isCertStoreWithAdminMode());
-    EXPECT_EQ(walkedCerts(manager), (Names{"cn=Machine", "cn=User"}));
 }
 
 TEST_F(Stores, WalkEndsAndStartsAgain) {
@@ -125,12 +113,8 @@ TEST_F(Stores, WalkEndsAndStartsAgain) {
 
 TEST_F(Stores, AdminModePassesBySystemStoreCertificatesOfTheUser) {
     constexpr int unreadable = -1;
-    struct Row {
-        char const* why;
-        std::vector<int> states; // of A, B, C, D
-        Names expected;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, std::vector<int>, Names> const rows[] = {
+        // the states are those of A, B, C, D
         {"writable ones", {3, 3, 7, 6}, {"cn=A", "cn=B", "cn=C", "cn=D"}},
         {"exactly 2", {2, 3, 2, 6}, {"cn=B", "cn=D"}},
         {"the first byte alone", {0x102, 0x200, 3, 3}, {"cn=B", "cn=C", "cn=D"}},
@@ -148,22 +132,23 @@ TEST_F(Stores, AdminModePassesBySystemStoreCertificatesOfTheUser) {
     for (char const* name : {"A", "B", "C", "D"}) {
         certificate(name, openStore("CA").get());
     }
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.why);
+    for (auto const& [why, states, expected] : rows) {
+        SCOPED_TRACE(why);
         std::size_t next = 0;
-        auto const state = [&](PCCERT_CONTEXT cert, DWORD id, void* data, DWORD* size) -> BOOL {
+        auto const state = [&, given = states](PCCERT_CONTEXT cert, DWORD id, void* data,
+                                               DWORD* size) -> BOOL {
             if (id != 14) {
                 return CertGetCertificateContextProperty(cert, id, data, size);
             }
             EXPECT_EQ(*size, 4U);
-            int const value = row.states.at(next++);
+            int const value = given.at(next++);
             if (value != unreadable) {
                 *static_cast<DWORD*>(data) = static_cast<DWORD>(value);
             }
             return value != unreadable;
         };
         calls.answer(CertGetCertificateContextProperty, state);
-        EXPECT_EQ(walkedCerts(manager), row.expected);
+        EXPECT_EQ(walkedCerts(manager), expected);
         EXPECT_EQ(next, 4U);
     }
 }

@@ -2,6 +2,8 @@
 
 #include "support/test_certificates.h"
 
+#include <tuple>
+
 using test_support::Bytes;
 using test_support::TestKey;
 
@@ -101,15 +103,9 @@ TEST_F(KeyUseTest, BlocksAreThoseOfOpensslBothWays) {
     EXPECT_EQ(run(expand({"decrypt", "--label", "alice", "--in", "=ours36"})).output, std::string(36, 'x'));
 }
 
-struct RefusalRow {
-    Words words;
-    int exitCode;
-    char const* message;
-};
-
 TEST_F(KeyUseTest, WhatCantBeDoneIsSaidAndLeavesNoFile) {
     std::string const before = testing::PrintToString(snapshot(work.path()));
-    for (RefusalRow const& row : std::vector<RefusalRow>{
+    for (auto const& [words, exitCode, message] : std::vector<std::tuple<Words, int, char const*>>{
              {{"sign", "--label", "bob", "--in", "=data", "--out", "=new"}, 1, "private key with label bob"},
              {{"sign", "--label", "alice", "--digest", "sha256"}, 2, "it is one of md5, sha1"},
              {{"sign", "--label", "alice", "--in", "=data", "--out", "=data"}, 2, "is the input too"},
@@ -124,8 +120,8 @@ TEST_F(KeyUseTest, WhatCantBeDoneIsSaidAndLeavesNoFile) {
              {{"find", "--subject", "Nope=x"}, 2, "can't be part of a name"},
              {{"find", "--public-key", "=cert"}, 3, "holds no public key"},
          }) {
-        SCOPED_TRACE(testing::PrintToString(row.words));
-        expectRun(row.words, row.exitCode, row.message);
+        SCOPED_TRACE(testing::PrintToString(words));
+        expectRun(words, exitCode, message);
     }
     EXPECT_EQ(testing::PrintToString(snapshot(work.path())), before);
 }

@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <tuple>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -71,24 +73,18 @@ TEST_F(RandomTest, AFailedRunLeavesNoFile) {
     EXPECT_EQ(filesInFolder(), 0u);
 }
 
-struct StreamRow {
-    char const* line;
-    int exitCode;
-    char const* message;
-};
-
 TEST_F(RandomTest, OutputThatGoesNowhereIsNoSuccess) {
-    for (StreamRow const& row : {
-             StreamRow{"\"$0\" \"$@\" >/dev/full", 3, "standard output: No space left"},
-             StreamRow{"\"$0\" \"$@\" >&-", 3, "standard output: Bad file descriptor"},
-             StreamRow{"{ { \"$0\" \"$@\"; echo $? >&3; } | :; } 3>&1 | grep -qx 3", 0,
-                       "standard output: Broken pipe"},
-             StreamRow{"script -qec \"$0 random 9\" /dev/null >&2", 2, "aren't written to a terminal"},
+    for (auto const& [line, exitCode, message] : {
+             std::tuple{"\"$0\" \"$@\" >/dev/full", 3, "standard output: No space left"},
+             std::tuple{"\"$0\" \"$@\" >&-", 3, "standard output: Bad file descriptor"},
+             std::tuple{"{ { \"$0\" \"$@\"; echo $? >&3; } | :; } 3>&1 | grep -qx 3", 0,
+                        "standard output: Broken pipe"},
+             std::tuple{"script -qec \"$0 random 9\" /dev/null >&2", 2, "aren't written to a terminal"},
          }) {
-        SCOPED_TRACE(row.line);
-        test_support::ProgramResult const result = runInShell(row.line, {"random", "9000000"});
-        EXPECT_EQ(result.exitCode, row.exitCode);
-        EXPECT_NE(result.error.find(row.message), std::string::npos) << result.error;
+        SCOPED_TRACE(line);
+        test_support::ProgramResult const result = runInShell(line, {"random", "9000000"});
+        EXPECT_EQ(result.exitCode, exitCode);
+        EXPECT_NE(result.error.find(message), std::string::npos) << result.error;
     }
 }
 

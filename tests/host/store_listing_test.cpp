@@ -1,48 +1,20 @@
 #include "tvkstore_run.h"
 
-#include "support/libcrypto_errors.h"
+#include "support/libcrypto.h"
 #include "support/test_certificates.h"
 #include "support/trust_bundle.h"
 
-#include <openssl/evp.h>
 #include <openssl/pem.h>
-#include <openssl/x509.h>
 
 #include <map>
-#include <memory>
 
 using test_support::Bytes;
+using test_support::contentOf;
+using test_support::nameText;
+using test_support::Owned;
 using test_support::requireCrypto;
 
 namespace {
-
-struct Release {
-    void operator()(BIO* object) const { BIO_free(object); }
-    void operator()(X509* object) const { X509_free(object); }
-};
-
-template <class T>
-using Owned = std::unique_ptr<T, Release>;
-
-Owned<X509> decode(Bytes const& encoding) {
-    unsigned char const* at = encoding.data();
-    Owned<X509> certificate(d2i_X509(nullptr, &at, static_cast<long>(encoding.size())));
-    requireCrypto(certificate != nullptr, "d2i_X509");
-    return certificate;
-}
-
-std::string contentOf(BIO* bio) {
-    char* bytes = nullptr;
-    long const length = BIO_get_mem_data(bio, &bytes);
-    return {bytes, static_cast<std::size_t>(length)};
-}
-
-std::string nameText(X509_NAME const* name) {
-    Owned<BIO> const out(BIO_new(BIO_s_mem()));
-    X509_NAME_print_ex(out.get(), name, 0,
-                       XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB));
-    return contentOf(out.get());
-}
 
 std::string timeText(ASN1_TIME const* time) {
     struct tm parts {};
@@ -59,22 +31,16 @@ std::string serialText(ASN1_INTEGER const* serial) {
 }
 
 std::string sha1Text(Bytes const& encoding) {
-    unsigned char digest[20];
-    requireCrypto(EVP_Q_digest(nullptr, "SHA1", nullptr, encoding.data(), encoding.size(), digest, nullptr) ==
-                      1,
-                  "SHA1");
-    std::string text;
-    for (unsigned char const byte : digest) {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", byte);
-        text += digits;
-    }
-    return text;
+    Bytes digest(20);
+    requireCrypto(
+        EVP_Q_digest(nullptr, "SHA1", nullptr, encoding.data(), encoding.size(), digest.data(), nullptr) == 1,
+        "SHA1");
+    return test_support::toHex(digest);
 }
 
 // What libcrypto says of a certificate, in the words of the listing.
 nlohmann::json expectedOf(Bytes const& encoding) {
-    Owned<X509> const certificate = decode(encoding);
+    Owned<X509> const certificate = test_support::decodeCertificate(encoding);
     X509* const raw = certificate.get();
     return {{"subject", nameText(X509_get_subject_name(raw))},
             {"issuer", nameText(X509_get_issuer_name(raw))},

@@ -36,16 +36,14 @@ Snapshot snapshot(fs::path const& directory) {
     return found;
 }
 
-test_support::ProgramResult TvkstoreTest::run(Words const& words) {
-    test_support::ProgramRun program{.arguments = {TVKSTORE}, .environment = environment};
-    program.arguments.insert(program.arguments.end(), words.begin(), words.end());
-    return test_support::runProgram(program);
+test_support::ProgramResult TvkstoreTest::run(Words words) {
+    words.insert(words.begin(), TVKSTORE);
+    return test_support::runProgram({.arguments = words, .environment = environment});
 }
 
-test_support::ProgramResult TvkstoreTest::runInShell(std::string const& line, Words const& words) {
-    test_support::ProgramRun program{.arguments = {"sh", "-c", line, TVKSTORE}, .environment = environment};
-    program.arguments.insert(program.arguments.end(), words.begin(), words.end());
-    return test_support::runProgram(program);
+test_support::ProgramResult TvkstoreTest::runInShell(std::string const& line, Words words) {
+    words.insert(words.begin(), {"sh", "-c", line, TVKSTORE});
+    return test_support::runProgram({.arguments = words, .environment = environment});
 }
 
 nlohmann::json TvkstoreTest::json(Words words, int exitCode) {

@@ -23,10 +23,10 @@ Snapshot snapshot(std::filesystem::path const& directory);
 // test checks.
 class TvkstoreTest : public testing::Test {
 protected:
-    test_support::ProgramResult run(Words const& words);
+    test_support::ProgramResult run(Words words);
 
     // The shell runs `line` with the program as "$0" and the words as "$@".
-    test_support::ProgramResult runInShell(std::string const& line, Words const& words);
+    test_support::ProgramResult runInShell(std::string const& line, Words words);
 
     // The one JSON value of a run that has to end with the exit code.
     nlohmann::json json(Words words, int exitCode = 0);

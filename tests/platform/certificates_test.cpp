@@ -1,25 +1,16 @@
 // Certificates as structures: fields, names, keys, self-signed ones; and the version query.
 #include "layer_fixture.h"
 
+#include "support/libcrypto.h"
 #include "support/trust_bundle.h"
 
-#include <openssl/evp.h>
-#include <openssl/x509.h>
-
 #include <algorithm>
-#include <memory>
+#include <tuple>
 
 namespace layer_test {
 namespace {
 
 class Certificates : public LayerTest {};
-
-using X509Ptr = std::unique_ptr<X509, decltype(&X509_free)>;
-
-X509Ptr parsed(PCCERT_CONTEXT context) {
-    unsigned char const* place = context->pbCertEncoded;
-    return {d2i_X509(nullptr, &place, context->cbCertEncoded), &X509_free};
-}
 
 std::string nameOf(PCCERT_CONTEXT context, DWORD type = CERT_NAME_SIMPLE_DISPLAY_TYPE, DWORD flags = 0) {
     std::string text(CertGetNameStringA(context, type, flags, nullptr, nullptr, 0), '\0');
@@ -35,7 +26,7 @@ TEST_F(Certificates, FieldsAgreeWithLibcryptoForEveryRootOfTheMachine) {
         ContextHandle const context = contextOf(encoding);
         ASSERT_TRUE(context);
         CERT_INFO const& info = *context.get()->pCertInfo;
-        X509Ptr const x509 = parsed(context.get());
+        auto const x509 = test_support::decodeCertificate(encoding);
         EXPECT_EQ(info.dwVersion, static_cast<DWORD>(X509_get_version(x509.get())));
         ASN1_INTEGER const* serial = X509_get0_serialNumber(x509.get());
         Bytes number(info.SerialNumber.pbData, info.SerialNumber.pbData + info.SerialNumber.cbData);
@@ -80,11 +71,7 @@ ContextHandle certified(test_support::Name const& subject) {
 
 TEST_F(Certificates, DisplayNames) {
     using enum test_support::NameText;
-    const struct {
-        test_support::Name subject;
-        std::string expected;
-        char const* why;
-    } rows[] = {
+    std::tuple<test_support::Name, std::string, char const*> const rows[] = {
         {{{"O", "Company"}, {"OU", "Unit"}, {"CN", "Alice"}}, "Alice", "the common name first"},
         {{{"O", "Company"}, {"OU", "Unit"}}, "Unit", "then the unit"},
         {{{"emailAddress", "a@b", Ia5}, {"O", "Company"}}, "Company", "then the organization"},
@@ -96,11 +83,11 @@ TEST_F(Certificates, DisplayNames) {
         {{{"CN", std::string("\0J\0\xFC", 4), Bmp}}, "J\xC3\xBC", "BMPString"},
         {{{"CN", std::string("good\0.bad", 9)}}, "good\xEF\xBF\xBD.bad", "a zero doesn't end the name"},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.why);
-        ContextHandle const context = certified(row.subject);
+    for (auto const& [subject, expected, why] : rows) {
+        SCOPED_TRACE(why);
+        ContextHandle const context = certified(subject);
         ASSERT_TRUE(context);
-        EXPECT_EQ(nameOf(context.get()), row.expected);
+        EXPECT_EQ(nameOf(context.get()), expected);
         EXPECT_EQ(nameOf(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, CERT_NAME_ISSUER_FLAG), "Issuer");
     }
     ContextHandle const context = certified(test_support::commonName("ab\xC3\xBC"));
@@ -135,7 +122,7 @@ TEST_F(SelfSigned, SignedAsAskedByAKeyThatStaysInside) {
         SYSTEMTIME end{2055, 2, 0, 28, 23, 59, 58, 0};
         ContextHandle const context = create(&algorithm, &end);
         ASSERT_TRUE(context) << GetLastError();
-        X509Ptr const x509 = parsed(context.get());
+        auto const x509 = test_support::decodeCertificate(encodingOf(context.get()));
         EXPECT_EQ(X509_get_signature_nid(x509.get()), expected);
         EXPECT_EQ(X509_verify(x509.get(), X509_get0_pubkey(x509.get())), 1);
         EXPECT_EQ(EVP_PKEY_get_bits(X509_get0_pubkey(x509.get())), 2048);
@@ -193,27 +180,23 @@ TEST_F(SelfSigned, TheWayToTheKeyOfACertificate) {
 
 TEST(Version, TheSystemComparesAs10WithoutServicePack) {
     constexpr BYTE atLeast = VER_GREATER_EQUAL;
-    const struct {
-        DWORD major, minor;
-        WORD servicePack;
-        BYTE condition;
-        BOOL expected;
-    } rows[] = {
+    std::tuple<DWORD, DWORD, WORD, BYTE, BOOL> const rows[] = {
         {5, 0, 2, atLeast, TRUE}, // the later numbers don't count
         {10, 0, 0, VER_EQUAL, TRUE},      {10, 0, 1, atLeast, FALSE},   {11, 0, 0, atLeast, FALSE},
         {10, 1, 0, VER_LESS_EQUAL, TRUE}, {9, 9, 9, VER_GREATER, TRUE}, {9, 9, 9, VER_LESS, FALSE},
     };
-    for (auto const& row : rows) {
+    for (auto const& [major, minor, servicePack, condition, expected] : rows) {
+        SCOPED_TRACE(std::to_string(major) + '.' + std::to_string(minor));
         OSVERSIONINFOEXA wanted{};
         wanted.dwOSVersionInfoSize = sizeof wanted;
-        wanted.dwMajorVersion = row.major;
-        wanted.dwMinorVersion = row.minor;
-        wanted.wServicePackMajor = row.servicePack;
+        wanted.dwMajorVersion = major;
+        wanted.dwMinorVersion = minor;
+        wanted.wServicePackMajor = servicePack;
         ULONGLONG mask = 0;
         for (DWORD const field : {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR})
-            mask = VerSetConditionMask(mask, field, row.condition);
+            mask = VerSetConditionMask(mask, field, condition);
         constexpr DWORD fields = VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR;
-        EXPECT_EQ(VerifyVersionInfoA(&wanted, fields, mask), row.expected) << &row - rows;
+        EXPECT_EQ(VerifyVersionInfoA(&wanted, fields, mask), expected);
     }
 }
 

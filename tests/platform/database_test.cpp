@@ -1,15 +1,13 @@
 // What becomes of the database: who may use it, what is wrong with it, other processes, forks, power.
 #include "layer_fixture.h"
 
-#include <gtest/gtest.h>
-
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <fstream>
-#include <functional>
+#include <tuple>
 
 namespace layer_test {
 namespace {
@@ -41,11 +39,7 @@ protected:
 };
 
 TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
-    const struct {
-        char const* why;
-        std::function<void(fs::path const&)> damage;
-        DWORD expected;
-    } rows[] = {
+    std::tuple<char const*, std::function<void(fs::path const&)>, DWORD> const rows[] = {
         {"rubbish", [](auto& p) { std::ofstream(p) << std::string(5000, '#'); }, ERROR_FILE_CORRUPT},
         {"cut short", [](auto& p) { fs::resize_file(p, fs::file_size(p) / 2); }, ERROR_FILE_CORRUPT},
         {"newer", [](auto& p) { sql(p, "PRAGMA user_version = 99"); }, ERROR_REVISION_MISMATCH},
@@ -58,16 +52,16 @@ TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
     };
     if (::geteuid() != 0)
         GTEST_SKIP() << "giving a file away takes root";
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.why);
-        auto const home = profile.file(std::string("home ") + row.why);
+    for (auto const& [why, damage, expected] : rows) {
+        SCOPED_TRACE(why);
+        auto const home = profile.file(std::string("home ") + why);
         test_support::EnvironmentVariable const variable("WINCRYPT_USER_HOME", home.string());
         fillAndClose(home / "user.db");
-        row.damage(home / "user.db");
+        damage(home / "user.db");
         std::string const before = content(home / "user.db");
-        EXPECT_EQ(errorOf([] { return openStore("MY"); }), row.expected);
-        EXPECT_EQ(errorOf([] { return openContainer("kept"); }), row.expected);
-        EXPECT_EQ(errorOf([] { return openContainer("new", CRYPT_NEWKEYSET); }), row.expected);
+        EXPECT_EQ(errorOf([] { return openStore("MY"); }), expected);
+        EXPECT_EQ(errorOf([] { return openContainer("kept"); }), expected);
+        EXPECT_EQ(errorOf([] { return openContainer("new", CRYPT_NEWKEYSET); }), expected);
         EXPECT_TRUE(openContainer(nullptr)) << "which touches no database";
         EXPECT_EQ(content(home / "user.db"), before);
         EXPECT_NE(log().find((home / "user.db").string()), std::string::npos) << "the log names the file";

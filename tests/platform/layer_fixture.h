@@ -94,6 +94,10 @@ bool setKeyInfo(PCCERT_CONTEXT context, std::wstring const& container, DWORD key
 // Changes a database behind the layer's back.
 void sql(std::filesystem::path const& database, std::string const& text);
 
+// The number of processes that didn't end well of those that ran the body, each with its own number, as
+// another user where asked; one that hangs is ended by its alarm.
+int failedChildren(int count, std::function<bool(int)> const& body, uid_t user = 0);
+
 // Runs the body in a process of its own, as another user where asked; true when it gave true.
 bool inChild(std::function<bool()> const& body, uid_t user = 0);
 

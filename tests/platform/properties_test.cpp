@@ -112,13 +112,7 @@ TEST_F(Properties, TheKeyContextOwnsItsProviderHandle) {
 
 TEST_F(Properties, ComputedOnesAndTheirLengths) {
     BYTE room[64];
-    const struct {
-        DWORD id;
-        DWORD given;
-        DWORD error;
-        DWORD length;
-        char const* why;
-    } rows[] = {
+    std::tuple<DWORD, DWORD, DWORD, DWORD, char const*> const rows[] = {
         {CERT_SHA1_HASH_PROP_ID, 64, 0, 20, "thumbprint"},
         {CERT_SHA1_HASH_PROP_ID, 19, ERROR_MORE_DATA, 20, "too small tells the size"},
         {CERT_MD5_HASH_PROP_ID, 64, 0, 16, "digest"},
@@ -128,12 +122,11 @@ TEST_F(Properties, ComputedOnesAndTheirLengths) {
         {CERT_KEY_CONTEXT_PROP_ID, 64, code(CRYPT_E_NOT_FOUND), 64, "absent"},
         {999, 64, code(CRYPT_E_NOT_FOUND), 64, "unknown"},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.why);
-        DWORD length = row.given;
-        EXPECT_EQ(errorOf(CertGetCertificateContextProperty, context.get(), row.id, room, &length),
-                  row.error);
-        EXPECT_EQ(length, row.length);
+    for (auto const& [id, given, error, expected, why] : rows) {
+        SCOPED_TRACE(why);
+        DWORD length = given;
+        EXPECT_EQ(errorOf(CertGetCertificateContextProperty, context.get(), id, room, &length), error);
+        EXPECT_EQ(length, expected);
     }
     for (DWORD const id : {3u, 4u, 14u, 20u, 999u})
         EXPECT_EQ(errorOf(CertSetCertificateContextProperty, context.get(), id, 0, room), code(E_INVALIDARG));

@@ -4,6 +4,7 @@
 #include "support/trust_bundle.h"
 
 #include <fstream>
+#include <tuple>
 
 namespace layer_test {
 namespace {
@@ -44,12 +45,7 @@ protected:
 };
 
 TEST_F(SystemStores, OpeningTellsWhatExists) {
-    const struct {
-        wchar_t const* name;
-        DWORD flags;
-        DWORD expected;
-        char const* why;
-    } rows[] = {
+    std::tuple<wchar_t const*, DWORD, DWORD, char const*> const rows[] = {
         {L"MY", userFlags, 0, "always exists"},
         {L"my", userFlags, 0, "without regard to case"},
         {L"UserDS", userFlags, 0, "always exists"},
@@ -61,9 +57,9 @@ TEST_F(SystemStores, OpeningTellsWhatExists) {
         {L"MY", CERT_STORE_OPEN_EXISTING_FLAG, ERROR_INVALID_PARAMETER, "no location"},
         {L"MY", userFlags | 1, ERROR_INVALID_PARAMETER, "unknown flag"},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.why);
-        EXPECT_EQ(errorOf([&] { return openStore(row.name, row.flags); }), row.expected);
+    for (auto const& [name, flags, expected, why] : rows) {
+        SCOPED_TRACE(why);
+        EXPECT_EQ(errorOf([&, &n = name, &f = flags] { return openStore(n, f); }), expected);
     }
     EXPECT_EQ(errorOf(CertOpenStore, WINCRYPT_POINTER(LPCSTR, 77), 0, 0, 0, nullptr),
               DWORD{ERROR_FILE_NOT_FOUND});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -10,12 +11,21 @@ namespace test_support {
 // meanwhile.
 class EnvironmentVariable {
 public:
-    EnvironmentVariable(std::string name, std::optional<std::string> const& value);
-    ~EnvironmentVariable();
+    EnvironmentVariable(std::string const& name, std::optional<std::string> const& value) : name_(name) {
+        if (char const* const before = std::getenv(name_.c_str()))
+            before_ = before;
+        put(value);
+    }
+    ~EnvironmentVariable() { put(before_); }
     EnvironmentVariable(EnvironmentVariable const&) = delete;
     EnvironmentVariable& operator=(EnvironmentVariable const&) = delete;
 
 private:
+    void put(std::optional<std::string> const& value) const {
+        if ((value ? ::setenv(name_.c_str(), value->c_str(), 1) : ::unsetenv(name_.c_str())) != 0)
+            std::abort();
+    }
+
     std::string name_;
     std::optional<std::string> before_;
 };

@@ -2,8 +2,6 @@
 
 #include "support/environment_variable.h"
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <string>
 
@@ -20,17 +18,8 @@ public:
 
     std::filesystem::path const& path() const { return path_; }
 
-    // Removes a file or tree. Throws std::invalid_argument, and removes nothing, for what does not lie under
-    // the directory: the directory itself, a path that leads out of it by ".." or by a symbolic link on the
-    // way. A symbolic link at the end is removed, not what it points to.
-    void remove(std::filesystem::path const& what) const;
-
 private:
-    bool isStillOurs() const;
-
     std::filesystem::path path_;
-    dev_t device_ = 0;
-    ino_t inode_ = 0;
 };
 
 // A user and a machine that have stored nothing: both homes of the layer lie in a scratch directory, and what

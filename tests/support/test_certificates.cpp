@@ -1,6 +1,6 @@
 #include "support/test_certificates.h"
 
-#include "support/libcrypto_errors.h"
+#include "support/libcrypto.h"
 
 #include <openssl/asn1.h>
 #include <openssl/evp.h>
@@ -16,16 +16,6 @@ namespace test_support {
 
 namespace {
 
-struct Release {
-    void operator()(X509* certificate) const { X509_free(certificate); }
-    void operator()(X509_NAME* name) const { X509_NAME_free(name); }
-    void operator()(X509_EXTENSION* extension) const { X509_EXTENSION_free(extension); }
-    void operator()(PKCS8_PRIV_KEY_INFO* info) const { PKCS8_PRIV_KEY_INFO_free(info); }
-};
-
-template <class T>
-using Owned = std::unique_ptr<T, Release>;
-
 // One call for the length, one for the bytes, as the i2d functions have it.
 template <class Object, class Encode>
 Bytes encoded(Object* object, Encode encode, char const* what) {
@@ -37,39 +27,18 @@ Bytes encoded(Object* object, Encode encode, char const* what) {
     return bytes;
 }
 
-int stringType(NameText text) {
-    switch (text) {
-    case NameText::Utf8:
-        return V_ASN1_UTF8STRING;
-    case NameText::Printable:
-        return V_ASN1_PRINTABLESTRING;
-    case NameText::Teletex:
-        return V_ASN1_T61STRING;
-    case NameText::Bmp:
-        return V_ASN1_BMPSTRING;
-    case NameText::Ia5:
-        return V_ASN1_IA5STRING;
-    }
-    throw std::logic_error("no such string type");
-}
-
 Owned<X509_NAME> toX509Name(Name const& attributes) {
     Owned<X509_NAME> name(X509_NAME_new());
     requireCrypto(name != nullptr, "X509_NAME_new");
     for (NameAttribute const& attribute : attributes) {
         // Index -1 appends; set -1 joins the last set, 0 starts one.
         int const added = X509_NAME_add_entry_by_txt(
-            name.get(), attribute.type.c_str(), stringType(attribute.text),
+            name.get(), attribute.type.c_str(), static_cast<int>(attribute.text),
             reinterpret_cast<unsigned char const*>(attribute.value.data()),
             static_cast<int>(attribute.value.size()), -1, attribute.inSetOfPrevious ? -1 : 0);
         requireCrypto(added == 1, attribute.type);
     }
     return name;
-}
-
-void setTime(ASN1_TIME* target, std::chrono::system_clock::time_point time) {
-    requireCrypto(ASN1_TIME_set(target, std::chrono::system_clock::to_time_t(time)) != nullptr,
-                  "ASN1_TIME_set");
 }
 
 void addExtensions(X509* certificate, std::vector<CertificateExtension> const& extensions) {
@@ -107,26 +76,25 @@ Bytes TestKey::publicKeyInfo() const { return encoded(get(), i2d_PUBKEY, "i2d_PU
 
 Name commonName(std::string value) { return {{.type = "CN", .value = std::move(value)}}; }
 
-Bytes makeCertificate(CertificateFields const& fields, TestKey const& key, TestKey const* issuerKey) {
+Bytes makeCertificate(CertificateFields const& fields, TestKey const& key) {
     Owned<X509> const certificate(X509_new());
     requireCrypto(certificate != nullptr, "X509_new");
     X509* const raw = certificate.get();
-    requireCrypto(X509_set_version(raw, X509_VERSION_3) == 1, "X509_set_version");
-    requireCrypto(ASN1_STRING_set(X509_get_serialNumber(raw), fields.serial.data(),
-                                  static_cast<int>(fields.serial.size())) == 1,
-                  "serial number");
-    requireCrypto(X509_set_subject_name(raw, toX509Name(fields.subject).get()) == 1, "subject");
-    requireCrypto(X509_set_issuer_name(raw, toX509Name(fields.issuer.value_or(fields.subject)).get()) == 1,
-                  "issuer");
-    setTime(X509_getm_notBefore(raw), fields.notBefore);
-    setTime(X509_getm_notAfter(raw), fields.notAfter);
-    requireCrypto(X509_set_pubkey(raw, key.get()) == 1, "public key");
+    auto const timeOf = [](auto const& time) { return std::chrono::system_clock::to_time_t(time); };
+    Bytes const& serial = fields.serial;
+    requireCrypto(
+        X509_set_version(raw, X509_VERSION_3) == 1 &&
+            ASN1_STRING_set(X509_get_serialNumber(raw), serial.data(), static_cast<int>(serial.size())) ==
+                1 &&
+            X509_set_subject_name(raw, toX509Name(fields.subject).get()) == 1 &&
+            X509_set_issuer_name(raw, toX509Name(fields.issuer.value_or(fields.subject)).get()) == 1 &&
+            ASN1_TIME_set(X509_getm_notBefore(raw), timeOf(fields.notBefore)) != nullptr &&
+            ASN1_TIME_set(X509_getm_notAfter(raw), timeOf(fields.notAfter)) != nullptr &&
+            X509_set_pubkey(raw, key.get()) == 1,
+        "a certificate's fields");
     addExtensions(raw, fields.extensions);
 
-    EVP_MD const* const digest = EVP_get_digestbyname(fields.digest.c_str());
-    requireCrypto(digest != nullptr, "digest " + fields.digest);
-    EVP_PKEY* const signer = issuerKey != nullptr ? issuerKey->get() : key.get();
-    requireCrypto(X509_sign(raw, signer, digest) > 0, "X509_sign");
+    requireCrypto(X509_sign(raw, key.get(), EVP_sha256()) > 0, "X509_sign");
     return encoded(raw, i2d_X509, "i2d_X509");
 }
 

@@ -29,7 +29,8 @@ private:
     std::shared_ptr<evp_pkey_st> key_;
 };
 
-enum class NameText { Utf8, Printable, Teletex, Bmp, Ia5 };
+// The string types, by their tags.
+enum class NameText { Utf8 = 12, Printable = 19, Teletex = 20, Ia5 = 22, Bmp = 30 };
 
 struct NameAttribute {
     std::string type;  // libcrypto's short name or a dotted object identifier
@@ -55,13 +56,11 @@ struct CertificateFields {
         std::chrono::system_clock::now() - std::chrono::hours(1);
     std::chrono::system_clock::time_point notAfter =
         std::chrono::system_clock::now() + std::chrono::hours(24 * 365);
-    std::string digest = "SHA256";
     std::vector<CertificateExtension> extensions{};
 };
 
-// The certificate of the key's public half, version 3, DER, signed by the issuer's key, or by the key itself
-// when there is none. Throws std::runtime_error with libcrypto's reasons for fields that libcrypto refuses.
-Bytes makeCertificate(CertificateFields const& fields, TestKey const& key,
-                      TestKey const* issuerKey = nullptr);
+// The certificate of the key's public half, version 3, DER, signed by the key itself with SHA-256. Throws
+// std::runtime_error with libcrypto's reasons for fields that libcrypto refuses.
+Bytes makeCertificate(CertificateFields const& fields, TestKey const& key);
 
 } // namespace test_support

@@ -1,4 +1,5 @@
 #include "hex.h"
+#include "support/libcrypto.h"
 #include "support/test_certificates.h"
 #include "support/trust_bundle.h"
 
@@ -6,11 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <openssl/x509.h>
-#include <openssl/x509v3.h>
-
 #include <cstring>
-#include <memory>
 
 using test_support::Bytes;
 
@@ -32,36 +29,26 @@ std::string libcryptoEncoding(T const* object, int (*encode)(T const*, unsigned 
     return text;
 }
 
-std::string timeText(struct tm const& time) {
-    char text[64];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %w %j", &time);
-    return text;
-}
-
-std::string timeText(TVKASNTarnTime const& time) {
-    struct tm value = {};
-    EXPECT_EQ(time.get_value(value), TVKASN_OK);
-    return timeText(value);
-}
-
-std::string timeText(ASN1_TIME const* time) {
-    struct tm value = {};
-    EXPECT_EQ(ASN1_TIME_to_tm(time, &value), 1);
-    return timeText(value);
+void expectSameTime(TVKASNTarnTime const& time, ASN1_TIME const* libcryptos) {
+    struct tm ours = {};
+    struct tm theirs = {};
+    EXPECT_EQ(time.get_value(ours), TVKASN_OK);
+    EXPECT_EQ(ASN1_TIME_to_tm(libcryptos, &theirs), 1);
+    EXPECT_EQ(ours.tm_yday, theirs.tm_yday);
+    EXPECT_EQ(ours.tm_wday, theirs.tm_wday);
+    EXPECT_EQ(timegm(&ours), timegm(&theirs));
 }
 
 void expectSameAsLibcrypto(Bytes const& der, TVKASNx509Certificate const& certificate) {
-    unsigned char const* at = der.data();
-    std::unique_ptr<X509, decltype(&X509_free)> const x509(
-        d2i_X509(nullptr, &at, static_cast<long>(der.size())), &X509_free);
+    auto const x509 = test_support::decodeCertificate(der);
     ASSERT_NE(x509, nullptr);
     TVKASNTBSCertificate const& tbs = certificate.tbsCertificate;
     EXPECT_EQ(encodingOf(tbs.issuer), libcryptoEncoding(X509_get_issuer_name(x509.get()), &i2d_X509_NAME));
     EXPECT_EQ(encodingOf(tbs.subject), libcryptoEncoding(X509_get_subject_name(x509.get()), &i2d_X509_NAME));
     EXPECT_EQ(encodingOf(tbs.serialNumber),
               libcryptoEncoding(X509_get0_serialNumber(x509.get()), &i2d_ASN1_INTEGER));
-    EXPECT_EQ(timeText(tbs.validity.notBefore), timeText(X509_get0_notBefore(x509.get())));
-    EXPECT_EQ(timeText(tbs.validity.notAfter), timeText(X509_get0_notAfter(x509.get())));
+    expectSameTime(tbs.validity.notBefore, X509_get0_notBefore(x509.get()));
+    expectSameTime(tbs.validity.notAfter, X509_get0_notAfter(x509.get()));
     EXPECT_EQ(encodingOf(tbs.subjectPublicKeyInfo),
               libcryptoEncoding<X509_PUBKEY>(X509_get_X509_PUBKEY(x509.get()), &i2d_X509_PUBKEY));
     ASN1_BIT_STRING const* signature = nullptr;
@@ -72,6 +59,17 @@ void expectSameAsLibcrypto(Bytes const& der, TVKASNx509Certificate const& certif
     EXPECT_EQ(version, X509_get_version(x509.get()));
     EXPECT_EQ(tbs.extensions.get_count(),
               static_cast<unsigned int>(std::max(0, X509_get_ext_count(x509.get()))));
+}
+
+void expectRefusedWhenCut(Bytes const& der) {
+    TVKASNx509Certificate certificate(TVKASNNotSecure);
+    for (std::size_t length = 0; length < der.size(); ++length) {
+        // A copy of that length, so that a read behind it is seen.
+        Bytes const cut(der.begin(), der.begin() + static_cast<std::ptrdiff_t>(length));
+        TVKASNCBuffer view = viewOf(cut);
+        ASSERT_NE(certificate.read(view), TVKASN_OK) << "cut to " << length;
+        ASSERT_FALSE(certificate.is_present());
+    }
 }
 
 } // namespace
@@ -97,15 +95,8 @@ TEST(Certificates, OfTheTrustBundleAreTheSameAsInLibcrypto) {
 }
 
 TEST(Certificates, AreRefusedWhenCutAnywhere) {
-    TVKASNx509Certificate certificate(TVKASNNotSecure);
     for (Bytes const& der : bundle()) {
-        for (std::size_t length = 0; length < der.size(); ++length) {
-            // A copy of that length, so that a read behind it is seen.
-            Bytes const cut(der.begin(), der.begin() + static_cast<std::ptrdiff_t>(length));
-            TVKASNCBuffer view = viewOf(cut);
-            ASSERT_NE(certificate.read(view), TVKASN_OK) << "cut to " << length;
-            ASSERT_FALSE(certificate.is_present());
-        }
+        expectRefusedWhenCut(der);
     }
 }
 
@@ -172,83 +163,67 @@ TEST(Certificates, AreTakenInTheOtherEncodingsThatLibcryptoTakes) {
     Bytes const der = test_support::makeCertificate({}, key);
     TVKASNx509Certificate plain(TVKASNNotSecure);
     TVKASNUtility::setDEREncoding(viewOf(der), plain);
-    struct {
-        Bytes bytes;
-        char const* why;
-    } const rows[] = {{withLongLength(der, 3), "length in one octet more"},
-                      {withLongLength(der, 8), "length in eight octets"},
-                      {withIndefiniteLength(der), "indefinite length"},
-                      {withSignatureInPieces(der, 128), "constructed signature"}};
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.why);
+    std::pair<Bytes, char const*> const rows[] = {{withLongLength(der, 3), "length in one octet more"},
+                                                  {withLongLength(der, 8), "length in eight octets"},
+                                                  {withIndefiniteLength(der), "indefinite length"},
+                                                  {withSignatureInPieces(der, 128), "constructed signature"}};
+    for (auto const& [bytes, why] : rows) {
+        SCOPED_TRACE(why);
         TVKASNx509Certificate certificate(TVKASNNotSecure);
-        TVKASNUtility::setDEREncoding(viewOf(row.bytes), certificate);
-        EXPECT_EQ(encodingOf(certificate), toHex(row.bytes));
+        TVKASNUtility::setDEREncoding(viewOf(bytes), certificate);
+        EXPECT_EQ(encodingOf(certificate), toHex(bytes));
         EXPECT_EQ(encodingOf(certificate.tbsCertificate), encodingOf(plain.tbsCertificate));
         EXPECT_EQ(encodingOf(certificate.signature), encodingOf(plain.signature));
-        unsigned char const* at = row.bytes.data();
-        std::unique_ptr<X509, decltype(&X509_free)> const x509(
-            d2i_X509(nullptr, &at, static_cast<long>(row.bytes.size())), &X509_free);
-        EXPECT_NE(x509, nullptr) << "the case itself is wrong";
-        for (std::size_t length = 0; length < row.bytes.size(); ++length) {
-            Bytes const cut(row.bytes.begin(), row.bytes.begin() + static_cast<std::ptrdiff_t>(length));
-            TVKASNCBuffer view = viewOf(cut);
-            ASSERT_NE(certificate.read(view), TVKASN_OK) << "cut to " << length;
-        }
+        EXPECT_NE(test_support::decodeCertificate(bytes), nullptr) << "the case itself is wrong";
+        expectRefusedWhenCut(bytes);
         // Other values are read by the distinguished rules alone.
         TVKASNSequence sequence(TVKASNNotSecure);
-        TVKASNCBuffer view = viewOf(row.bytes);
+        TVKASNCBuffer view = viewOf(bytes);
         EXPECT_NE(sequence.read(view), TVKASN_OK);
     }
-    Bytes const deep(100000, 0xA0);
-    TVKASNx509Certificate certificate(TVKASNNotSecure);
-    TVKASNCBuffer view = viewOf(deep);
-    EXPECT_NE(certificate.read(view), TVKASN_OK);
-    Bytes nested;
+    Bytes indefinite;
     for (int i = 0; i < 100000; ++i) {
-        nested.insert(nested.end(), {0x30, 0x80});
+        indefinite.insert(indefinite.end(), {0x30, 0x80});
     }
-    view = viewOf(nested);
-    EXPECT_NE(certificate.read(view), TVKASN_OK) << "nested without end";
+    for (Bytes const& nested : {Bytes(100000, 0xA0), indefinite}) {
+        TVKASNx509Certificate certificate(TVKASNNotSecure);
+        TVKASNCBuffer view = viewOf(nested);
+        EXPECT_NE(certificate.read(view), TVKASN_OK) << "nested without end";
+    }
 }
 
 TEST(Certificates, GivePartsForSearches) {
-    test_support::TestKey const& key = test_support::TestKey::shared(1024);
-    test_support::CertificateFields fields;
-    fields.serial = fromHex("c3");
-    fields.extensions = {{"basicConstraints", "critical,CA:TRUE"}, {"subjectAltName", "DNS:example.org"}};
     TVKASNx509Certificate first(TVKASNNotSecure);
     TVKASNx509Certificate second(TVKASNNotSecure);
-    TVKASNUtility::setDEREncoding(viewOf(test_support::makeCertificate(fields, key)), first);
-    fields.serial = fromHex("c4");
-    TVKASNUtility::setDEREncoding(viewOf(test_support::makeCertificate(fields, key)), second);
-
+    for (auto const& [serial, made] : {std::pair(0xC3, &first), {0xC4, &second}}) {
+        test_support::CertificateFields fields{.serial = {static_cast<std::uint8_t>(serial)}};
+        fields.extensions = {{"basicConstraints", "critical,CA:TRUE"}, {"subjectAltName", "DNS:example.org"}};
+        Bytes const der = makeCertificate(fields, test_support::TestKey::shared(1024));
+        TVKASNUtility::setDEREncoding(viewOf(der), *made);
+    }
+    auto const& tbs = first.tbsCertificate;
+    auto const& others = second.tbsCertificate;
     TVKASNIssuerAndSerialNumber a(TVKASNNotSecure);
     TVKASNIssuerAndSerialNumber b(TVKASNNotSecure);
-    TVKASNUtility::getIssuerAndSerialNumber(first.tbsCertificate.issuer, first.tbsCertificate.serialNumber,
-                                            a);
-    TVKASNUtility::getIssuerAndSerialNumber(first.tbsCertificate.subject, first.tbsCertificate.serialNumber,
-                                            b);
+    TVKASNUtility::getIssuerAndSerialNumber(tbs.issuer, tbs.serialNumber, a);
+    TVKASNUtility::getIssuerAndSerialNumber(tbs.subject, tbs.serialNumber, b);
     EXPECT_EQ(TVKASNObject::compare(a, b), 0);
-    TVKASNUtility::getIssuerAndSerialNumber(second.tbsCertificate.issuer, second.tbsCertificate.serialNumber,
-                                            b);
+    TVKASNUtility::getIssuerAndSerialNumber(others.issuer, others.serialNumber, b);
     EXPECT_NE(TVKASNObject::compare(a, b), 0);
     EXPECT_THROW(TVKASNUtility::getIssuerAndSerialNumber(TVKASNx500Name(TVKASNNotSecure), a.serialNumber, b),
                  TVKASNException);
     EXPECT_FALSE(b.is_present());
-    EXPECT_NE(TVKASNObject::compare(first.tbsCertificate, second.tbsCertificate), 0);
-    EXPECT_EQ(TVKASNObject::compare(first.tbsCertificate.subjectPublicKeyInfo,
-                                    second.tbsCertificate.subjectPublicKeyInfo),
-              0);
+    EXPECT_NE(TVKASNObject::compare(tbs, others), 0);
+    EXPECT_EQ(TVKASNObject::compare(tbs.subjectPublicKeyInfo, others.subjectPublicKeyInfo), 0);
 
     unsigned long const basicConstraints[] = {2, 5, 29, 19};
     unsigned long const keyUsage[] = {2, 5, 29, 15};
     bool critical = false;
     TVKASNCBuffer value;
-    EXPECT_TRUE(first.tbsCertificate.extensions.find(basicConstraints, 4, critical, value));
+    EXPECT_TRUE(tbs.extensions.find(basicConstraints, 4, critical, value));
     EXPECT_TRUE(critical);
     EXPECT_EQ(toHex(value), "30030101ff");
-    EXPECT_FALSE(first.tbsCertificate.extensions.find(keyUsage, 4, critical, value));
+    EXPECT_FALSE(tbs.extensions.find(keyUsage, 4, critical, value));
 }
 
 TEST(Attributes, AreCastToTheirTypeOrRefused) {

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <memory>
+#include <tuple>
 
 using test_support::Bytes;
 
@@ -26,12 +27,7 @@ std::unique_ptr<TVKASNObject> make() {
 
 // What each type takes, by the status of `read`.
 TEST(Values, ReadStrictly) {
-    struct {
-        std::unique_ptr<TVKASNObject> (*make)();
-        char const* bytes;
-        int status;
-        char const* why;
-    } const rows[] = {
+    std::tuple<std::unique_ptr<TVKASNObject> (*)(), char const*, int, char const*> const rows[] = {
         {&make<TVKASNInteger>, "02 01 00", TVKASN_OK, "zero"},
         {&make<TVKASNInteger>, "02 02 00 01", TVKASN_OK, "not the shortest form, kept as it is"},
         {&make<TVKASNInteger>, "02 00", TVKASN_BAD_VALUE, "no content"},
@@ -63,17 +59,16 @@ TEST(Values, ReadStrictly) {
         {&make<TVKASNUTF8String>, "0C 01 FF", TVKASN_OK, "labels may hold any byte"},
         {&make<TVKASNAlgorithmID>, "30 00", TVKASN_TRUNCATED, "no algorithm"},
         {&make<TVKASNAlgorithmID>, "30 05 06 03 2A 03 04", TVKASN_OK, "no parameters"},
-        {&make<TVKASNAlgorithmID>, "30 09 06 03 2A 03 04 05 00 05 00", TVKASN_TRAILING_DATA,
-         "two parameters"},
+        {&make<TVKASNAlgorithmID>, "30 09 06 03 2A 03 04 05 00 05 00", TVKASN_TRAILING_DATA, "two of them"},
         {&make<TVKASNAlgorithmID>, "30 05 06 04 2A 03 04", TVKASN_TRUNCATED, "child leaves its parent"},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(std::string(row.bytes) + ": " + row.why);
-        Bytes const bytes = fromHex(row.bytes);
+    for (auto const& [makeObject, hex, status, why] : rows) {
+        SCOPED_TRACE(std::string(hex) + ": " + why);
+        Bytes const bytes = fromHex(hex);
         TVKASNCBuffer view = viewOf(bytes);
-        std::unique_ptr<TVKASNObject> const object = row.make();
-        EXPECT_EQ(object->read(view), row.status);
-        bool const good = row.status == TVKASN_OK;
+        std::unique_ptr<TVKASNObject> const object = makeObject();
+        EXPECT_EQ(object->read(view), status);
+        bool const good = status == TVKASN_OK;
         EXPECT_EQ(view.length, good ? 0 : bytes.size());
         EXPECT_EQ(view.data - bytes.data(), good ? static_cast<long>(bytes.size()) : 0);
         EXPECT_EQ(object->is_present(), good);
@@ -84,35 +79,33 @@ TEST(Values, ReadStrictly) {
 }
 
 TEST(Integers, KeepOctetsAndFindNumbers) {
-    struct {
-        char const* octets;
-        int status;
-        long number;
-    } const rows[] = {{"00", 0, 0},
-                      {"7f", 0, 127},
-                      {"0080", 0, 128},
-                      {"80", 0, -128},
-                      {"ff", 0, -1},
-                      {"000000000000000001", 0, 1},
-                      {"7fffffffffffffff", 0, 0x7fffffffffffffffL},
-                      {"8000000000000000", 0, -0x7fffffffffffffffL - 1},
-                      {"008000000000000000", TVKASN_OUT_OF_RANGE, 5},
-                      {"ff7fffffffffffffff", TVKASN_OUT_OF_RANGE, 5}};
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.octets);
-        Bytes const octets = fromHex(row.octets);
+    std::tuple<char const*, int, long> const rows[] = {
+        {"00", 0, 0},
+        {"7f", 0, 127},
+        {"0080", 0, 128},
+        {"80", 0, -128},
+        {"ff", 0, -1},
+        {"000000000000000001", 0, 1},
+        {"7fffffffffffffff", 0, 0x7fffffffffffffffL},
+        {"8000000000000000", 0, -0x7fffffffffffffffL - 1},
+        {"008000000000000000", TVKASN_OUT_OF_RANGE, 5},
+        {"ff7fffffffffffffff", TVKASN_OUT_OF_RANGE, 5},
+    };
+    for (auto const& [hex, status, expected] : rows) {
+        SCOPED_TRACE(hex);
+        Bytes const octets = fromHex(hex);
         TVKASNInteger integer(TVKASNNotSecure);
         ASSERT_EQ(integer.set_value(octets.data(), octets.size()), TVKASN_OK);
         unsigned char* value = nullptr;
         unsigned long length = 0;
         ASSERT_EQ(integer.get_value(value, length), TVKASN_OK);
-        EXPECT_EQ(toHex(value, length), row.octets);
+        EXPECT_EQ(toHex(value, length), hex);
         long number = 5;
-        EXPECT_EQ(integer.get_value(number), row.status);
-        EXPECT_EQ(number, row.number);
+        EXPECT_EQ(integer.get_value(number), status);
+        EXPECT_EQ(number, expected);
         TVKASNInteger again(TVKASNNotSecure);
-        if (row.status == TVKASN_OK) {
-            again.set_value(row.number);
+        if (status == TVKASN_OK) {
+            again.set_value(expected);
             EXPECT_EQ(TVKASNObject::compare(integer, again), 0) << "equal numbers in other octets";
         }
     }
@@ -128,22 +121,18 @@ TEST(Integers, KeepOctetsAndFindNumbers) {
 }
 
 TEST(BitStrings, CountBits) {
-    struct {
-        char const* bytes;
-        unsigned long bits;
-        char const* encoding;
-    } const rows[] = {
+    std::tuple<char const*, unsigned long, char const*> const rows[] = {
         {"a5c3", 16, "030300a5c3"}, {"ffff", 9, "030307ff80"}, {"", 0, "030100"}, {"ff", 1, "03020780"}};
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.encoding);
-        Bytes bytes = fromHex(row.bytes);
+    for (auto const& [hex, count, encoding] : rows) {
+        SCOPED_TRACE(encoding);
+        Bytes bytes = fromHex(hex);
         TVKASNBitString bits(TVKASNNotSecure);
-        ASSERT_EQ(bits.set_value(bytes.data(), row.bits), TVKASN_OK);
-        EXPECT_EQ(written(bits), row.encoding);
+        ASSERT_EQ(bits.set_value(bytes.data(), count), TVKASN_OK);
+        EXPECT_EQ(written(bits), encoding);
         unsigned char* value = nullptr;
         unsigned long length = 99;
         ASSERT_EQ(bits.get_value(value, length), TVKASN_OK);
-        EXPECT_EQ(length, row.bits);
+        EXPECT_EQ(length, count);
     }
     // Bits that aren't used don't count.
     TVKASNBitString clean(TVKASNNotSecure);
@@ -156,26 +145,21 @@ TEST(BitStrings, CountBits) {
 }
 
 TEST(ObjectIDs, EncodeArcs) {
-    struct {
-        std::vector<unsigned long> arcs;
-        char const* encoding;
-        char const* dotted;
-    } const rows[] = {
+    std::tuple<std::vector<unsigned long>, char const*, char const*> const rows[] = {
         {{1, 2, 840, 113549, 1, 1, 1}, "06092a864886f70d010101", "1.2.840.113549.1.1.1"},
         {{2, 999, 3}, "0603883703", "2.999.3"},
         {{0, 39}, "060127", "0.39"},
         {{2, 47}, "06017f", "2.47"},
         {{2, 48}, "06028100", "2.48"},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.dotted);
-        std::vector<unsigned long> arcs = row.arcs;
+    for (auto [arcs, encoding, dotted] : rows) {
+        SCOPED_TRACE(dotted);
         TVKASNObjectID id(TVKASNNotSecure);
         auto const count = static_cast<unsigned int>(arcs.size());
         EXPECT_FALSE(id.is_equal(arcs.data(), count)) << "without a value";
         ASSERT_EQ(id.set_value(arcs.data(), count), TVKASN_OK);
-        EXPECT_EQ(written(id), row.encoding);
-        EXPECT_EQ(id.get_dotted(), row.dotted);
+        EXPECT_EQ(written(id), encoding);
+        EXPECT_EQ(id.get_dotted(), dotted);
         EXPECT_TRUE(id.is_equal(arcs.data(), count));
         EXPECT_FALSE(id.is_equal(arcs.data(), count - 1));
         arcs.back() ^= 1;
@@ -197,11 +181,8 @@ TEST(ObjectIDs, EncodeArcs) {
 }
 
 TEST(Times, ReadBothFormsAndRefuseTheRest) {
-    struct {
-        char const* tag;
-        char const* text;
-        char const* expected; // empty for a text that is no time
-    } const rows[] = {
+    // An empty result for a text that is no time.
+    std::tuple<char const*, std::string, char const*> const rows[] = {
         {"17", "500101000000Z", "1950-01-01 00:00:00 0 0"},
         {"17", "491231235959Z", "2049-12-31 23:59:59 5 364"},
         {"17", "0002291200Z", "2000-02-29 12:00:00 2 59"},
@@ -219,11 +200,11 @@ TEST(Times, ReadBothFormsAndRefuseTheRest) {
         {"18", "19000229000000Z", ""},
         {"18", "", ""},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.text);
-        Bytes bytes = fromHex(row.tag);
-        bytes.push_back(static_cast<std::uint8_t>(std::strlen(row.text)));
-        bytes.insert(bytes.end(), row.text, row.text + std::strlen(row.text));
+    for (auto const& [tag, given, expected] : rows) {
+        SCOPED_TRACE(given);
+        Bytes bytes = fromHex(tag);
+        bytes.push_back(static_cast<std::uint8_t>(given.size()));
+        bytes.insert(bytes.end(), given.begin(), given.end());
         TVKASNTarnTime time(TVKASNNotSecure);
         TVKASNUtility::setDEREncoding(viewOf(bytes), time);
         struct tm value = {};
@@ -233,27 +214,19 @@ TEST(Times, ReadBothFormsAndRefuseTheRest) {
             std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %w ", &value);
             std::strcat(text, std::to_string(value.tm_yday).c_str());
         }
-        EXPECT_STREQ(text, row.expected);
-        EXPECT_EQ(status == TVKASN_OK, *row.expected != '\0');
+        EXPECT_STREQ(text, expected);
+        EXPECT_EQ(status == TVKASN_OK, *expected != '\0');
     }
-    struct {
-        int year;
-        char const* encoding;
-    } const years[] = {{1949, "180f31393439303130323033303430355a"},
-                       {1950, "170d3530303130323033303430355a"},
-                       {2049, "170d3439303130323033303430355a"},
-                       {2050, "180f32303530303130323033303430355a"}};
-    for (auto const& row : years) {
-        SCOPED_TRACE(row.year);
-        struct tm value = {};
-        value.tm_year = row.year - 1900;
-        value.tm_mday = 2;
-        value.tm_hour = 3;
-        value.tm_min = 4;
-        value.tm_sec = 5;
+    std::pair<int, char const*> const years[] = {{1949, "180f31393439303130323033303430355a"},
+                                                 {1950, "170d3530303130323033303430355a"},
+                                                 {2049, "170d3439303130323033303430355a"},
+                                                 {2050, "180f32303530303130323033303430355a"}};
+    for (auto const& [year, encoding] : years) {
+        SCOPED_TRACE(year);
+        struct tm value = {5, 4, 3, 2, 0, year - 1900, 0, 0, 0, 0, nullptr};
         TVKASNTarnTime time(TVKASNNotSecure);
         EXPECT_EQ(time.set_value(value), TVKASN_OK);
-        EXPECT_EQ(written(time), row.encoding);
+        EXPECT_EQ(written(time), encoding);
         for (int const month : {-1, 12, 256}) {
             value.tm_mon = month;
             EXPECT_EQ(time.set_value(value), TVKASN_OUT_OF_RANGE);
@@ -285,8 +258,7 @@ TEST(Composites, KeepEncodingsUntilAChildChanges) {
     EXPECT_EQ(out.length, 0U);
     unsigned char key[] = {1, 2, 3};
     info.subjectPublicKey.set_value(key, 24);
-    EXPECT_EQ(written(info), "3013300b06092a864886f70d0101050304"
-                             "00010203");
+    EXPECT_EQ(written(info), "3013300b06092a864886f70d010105030400010203");
     // Reading from a view of the object's own bytes must not lose them on the way.
     unsigned char* value = nullptr;
     unsigned long bits = 0;
@@ -316,14 +288,8 @@ TEST(KeyRecords, KeepTheirFourValuesAndRefuseOthers) {
     EXPECT_EQ(again.getProviderName(), TVKString("provider"));
     EXPECT_EQ(again.getKeySize(), 2048U);
     EXPECT_EQ(again.getSubject().getLength(), 0U);
-    char const* const others[] = {"",
-                                  "3000",
-                                  "300a0400040002010404"
-                                  "00",
-                                  "30080400040002010104",
-                                  "300904000400020100040000",
-                                  "3009040004000201ff0400"};
-    for (char const* other : others) {
+    for (char const* other : {"", "3000", "300a040004000201040400", "30080400040002010104",
+                              "300904000400020100040000", "3009040004000201ff0400"}) {
         SCOPED_TRACE(other);
         EXPECT_THROW(TVKCAPIASNKeyRecord{TVKBuffer(viewOf(fromHex(other)))}, TVKASNException);
     }

@@ -1,5 +1,6 @@
 #include "hex.h"
 
+#include "support/libcrypto.h"
 #include "support/test_certificates.h"
 
 #include <tvkcore/tvkcore.h>
@@ -7,7 +8,6 @@
 
 #include <gtest/gtest.h>
 #include <openssl/err.h>
-#include <openssl/evp.h>
 #include <openssl/rsa.h>
 
 #include <array>
@@ -15,6 +15,7 @@
 #include <tuple>
 
 using test_support::Bytes;
+using test_support::rsa;
 using test_support::TestKey;
 
 namespace {
@@ -80,18 +81,6 @@ TVKException failureOf(std::function<void()> const& step) {
     return {"", 0, 0, ""};
 }
 
-// One operation of plain libcrypto.
-template <class Init, class Operation>
-Bytes plain(TestKey const& key, Init init, Operation operation, int padding, Bytes const& input) {
-    std::shared_ptr<EVP_PKEY_CTX> const context(EVP_PKEY_CTX_new(key.get(), nullptr), EVP_PKEY_CTX_free);
-    Bytes output(256);
-    std::size_t size = output.size();
-    EXPECT_TRUE(init(context.get()) == 1 && EVP_PKEY_CTX_set_rsa_padding(context.get(), padding) == 1 &&
-                operation(context.get(), output.data(), &size, input.data(), input.size()) == 1);
-    output.resize(size);
-    return output;
-}
-
 } // namespace
 
 TEST(SoftDigests, GiveThePublishedValues) {
@@ -137,16 +126,13 @@ TEST(SoftSignatures, AreThoseOfLibcryptoAndNoOthers) {
             EXPECT_FALSE(verifies(Bytes(bits / 8, 1)));
             continue;
         }
-        auto const init = [&](EVP_PKEY_CTX* context) {
-            EVP_PKEY_sign_init(context);
-            return EVP_PKEY_CTX_set_signature_md(context, EVP_get_digestbyname(algorithm.name));
-        };
-        // The scheme is deterministic: equal is right both ways.
-        Bytes const good = plain(key, init, EVP_PKEY_sign, RSA_PKCS1_PADDING, digest);
+        Bytes const good =
+            test_support::signatureOf(key.get(), EVP_get_digestbyname(algorithm.name), bytes(data));
         EXPECT_EQ(bytes(signer->signData(data.get())), good);
         EXPECT_TRUE(verifies(good));
         EXPECT_FALSE(verifier->verifyData({}, viewOf(good))) << "of other data";
-        Bytes longer = good, bare = plain(key, EVP_PKEY_sign_init, EVP_PKEY_sign, RSA_PKCS1_PADDING, digest);
+        Bytes longer = good,
+              bare = rsa(key.get(), EVP_PKEY_sign_init, EVP_PKEY_sign, RSA_PKCS1_PADDING, digest);
         longer.insert(longer.begin(), 0);
         for (Bytes const& bad : {Bytes(), Bytes(good.size()), Bytes(good.size(), 0xFF), longer, bare})
             EXPECT_FALSE(verifies(bad)) << toHex(bad);
@@ -172,6 +158,8 @@ TEST(SoftEncryption, GoesBothWaysWithLibcryptoAndFailsInOneWay) {
     TestKey const& key = TestKey::shared(1024);
     auto const encryption = owned(factory.make_RSAPKCS_EncryptionAlgorithm(publicOf(key)));
     auto const decryption = owned(factory.make_RSAPKCS_DecryptionAlgorithm(privateOf(key), nullptr));
+    EXPECT_TRUE(encryption->isKindOf("TVKKRYEncryptionAlgorithm") && encryption->isKindOf("TVKKRYAlgorithm"));
+    EXPECT_FALSE(encryption->isKindOf("TVKKRYDecryptionAlgorithm") || encryption->isKindOf(""));
     for (unsigned const size : {0U, 36U, 117U}) {
         Bytes const text(size, 0x5A), tooMuch(118 - size);
         encryption->encryptDataInit();
@@ -180,14 +168,14 @@ TEST(SoftEncryption, GoesBothWaysWithLibcryptoAndFailsInOneWay) {
         EXPECT_EQ(failureOf([&] { encryption->encryptDataUpdate(viewOf(tooMuch)); }).getCode(),
                   TVKSOFT_TOO_LONG);
         Bytes const block = bytes(encryption->encryptDataFinal());
-        EXPECT_EQ(plain(key, EVP_PKEY_decrypt_init, EVP_PKEY_decrypt, RSA_PKCS1_PADDING, block), text);
-        Bytes const other = plain(key, EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_PKCS1_PADDING, text);
+        EXPECT_EQ(rsa(key.get(), EVP_PKEY_decrypt_init, EVP_PKEY_decrypt, RSA_PKCS1_PADDING, block), text);
+        Bytes const other = rsa(key.get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_PKCS1_PADDING, text);
         EXPECT_EQ(bytes(decryption->decryptData(viewOf(other))), text);
         EXPECT_EQ(failureOf([&] { decryption->decryptDataFinal(); }).getCode(), TVKSOFT_NOT_STARTED);
     }
     auto const padded = [&](std::string const& start, std::string const& end) {
-        return plain(key, EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_NO_PADDING,
-                     fromHex(start + std::string(256 - start.size() - end.size(), '1') + end));
+        return rsa(key.get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_NO_PADDING,
+                   fromHex(start + std::string(256 - start.size() - end.size(), '1') + end));
     };
     for (auto const& [why, block] : std::vector<std::pair<char const*, Bytes>>{
              {"nothing", Bytes()},
