@@ -15,15 +15,6 @@ using namespace test_support;
 
 namespace {
 
-TVKKRYKey keyWith(TVKKRYKey::Format format, TVKBuffer const& blob) {
-    TVKKRYKey key;
-    key.setType(TVKKRYKey::Private);
-    key.setAlgorithm(TVKKRYKey::RSA);
-    key.setFormat(format);
-    key.setKeyBlob(blob);
-    return key;
-}
-
 // A store manager with its factory, and a key of this size in a container that the reference names.
 struct Factory {
     explicit Factory(unsigned bits = 1024)
@@ -159,10 +150,11 @@ TEST_F(Algorithms, AreNullForOtherKeys) {
     Factory const world;
     TVKBuffer const clear = buffer(TestKey::shared(1024).privateKeyInfo());
     std::pair<TVKKRYKey, char const*> const rows[] = {
-        {keyWith(TVKKRYKey::PrivateKeyInfo, clear), "material"},
-        {keyWith(TVKKRYKey::SubjectPublicKeyInfo, buffer(TestKey::shared(1024).publicKeyInfo())), "public"},
-        {keyWith(TVKKRYKey::KeyRecord, TVKBuffer()), "an empty blob"},
-        {keyWith(TVKKRYKey::KeyRecord, clear), "no key record"}};
+        {privateKey(TVKKRYKey::PrivateKeyInfo, clear), "material"},
+        {privateKey(TVKKRYKey::SubjectPublicKeyInfo, buffer(TestKey::shared(1024).publicKeyInfo())),
+         "public"},
+        {privateKey(TVKKRYKey::KeyRecord, TVKBuffer()), "an empty blob"},
+        {privateKey(TVKKRYKey::KeyRecord, clear), "no key record"}};
     for (auto const& [key, why] : rows) {
         SCOPED_TRACE(why);
         EXPECT_EQ(world.factory->make_MD5WithRSA_SignatureAlgorithm(key), nullptr);
@@ -178,7 +170,7 @@ TEST_F(Algorithms, AreNullForOtherKeys) {
 TEST_F(Algorithms, FollowNoIdentifierFromOutside) {
     Factory const world;
     TVKCAPIASNKeyRecord const record("", buffer(Bytes(sizeof(CERT_ID), 0xAA)), 0, TVKBuffer());
-    TVKKRYKey const foreign = keyWith(TVKKRYKey::KeyRecord, record.getBuffer());
+    TVKKRYKey const foreign = privateKey(TVKKRYKey::KeyRecord, record.getBuffer());
     auto const signer = owned(world.factory->make_SHA1WithRSA_SignatureAlgorithm(foreign));
     EXPECT_EQ(raisedBy([&] { signer->signData(TVKASNCBuffer()); }), capi(kManagerUtility, 578015, ""));
 }

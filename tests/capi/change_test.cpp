@@ -22,22 +22,9 @@ Bytes certificateOf(char const* name) {
     return makeCertificate({.subject = commonName(name)}, TestKey::shared(1024));
 }
 
-TVKKRYKey privateKey(TVKKRYKey::Format format, TVKBuffer const& blob) {
-    TVKKRYKey key;
-    key.setType(TVKKRYKey::Private);
-    key.setAlgorithm(TVKKRYKey::RSA);
-    key.setFormat(format);
-    key.setKeyBlob(blob);
-    return key;
-}
-
-TVKKRYKey material() {
-    return privateKey(TVKKRYKey::PrivateKeyInfo, buffer(TestKey::shared(1024).privateKeyInfo()));
-}
-
 TVKCertItem certItem(Bytes const& der, std::string const& label) { return {buffer(der), buffer(label)}; }
 
-TVKKeyCertItem keyItem(Bytes const& der, std::string const& label, TVKKRYKey const& key = material()) {
+TVKKeyCertItem keyItem(Bytes const& der, std::string const& label, TVKKRYKey const& key = materialOf(1024)) {
     return {TVKKeyItem(key, TVKBuffer()), certItem(der, label)};
 }
 

@@ -49,18 +49,19 @@ TEST(ModuleFile, TwoNamesGoOutAndThePlatformCallsComeIn) {
     Names used = symbolsOf(TVKBRIDGE_FILE, "--undefined-only");
     std::erase_if(used, [&](std::string const& name) { return offered.count(name) == 0; });
     std::istringstream expected(
-        "CertAddCertificateContextToStore CertAddStoreToCollection CertCloseStore "
-        "CertCompareCertificateName CertCreateSelfSignCertificate CertDeleteCertificateFromStore "
-        "CertEnumCertificatesInStore CertFindCertificateInStore CertFreeCertificateContext "
-        "CertGetCertificateContextProperty CertGetNameStringA CertGetPublicKeyLength "
-        "CertOpenStore CertOpenSystemStoreA CertSetCertificateContextProperty "
-        "CryptAcquireCertificatePrivateKey CryptAcquireContextA CryptCreateHash CryptDecrypt "
-        "CryptDestroyHash CryptDestroyKey CryptEncodeObject CryptEncrypt CryptEnumProvidersA "
-        "CryptExportPKCS8 "
+        "CertAddCertificateContextToStore CertAddEncodedCertificateToStore "
+        "CertAddStoreToCollection CertCloseStore CertCompareCertificateName "
+        "CertCreateCertificateContext CertCreateSelfSignCertificate "
+        "CertDeleteCertificateFromStore CertEnumCertificatesInStore CertFindCertificateInStore "
+        "CertFreeCertificateContext CertGetCertificateContextProperty CertGetNameStringA "
+        "CertGetPublicKeyLength CertOpenStore CertOpenSystemStoreA "
+        "CertSetCertificateContextProperty CryptAcquireCertificatePrivateKey "
+        "CryptAcquireContextA CryptCreateHash CryptDecrypt CryptDestroyHash CryptDestroyKey "
+        "CryptEncodeObject CryptEncrypt CryptEnumProvidersA CryptExportPKCS8 "
         "CryptExportPublicKeyInfo CryptGenKey CryptGenRandom CryptGetKeyParam CryptGetProvParam "
-        "CryptGetUserKey CryptHashData CryptReleaseContext CryptSetHashParam CryptSignHashA "
-        "CryptVerifySignatureA DisableThreadLibraryCalls GetLastError VerSetConditionMask "
-        "VerifyVersionInfoA");
+        "CryptGetUserKey CryptHashData CryptImportPKCS8 CryptReleaseContext CryptSetHashParam "
+        "CryptSetKeyParam CryptSignHashA CryptVerifySignatureA DisableThreadLibraryCalls "
+        "GetLastError VerSetConditionMask VerifyVersionInfoA");
     EXPECT_EQ(used, (Names{std::istream_iterator<std::string>(expected), {}}));
 }
 

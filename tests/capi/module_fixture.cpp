@@ -112,6 +112,19 @@ CRYPT_KEY_PROV_INFO infoOf(TVKBuffer const& image) {
     return info;
 }
 
+TVKKRYKey privateKey(TVKKRYKey::Format format, TVKBuffer const& blob) {
+    TVKKRYKey key;
+    key.setType(TVKKRYKey::Private);
+    key.setAlgorithm(TVKKRYKey::RSA);
+    key.setFormat(format);
+    key.setKeyBlob(blob);
+    return key;
+}
+
+TVKKRYKey materialOf(unsigned bits) {
+    return privateKey(TVKKRYKey::PrivateKeyInfo, buffer(TestKey::shared(bits).privateKeyInfo()));
+}
+
 Raised raisedBy(std::function<void()> const& operation) {
     try {
         operation();

@@ -6,6 +6,8 @@
 #include "support/scratch_profile.h"
 #include "support/test_certificates.h"
 
+#include <tvkcore/kry/tvkkrykey.h>
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -71,6 +73,9 @@ test_support::Bytes bytesOf(TVKBuffer const& buffer);
 TVKBuffer derOf(PCCERT_CONTEXT cert);
 TVKBuffer nameOf(PCCERT_CONTEXT cert); // the subject's
 CRYPT_KEY_PROV_INFO infoOf(TVKBuffer const& image);
+
+TVKKRYKey privateKey(TVKKRYKey::Format format, TVKBuffer const& blob);
+TVKKRYKey materialOf(unsigned bits); // the shared key of this size
 
 // ---- Failures ----
 

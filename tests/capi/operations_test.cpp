@@ -15,7 +15,6 @@ using namespace capi_tests;
 
 namespace {
 
-constexpr int kNotAvailable = 571401;
 constexpr int kUnfit = 571301;
 
 using Operations = ModuleTest;
@@ -35,8 +34,8 @@ struct World : KeyWorld {
     TVKASNNull attribute{TVKASNNotSecure};
     TVKASNValidity validity{TVKASNNotSecure};
     TVKASNAlgorithmID algorithm{TVKASNNotSecure};
-    TVKKeyItem keyItem{TVKKRYKey(), TVKBuffer()};
-    TVKCertItem item{TVKBuffer(), TVKBuffer()};
+    TVKKeyItem keyItem{materialOf(1024), TVKBuffer()};
+    TVKCertItem item{derOf(alice), TVKBuffer()};
     TVKKeyCertItem pair{keyItem, item};
     TVKKeyCertReqItem request{keyItem, TVKBuffer(), TVKBuffer()};
     TVKBuffer data; // "before" each of them
@@ -100,7 +99,6 @@ using W = World&;
 constexpr char kNoMemory[] = "The operating system ran out of memory";
 constexpr char kNotLoaded[] = "The provider DLL file could not be loaded or failed to initialize.";
 constexpr char kNotAdded[] = "Add certificate to personal certificate store fail. return values rc=0x";
-constexpr char kUnavailable[] = "isn't available in this version of the module";
 
 Rows const globalRows = {
     {"CAPIGlobal::ctor", 0, [](World&) { CAPIGlobal const second; }},
@@ -143,10 +141,10 @@ Rows managerRows() {
     open(MS_ENHANCED_PROV_A, 1, 578001, kNotLoaded, noInit);
     open("Other", 2, 578001, "The dwFlags parameter has an invalid value.", noFlags);
     open("Other", 2, 578002, kNoMemory, noStore);
-    open("Other", 1, kNotAvailable, kUnavailable, {});
-    auto const add = [&](std::string const& operation, int expected, auto run) {
-        rows.emplace_back("CSPManager::" + operation, expected, run,
-                          expected == kNotAvailable ? kUnavailable : "");
+    open("Other", 1, 0, "", {});
+    auto const add = [&](std::string const& operation, int expected, auto run, char const* text = "",
+                         Failing const& what = {}) {
+        rows.emplace_back("CSPManager::" + operation, expected, run, text, what);
     };
     add("getKeyIterator()", 1, [](W w) { return w.manager.getKeyIterator(); });
     add("getCertIterator()", 1, [](W w) { return w.manager.getCertIterator(); });
@@ -163,12 +161,16 @@ Rows managerRows() {
     add("updateItem(TVKStoreItem)", 0,
         [](W w) { return w.manager.updateItem(static_cast<TVKStoreItem&>(w.item), 0); });
     add("getTVKKRYAlgorithmFactory()", 1, [](W w) { return w.manager.getTVKKRYAlgorithmFactory(); });
-    add("createSelfSignCertificate()", kNotAvailable,
-        [](W w) { return w.manager.createSelfSignCertificate("", w.data, w.validity, w.algorithm, w.data); });
-    auto const addItem = [&](std::string const& kind, int expected, auto item) {
-        add("insertItem(" + kind + ')', expected, [=](W w) { return w.manager.insertItem(w.*item); });
-        add("updateItem(" + kind + ')', expected, [=](W w) { return w.manager.updateItem(w.*item, 0); });
-        add("deleteItem(" + kind + ')', expected, [=](W w) { return w.manager.deleteItem(w.*item); });
+    add(
+        "createSelfSignCertificate()", 578009,
+        [](W w) { w.manager.createSelfSignCertificate("", w.data, w.validity, w.algorithm, w.data); },
+        "Create self sign certificate fail. return values rc=0x", noFlags);
+    auto const addItem = [&](std::string const& kind, int inserted, int changed, auto item) {
+        add(
+            "insertItem(" + kind + ')', inserted, [=](W w) { return w.manager.insertItem(w.*item); },
+            inserted == 0 ? "" : "certificate exist");
+        add("updateItem(" + kind + ')', changed, [=](W w) { return w.manager.updateItem(w.*item, 0); });
+        add("deleteItem(" + kind + ')', changed, [=](W w) { return w.manager.deleteItem(w.*item); });
     };
     auto const addIndex = [&](std::string const& kind, int expected, auto index, int deleted = 0) {
         add("getItem(" + kind + ')', expected, [=](W w) { return w.manager.getItem(index, w.attribute); });
@@ -182,17 +184,17 @@ Rows managerRows() {
                 [=](W w) { return w.manager.deleteItem(index, w.attribute); });
         }
     };
-    addItem("TVKKeyCertReqItem", 0, &World::request);
-    addItem("TVKKeyCertItem", kNotAvailable, &World::pair);
-    addItem("TVKCertItem", kNotAvailable, &World::item);
-    addItem("TVKKeyItem", 0, &World::keyItem);
+    addItem("TVKKeyCertReqItem", 0, 0, &World::request);
+    addItem("TVKKeyCertItem", 578009, 1, &World::pair);
+    addItem("TVKCertItem", 578009, 1, &World::item);
+    addItem("TVKKeyItem", 0, 0, &World::keyItem);
     addIndex("KeyCertReqUniqueIndex", 0, KeyCertReqUniqueIndexLabel);
     addIndex("KeyCertUniqueIndex", 0, KeyCertUniqueIndexLabel);
     addIndex("CertUniqueIndex", 0, CertUniqueIndexLabel);
     addIndex("KeyUniqueIndex", 0, KeyUniqueIndexLabel);
     addIndex("KeyCertReqMultiIndex", 0, KeyCertReqMultiIndexAll);
-    addIndex("KeyCertMultiIndex", 1, KeyCertMultiIndexAll, kNotAvailable);
-    addIndex("CertMultiIndex", 1, CertMultiIndexAll, kNotAvailable);
+    addIndex("KeyCertMultiIndex", 1, KeyCertMultiIndexAll, 1);
+    addIndex("CertMultiIndex", 1, CertMultiIndexAll, 1);
     addIndex("KeyMultiIndex", 0, KeyMultiIndexAll);
     return rows;
 }
@@ -208,7 +210,9 @@ Rows capiUtilityRows() {
     Failing const noStore(CertOpenStore, ERROR_NOT_ENOUGH_MEMORY, 1);
     Failing const noJoining(CertAddStoreToCollection, ERROR_NOT_ENOUGH_MEMORY);
     auto const deletion = [](long error) { return Failing(CertDeleteCertificateFromStore, error); };
-    auto const remove = [](W w) { Capi::deleteCertificate(w.alice); };
+    auto const remove = [](W w) {
+        Capi::deleteCertificate(CertEnumCertificatesInStore(w.store.get(), nullptr));
+    };
     auto const keyInCert = [](W w) {
         OwnedProvider provider;
         Capi::getKeyInCert(w.alice, provider.receive(), &w.none);
@@ -270,6 +274,55 @@ Rows capiUtilityRows() {
         {"deleteCertificate", 578010, remove, "delete certificate", deletion(ERROR_CANCELLED)},
         {"deleteCertificate", 578008, remove, "failed in CertDeleteCertificate()",
          deletion(CRYPT_E_NOT_FOUND)},
+        {"addPrivateKey", 578006, [](World&) { Capi::addPrivateKey(TVKKRYKey()); },
+         "Import private key fail. return values rc=0x80090005"},
+        {"cryptResolvehCryptProvFunc", 578012,
+         [](W w) { Capi::cryptResolvehCryptProvFunc(nullptr, &w.none, nullptr); },
+         "CryptAcquireContext() return values rc=0x", Failing(CryptAcquireContextA, NTE_BAD_FLAGS)},
+        {"voidResolveFunc", 0, [](World&) { return Capi::voidResolveFunc(); }},
+        {"addCertificate", 578010,
+         [](W w) { Capi::addCertificate(w.manager, 1, derOf(w.alice), "", 4, TVKKRYKey(), false); },
+         "add certificate", Failing(CertAddEncodedCertificateToStore, ERROR_CANCELLED)},
+    };
+}
+
+Rows cardRows() {
+    Failing const noMemory(CertOpenStore, ERROR_NOT_ENOUGH_MEMORY);
+    Failing const noKey(CryptGetUserKey, NTE_NO_KEY);
+    Failing const noName(CertSetCertificateContextProperty, E_ACCESSDENIED, 2);
+    Failing const noInfo(CertSetCertificateContextProperty, E_ACCESSDENIED, 3);
+    Failing const noAdding(CertAddCertificateContextToStore, E_ACCESSDENIED);
+    auto const read = [](World&) {
+        return OwnedStore(Capi::getCertFromSmartCard(MS_ENHANCED_PROV_A)).isSet();
+    };
+    auto const add = [](W w) {
+        wchar_t name[] = L"Alice";
+        CRYPT_DATA_BLOB blob{sizeof name, reinterpret_cast<BYTE*>(name)};
+        CertSetCertificateContextProperty(w.alice, CERT_FRIENDLY_NAME_PROP_ID, 0, &blob);
+        return Capi::addCertToMemoryStore(w.provider.get(), 1, w.alice->pbCertEncoded, w.alice->cbCertEncoded,
+                                          w.empty);
+    };
+    auto const write = [](W w) {
+        HCRYPTPROV handle = w.provider.get();
+        return Capi::addCertToSmartCard(&handle, w.alice);
+    };
+    constexpr char notRead[] = "Fail to get Key from key container with rc=0x";
+    return {
+        {"getCertFromSmartCard", 1, read},
+        {"getCertFromSmartCard", 578002, read, "A memory store create fail", noMemory},
+        {"getCertFromSmartCard", 578002, read, notRead, Failing(CryptAcquireContextA, NTE_FAIL)},
+        {"getCertFromSmartCard", 578002, read, notRead, Failing(CryptGetUserKey, NTE_FAIL)},
+        {"getCertFromKey", 0, [](W w) { return Capi::getCertFromKey(0, 1, nullptr, &w.keySpec); }},
+        {"addCertToMemoryStore", 578006, [](W w) { Capi::addCertToMemoryStore(0, 1, nullptr, 0, w.empty); },
+         "create certificate context fail"},
+        {"addCertToMemoryStore", 1, add},
+        {"addCertToMemoryStore", 578006, add, "add certificate label fail", noName},
+        {"addCertToMemoryStore", 578006, add, "fail to set key provider information", noInfo},
+        {"addCertToMemoryStore", 578006, add, "add certificate to cert store fail", noAdding},
+        {"addCertToSmartCard", 1, write},
+        {"addCertToSmartCard", 578012, write, "CryptGetUserKey() return values rc=0x", noKey},
+        {"addCertToSmartCard", 578012, write, "CryptSetKeyParam() return values rc=0x",
+         Failing(CryptSetKeyParam, NTE_PERM)},
     };
 }
 
@@ -348,22 +401,24 @@ private:
 } // namespace
 
 TEST_F(Operations, AreTracedByNameAndGiveWhatTheyHaveOrFailAsPublished) {
-    World world;
     std::tuple<char const*, char const*, Rows> const files[] = {
         {"./capi/src/capiglobal", "", globalRows},
         {"./capi/src/capimanager", "", rootRows},
         {kCspManager, "", managerRows()},
         {kManagerUtility, "CapiManagerUtility::", capiUtilityRows()},
         {kCspUtility, "CspManagerUtility::", cspUtilityRows()},
+        {kCspUtility, "CapiManagerUtility::", cardRows()},
         {kManagerUtility, nullptr, untracedRows()},
     };
     for (auto const& [file, prefix, rows] : files) {
         for (Row const& row : rows) {
             std::string const label = (prefix == nullptr ? "" : prefix) + row.label;
             SCOPED_TRACE(label + ' ' + row.text);
-            std::size_t const before = WincryptLiveObjectCount();
+            test_support::ScratchProfile const ownProfile;
+            World world;
             world.data = buffer("before");
             world.iterator.reset(world.manager.getCertIterator());
+            std::size_t const before = WincryptLiveObjectCount();
             row.failing.arrange(calls);
             Recorder recorder;
             int result = 0;
@@ -372,6 +427,7 @@ TEST_F(Operations, AreTracedByNameAndGiveWhatTheyHaveOrFailAsPublished) {
             TVKTrace::s_defaultTracePtr->disable();
             calls.reset();
             world.iterator.reset();
+            world.manager.releaseMatch(nullptr);
             EXPECT_EQ(WincryptLiveObjectCount(), before) << "what was opened is closed again";
             recorder.expect(prefix == nullptr ? nullptr : file, label);
             Raised expected = raised;
@@ -390,7 +446,7 @@ TEST_F(Operations, AreTracedByNameAndGiveWhatTheyHaveOrFailAsPublished) {
     }
     Recorder other;
     TVKTrace::s_defaultTracePtr->enable(~2048UL, other);
-    world.root.getCspCount();
+    CAPIManager().getCspCount();
     TVKTrace::s_defaultTracePtr->disable();
     other.expect(nullptr, "");
 }
