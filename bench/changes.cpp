@@ -1,7 +1,7 @@
 // Durable changes of a store that is open. An iteration adds certificates one by one and deletes them again,
 // each a change of its own, so that the store keeps its size. The disk's pace varies within seconds, so both
-// sides take turns change by change, and one measurement gives all four times. It is long enough that each
-// half of it has the log brought into the database. SQLite's side changes the one row in a copy of the same
+// sides take turns change by change, and one measurement gives all four times. It is long enough that the
+// log is brought into the database meanwhile. SQLite's side changes the one row in a copy of the same
 // database: the same bytes and the same indexes, but no search for an equal certificate and no place to
 // assign.
 
@@ -18,7 +18,7 @@ namespace {
 
 // Far from the numbers of those in the stores.
 constexpr std::uint32_t firstNumber = 1'000'000;
-constexpr std::uint32_t changesEach = 250;
+constexpr std::uint32_t changesEach = 200;
 
 bench::CertificateSeries const& series() {
     static bench::CertificateSeries const made;

@@ -1,7 +1,7 @@
 #include "chart.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <sstream>
 
 namespace report {
@@ -71,7 +71,9 @@ void drawScale(Drawing& drawing) {
         double const seconds = std::pow(10.0, power);
         drawing.line(place(seconds), top - 4, drawing.height() - bottom, "#e2e8f0", 1);
         std::string label = timeText(seconds);
-        label.erase(label.find('.'), label.find(' ') - label.find('.'));
+        if (std::size_t const point = label.find('.'); point != std::string::npos) {
+            label.erase(point, label.find(' ') - point);
+        }
         drawing.text(place(seconds), drawing.height() - bottom + 16, "middle", label);
     }
 }

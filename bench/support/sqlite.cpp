@@ -15,7 +15,7 @@ Sqlite::Sqlite(std::filesystem::path const& file) {
     sqlite3_file_control(opened, "main", SQLITE_FCNTL_PERSIST_WAL, &keepFile);
     constexpr int patience = 30'000;
     sqlite3_busy_timeout(opened, patience);
-    execute("PRAGMA synchronous = FULL");
+    execute("PRAGMA synchronous = FULL; PRAGMA journal_size_limit = 4194304");
 }
 
 void Sqlite::Close::operator()(sqlite3* connection) const { sqlite3_close(connection); }

@@ -13,7 +13,8 @@ namespace bench {
 
 // Plain SQLite, as a program would use it that keeps its certificates there itself: a write-ahead log, each
 // change durable (synchronous=FULL), waiting for other processes by SQLite's own busy handler. The log's file
-// stays after closing, as that of the layer does, so that neither side has to make it at opening.
+// stays after closing, emptied, as that of the layer does: neither side has to make it at opening, and both
+// have to extend it again.
 class Sqlite {
 public:
     explicit Sqlite(std::filesystem::path const& file);
