@@ -91,7 +91,7 @@ void change(benchmark::State& state) {
     std::string const count = std::to_string(state.range(0));
     LayerSide layer(count);
     SqliteSide sqlite(count);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         bench::Turns inserting(state, bench::Figure::mean, "insert/layer/" + count, "insert/sqlite/" + count);
         for (std::size_t number = 0; number < changesEach; ++number) {
             inserting.take([&] { layer.insert(number); }, [&] { sqlite.insert(number); });

@@ -53,7 +53,7 @@ void openCold(benchmark::State& state) {
     bench::HomeCopy const sqliteHome(bench::certificateHome(count), "cold-sqlite");
     bench::module();
     bench::Turns turns(state, bench::Figure::median, "cold open/module", "cold open/sqlite");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         closeDatabase();
         if (!bench::evictFromMemory(moduleHome.path()) || !bench::evictFromMemory(sqliteHome.path())) {
             state.SkipWithError("the file system keeps files in memory");

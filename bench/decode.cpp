@@ -15,7 +15,7 @@ std::vector<bench::Bytes> const& roots() {
 }
 
 void decodeByToolkit(benchmark::State& state) {
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         for (bench::Bytes const& root : roots()) {
             TVKASNx509Certificate certificate(TVKASNNotSecure);
             TVKASNUtility::setDEREncoding(bench::viewOf(root), certificate);
@@ -27,7 +27,7 @@ void decodeByToolkit(benchmark::State& state) {
 BENCHMARK(decodeByToolkit)->Name("decode/toolkit")->UseRealTime();
 
 void decodeByLibcrypto(benchmark::State& state) {
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         for (bench::Bytes const& root : roots()) {
             unsigned char const* at = root.data();
             bench::Crypto<X509> const certificate(d2i_X509(nullptr, &at, static_cast<long>(root.size())));

@@ -89,7 +89,7 @@ void generatePairs(benchmark::State& state) {
         std::unique_ptr<TVKKRYPublicKeyGenAlgorithm> const generator(
             factory->make_RSA_PublicKeyGenAlgorithm(bits));
         bench::Turns turns(state, bench::Figure::median, "key pair/module", "key pair/sqlite");
-        for (auto _ : state) {
+        while (state.KeepRunning()) {
             turns.take([&] { return generate(*generator); }, [&] { plain.insert(); });
         }
     }

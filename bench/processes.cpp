@@ -46,7 +46,7 @@ double secondsToInsert(std::string const& side) {
 
 void insert(benchmark::State& state) {
     bench::Turns turns(state, bench::Figure::median, "processes/layer", "processes/sqlite");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         turns.take([] { return secondsToInsert("layer"); }, [] { return secondsToInsert("sqlite"); });
     }
 }

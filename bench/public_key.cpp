@@ -90,7 +90,7 @@ void sign(benchmark::State& state) {
     }
     std::string const count = std::to_string(state.range(0));
     bench::Turns turns(state, bench::Figure::median, "sign/module/" + count, "sign/libcrypto/" + count);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         turns.take([&] { benchmark::DoNotOptimize(signer->signData(bench::viewOf(message))); },
                    [&] { good = sign(byLibcrypto) != 0 && good; });
     }
@@ -107,7 +107,7 @@ void verify(benchmark::State& state) {
     Signature signature{};
     bool good = sign(signature) != 0;
     bench::Turns turns(state, bench::Figure::median, "verify/module", "verify/libcrypto");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         turns.take(
             [&] { good = verifier->verifyData(bench::viewOf(message), bench::viewOf(signature)) && good; },
             [&] { good = verify(signature) && good; });
@@ -126,7 +126,7 @@ void encrypt(benchmark::State& state) {
                 std::vector<unsigned char>(message.begin(), message.end());
     Signature block{};
     bench::Turns turns(state, bench::Figure::median, "encrypt/module", "encrypt/libcrypto");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         turns.take([&] { benchmark::DoNotOptimize(encryption->encryptData(bench::viewOf(message))); },
                    [&] { good = encrypt(block) != 0 && good; });
     }

@@ -18,7 +18,7 @@ void randomByModule(benchmark::State& state) {
     std::unique_ptr<TVKKRYAlgorithmFactory> const factory(store->getTVKKRYAlgorithmFactory());
     std::unique_ptr<TVKKRYRandomDataGenAlgorithm> const generator(
         factory->make_Default_RandomDataGenAlgorithm(nullptr));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(generator->generateRandomData(size));
     }
 }
@@ -26,7 +26,7 @@ BENCHMARK(randomByModule)->Name("random/module")->UseRealTime();
 
 void randomByLibcrypto(benchmark::State& state) {
     std::array<unsigned char, size> bytes{};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         if (RAND_bytes(bytes.data(), size) != 1) {
             state.SkipWithError("libcrypto gives no random data");
         }

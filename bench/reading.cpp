@@ -41,7 +41,7 @@ void walkByModule(benchmark::State& state) {
     bench::enterHome(bench::certificateHome(count));
     std::unique_ptr<TVKCspManager> const store = bench::openStore();
     std::unique_ptr<TVKCspManager::Iterator> const iterator(store->getCertIterator());
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         unsigned found = 0;
         while (std::unique_ptr<TVKCertItem> const item{store->getNextCertItem(*iterator)}) {
             benchmark::DoNotOptimize(item->getLabelAsString());
@@ -58,7 +58,7 @@ BENCHMARK(walkByModule)->Name("walk/module")->Arg(100)->Arg(10'000)->Arg(100'000
 void walkBySqlite(benchmark::State& state) {
     unsigned const count = countOf(state);
     bench::SqliteStatement query(plainCopy(count), "SELECT encoding FROM certificate ORDER BY id");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         unsigned found = 0;
         while (query.step()) {
             std::span<std::uint8_t const> const encoding = query.bytes(0);
@@ -85,7 +85,7 @@ void search(benchmark::State& state, Find&& find) {
     Bytes const& wanted = series().landmark();
     TVKASNx509Certificate attributes(TVKASNNotSecure);
     TVKASNUtility::setDEREncoding(bench::viewOf(wanted), attributes);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         std::unique_ptr<TVKCertItem> const item = find(*store, attributes);
         if (item == nullptr || TVKBuffer(bench::viewOf(wanted)).compare(item->getCertificateDER()) != 0) {
             state.SkipWithError("the search found something else");
@@ -161,7 +161,7 @@ BENCHMARK(searchByPublicKey)->Name("search/public key")->UseRealTime();
 void searchBySqlite(benchmark::State& state) {
     bench::SqliteStatement query(plainCopy(searchedCount), "SELECT encoding FROM certificate ORDER BY id");
     Bytes const& wanted = series().landmark();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         bool found = false;
         while (!found && query.step()) {
             std::span<std::uint8_t const> const encoding = query.bytes(0);

@@ -33,7 +33,7 @@ void start(benchmark::State& state) {
     std::vector<std::string> const counterpart = {bench::siblingProgram("bench_first_signature_libcrypto"),
                                                   bench::keyFile()};
     bench::Turns turns(state, bench::Figure::median, "start/module", "start/libcrypto");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         turns.take([&] { return secondsToSign(ours); }, [&] { return secondsToSign(counterpart); });
     }
 }

@@ -1,6 +1,6 @@
 // bench_report RESULTS WORK-DIRECTORY [DOCUMENT.md CHART.svg]: prints what was measured, and with the two
-// files writes it there. Rows that weren't measured are left out of what is printed, but not of what is
-// written.
+// files writes it there, unless a measurement failed. Without them only the rows that were measured are
+// printed.
 
 #include "chart.h"
 #include "documents.h"
@@ -30,7 +30,10 @@ int main(int argc, char** argv) try {
     std::cout << machine << "\n\n";
     report::printTable(std::cout, comparisons);
     std::cout << '\n';
-    if (isWritten) {
+    bool const isComplete = results.failures().empty() &&
+                            std::all_of(comparisons.begin(), comparisons.end(),
+                                        [](report::Comparison const& each) { return each.isMeasured(); });
+    if (isWritten && isComplete) {
         report::writeDocument(argv[3], machine, comparisons);
         report::writeWhole(argv[4], report::chart(comparisons));
     }
@@ -38,8 +41,6 @@ int main(int argc, char** argv) try {
         std::cerr << "bench_report: " << name << ": " << reason << '\n';
     }
     report::printVerdicts(std::cout, comparisons);
-    bool const isComplete = std::all_of(comparisons.begin(), comparisons.end(),
-                                        [](report::Comparison const& each) { return each.isMeasured(); });
     return isComplete ? 0 : 1;
 } catch (std::exception const& failure) {
     std::cerr << "bench_report: " << failure.what() << '\n';

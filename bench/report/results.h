@@ -11,8 +11,8 @@ namespace report {
 // What the measurements wrote.
 class Results {
 public:
-    // Reads each *.json of a directory, as Google Benchmark writes it. Throws std::runtime_error for a file
-    // that can't be read.
+    // Reads each *.json of a directory, as Google Benchmark writes it. A file that isn't whole is a
+    // failure.
     explicit Results(std::filesystem::path const& directory);
 
     // Median over the repetitions of the time of one unit of work, in seconds; nothing when it wasn't
