@@ -1,12 +1,10 @@
 #include "certificate_listing.h"
 #include "change_failures.h"
 #include "commands/commands.h"
+#include "key_reference.h"
 #include "progress.h"
 #include "stored_items.h"
 #include "terminal.h"
-#include "toolkit_bytes.h"
-
-#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
 
 #include <memory>
 #include <set>
@@ -22,9 +20,17 @@ struct DeleteArguments {
     bool dryRun = false;
 };
 
-// What tells one private key from another in this process.
-std::string identityOf(TVKKRYKey const& key) {
-    return std::string(bytesOf(TVKCAPIASNKeyRecord(key.getKeyBlob()).getObjectId()));
+// The private keys of the items, each once.
+std::set<KeyReference> keysOf(std::vector<StoredItem> const& items) {
+    std::set<KeyReference> keys;
+    for (StoredItem const& item : items) {
+        if (item.key) {
+            if (std::optional<KeyReference> const reference = readKeyReference(*item.key)) {
+                keys.insert(*reference);
+            }
+        }
+    }
+    return keys;
 }
 
 std::string counted(std::size_t count, std::string const& what) {
@@ -41,16 +47,14 @@ public:
 
     // Certificates that stay without their key, as they share it with one that goes.
     void warnOfSharedKeys(StoredItems const& everything) const {
-        std::set<std::string> keys;
+        std::set<KeyReference> const keys = keysOf(items_);
         std::set<std::string> going;
         for (StoredItem const& item : items_) {
             going.insert(item.view.encoding);
-            if (item.key) {
-                keys.insert(identityOf(*item.key));
-            }
         }
         for (StoredItem const& item : everything.items) {
-            if (item.key && !going.contains(item.view.encoding) && keys.contains(identityOf(*item.key))) {
+            std::optional<KeyReference> const key = item.key ? readKeyReference(*item.key) : std::nullopt;
+            if (key && keys.contains(*key) && !going.contains(item.view.encoding)) {
                 warn(item.view.name + " has the same private key, and would stay without one");
             }
         }
@@ -85,7 +89,7 @@ public:
             }
             writeJson(session_.output(), {{"dryRun", isDryRun},
                                           {"certificates", items_.size()},
-                                          {"privateKeys", keyCount(items_)},
+                                          {"privateKeys", keysOf(items_).size()},
                                           {"items", items}});
         } else {
             if (isDryRun) {
@@ -112,18 +116,8 @@ private:
         return store_.deleteItem(doomed) != 0;
     }
 
-    static std::size_t keyCount(std::vector<StoredItem> const& items) {
-        std::set<std::string> keys;
-        for (StoredItem const& item : items) {
-            if (item.key) {
-                keys.insert(identityOf(*item.key));
-            }
-        }
-        return keys.size();
-    }
-
     static std::string description(std::vector<StoredItem> const& items) {
-        std::size_t const keys = keyCount(items);
+        std::size_t const keys = keysOf(items).size();
         return counted(items.size(), "certificate") +
                (keys == 0 ? "" : " and " + counted(keys, "private key"));
     }

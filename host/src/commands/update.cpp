@@ -2,6 +2,7 @@
 #include "certificate_json.h"
 #include "commands/commands.h"
 #include "failure.h"
+#include "key_reference.h"
 #include "module_failure.h"
 #include "stored_items.h"
 
@@ -34,6 +35,13 @@ bool isLikelyTheMachines(StoredItem const& item, std::string const& store) {
     return isJoined && item.view.name.starts_with("cn=");
 }
 
+// The module ties the certificate to the exchange key of the container in the store's own provider. A key
+// elsewhere would be lost to it.
+bool staysReachable(TVKKRYKey const& key, TVKCspManager& store) {
+    std::optional<KeyReference> const reference = readKeyReference(key);
+    return reference && reference->isExchangeKey && reference->provider == store.getCSPName().view();
+}
+
 ExitCode update(Session& session, UpdateArguments& arguments) {
     arguments.item.check();
     std::unique_ptr<TVKCspManager> const store = session.openStore();
@@ -43,6 +51,11 @@ ExitCode update(Session& session, UpdateArguments& arguments) {
     if (item.key && name != kKeyStore) {
         throw Failure(ExitCode::failed, what + ": items with a private key are written to store " +
                                             std::string(kKeyStore) + ", and this one is in " + name);
+    }
+    if (item.key && !staysReachable(*item.key, *store)) {
+        throw Failure(ExitCode::failed, what +
+                                            ": its private key is in another provider or only signs, and the "
+                                            "update would lose it");
     }
     if (isLikelyTheMachines(item, name)) {
         throw Failure(ExitCode::refused,
