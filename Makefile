@@ -3,7 +3,7 @@
 JOBS ?= $(shell nproc)
 export JOBS
 
-.PHONY: demo check bench format format-check tidy clean
+.PHONY: demo check cross bench format format-check tidy clean
 
 # Builds the programs and runs the main job in a scratch profile.
 demo:
@@ -21,6 +21,11 @@ bench:
 	scripts/install-dependencies build bench
 	scripts/build bench
 	scripts/bench build/bench
+
+# Builds for the module's own platform and for 32 bits, and checks what can be checked of them here.
+cross:
+	scripts/install-dependencies build test
+	scripts/check-cross
 
 format:
 	scripts/install-dependencies style
