@@ -93,42 +93,14 @@ TVKString CspManagerUtility::makeDefaultLabel(TVKString const& prefix) {
     return name;
 }
 
-bool CspManagerUtility::makeCertLabel(PCCERT_CONTEXT cert, TVKBuffer& label) {
-    OperationTrace const trace(kSource, "CspManagerUtility::makeCertLabel");
-    TVKBuffer name;
-    if (CapiManagerUtility::getCertFriendlyName(cert, name)) {
-        assign(label, narrowProperty(name));
-    } else {
-        CapiManagerUtility::getLabel(cert, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, name);
-        // The last two bytes are the terminator and a spare one.
-        unsigned long const length = name.getLength() < 2 ? 0 : name.getLength() - 2;
-        assign(label, "cn=");
-        label.append(static_cast<unsigned int>(length), name.getValue());
-    }
-    TVKBuffer serialNumber;
-    getCertSeriaNumber(cert, serialNumber);
-    append(label, kSeparator);
-    label.append(static_cast<unsigned int>(serialNumber.getLength()), serialNumber.getValue());
-    return true;
-}
+namespace {
 
-bool CspManagerUtility::getCertId(PCCERT_CONTEXT cert, TVKBuffer& id) {
-    OperationTrace const trace(kSource, "CspManagerUtility::getCertId");
-    CERT_ID image;
-    std::memset(&image, 0, sizeof image);
-    image.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
-    image.IssuerSerialNumber.Issuer.cbData = cert->pCertInfo->Issuer.cbData;
-    image.IssuerSerialNumber.Issuer.pbData = cert->pCertInfo->Issuer.pbData;
-    image.IssuerSerialNumber.SerialNumber.cbData = cert->pCertInfo->SerialNumber.cbData;
-    image.IssuerSerialNumber.SerialNumber.pbData = cert->pCertInfo->SerialNumber.pbData;
-    CertificateIdentifiers::remember(image);
-    id = imageOf(image);
-    return true;
-}
+// Takes the decoded certificate of an operation that needs one, for those after it.
+using Decoded = std::unique_ptr<TVKASNx509Certificate>;
 
-bool CspManagerUtility::getCertSeriaNumber(PCCERT_CONTEXT cert, TVKBuffer& text) {
+void setSerialNumber(PCCERT_CONTEXT cert, TVKBuffer& text, Decoded& certificate) {
     OperationTrace const trace(kSource, "CspManagerUtility::getCertSeriaNumber");
-    auto const certificate = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
+    certificate = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
     TVKASNUtility::setDEREncoding(TVKASNCBuffer(cert->pbCertEncoded, cert->cbCertEncoded), *certificate);
     unsigned char* serial = nullptr;
     unsigned long length = 0;
@@ -149,6 +121,74 @@ bool CspManagerUtility::getCertSeriaNumber(PCCERT_CONTEXT cert, TVKBuffer& text)
     out += TVKASNUtility::getRFC2253String(certificate->tbsCertificate.issuer, false, TVKASNStrRepRFC2253)
                .view();
     text.assign(static_cast<unsigned int>(out.size()), reinterpret_cast<unsigned char const*>(out.data()));
+}
+
+void setLabel(PCCERT_CONTEXT cert, TVKBuffer& label, Decoded& certificate) {
+    OperationTrace const trace(kSource, "CspManagerUtility::makeCertLabel");
+    TVKBuffer name;
+    if (CapiManagerUtility::getCertFriendlyName(cert, name)) {
+        assign(label, narrowProperty(name));
+    } else {
+        CapiManagerUtility::getLabel(cert, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, name);
+        // The last two bytes are the terminator and a spare one.
+        unsigned long const length = name.getLength() < 2 ? 0 : name.getLength() - 2;
+        assign(label, "cn=");
+        label.append(static_cast<unsigned int>(length), name.getValue());
+    }
+    TVKBuffer serialNumber;
+    setSerialNumber(cert, serialNumber, certificate);
+    append(label, kSeparator);
+    label.append(static_cast<unsigned int>(serialNumber.getLength()), serialNumber.getValue());
+}
+
+void requireCertificate(PCCERT_CONTEXT cert,
+                        std::source_location const& where = std::source_location::current()) {
+    if (cert == nullptr) {
+        throw TVKException(kSource.path, static_cast<int>(where.line()), errorCertificateMissing,
+                           "certPtr is NULL");
+    }
+}
+
+std::unique_ptr<TVKCertItem> certItemOf(PCCERT_CONTEXT cert, Decoded& certificate) {
+    TVKBuffer label;
+    setLabel(cert, label, certificate);
+    TVKBuffer der;
+    der.assign(cert->cbCertEncoded, cert->pbCertEncoded);
+    return std::make_unique<TVKCertItem>(der, label);
+}
+
+// CspManagerUtility::makeCertItem.
+std::unique_ptr<TVKCertItem> newCertItem(PCCERT_CONTEXT cert, Decoded& certificate) {
+    OperationTrace const trace(kSource, "CspManagerUtility::makeCertItem");
+    requireCertificate(cert);
+    return certItemOf(cert, certificate);
+}
+
+} // namespace
+
+bool CspManagerUtility::makeCertLabel(PCCERT_CONTEXT cert, TVKBuffer& label) {
+    Decoded certificate;
+    setLabel(cert, label, certificate);
+    return true;
+}
+
+bool CspManagerUtility::getCertId(PCCERT_CONTEXT cert, TVKBuffer& id) {
+    OperationTrace const trace(kSource, "CspManagerUtility::getCertId");
+    CERT_ID image;
+    std::memset(&image, 0, sizeof image);
+    image.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
+    image.IssuerSerialNumber.Issuer.cbData = cert->pCertInfo->Issuer.cbData;
+    image.IssuerSerialNumber.Issuer.pbData = cert->pCertInfo->Issuer.pbData;
+    image.IssuerSerialNumber.SerialNumber.cbData = cert->pCertInfo->SerialNumber.cbData;
+    image.IssuerSerialNumber.SerialNumber.pbData = cert->pCertInfo->SerialNumber.pbData;
+    CertificateIdentifiers::remember(image);
+    id = imageOf(image);
+    return true;
+}
+
+bool CspManagerUtility::getCertSeriaNumber(PCCERT_CONTEXT cert, TVKBuffer& text) {
+    Decoded certificate;
+    setSerialNumber(cert, text, certificate);
     return true;
 }
 
@@ -298,26 +338,24 @@ bool matchesLabel(PCCERT_CONTEXT cert, TVKCertItem const& item, TVKASNObject con
     return text && CspManagerUtility::compareLabel(TVKBuffer(*text), wanted);
 }
 
-// The one test that a search makes of a certificate, by its item.
-bool matches(PCCERT_CONTEXT cert, TVKCertItem const& item, CertSearchKind kind,
-             TVKASNObject const& attribute) {
-    auto const certificate = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
-    TVKASNUtility::setDEREncoding(item.getCertificateDER().get(), *certificate);
+// The one test that a search makes of a certificate, by its item and as it was decoded for that.
+bool matches(PCCERT_CONTEXT cert, TVKCertItem const& item, TVKASNx509Certificate const& certificate,
+             CertSearchKind kind, TVKASNObject const& attribute) {
     switch (kind) {
     case searchAny:
         return true;
     case searchLabel:
         return matchesLabel(cert, item, attribute);
     case searchSignature:
-        return CspManagerUtility::compareSignature(*certificate, attribute);
+        return CspManagerUtility::compareSignature(certificate, attribute);
     case searchIssuerAndSerialNumber:
-        return CspManagerUtility::compareIssuerAndSerialNumber(*certificate, attribute);
+        return CspManagerUtility::compareIssuerAndSerialNumber(certificate, attribute);
     case searchUnsignedCertificate:
-        return CspManagerUtility::compareUnsignedCertificate(*certificate, attribute);
+        return CspManagerUtility::compareUnsignedCertificate(certificate, attribute);
     case searchSubjectName:
-        return CspManagerUtility::compareSubjectName(*certificate, attribute);
+        return CspManagerUtility::compareSubjectName(certificate, attribute);
     case searchSubjectPublicKeyInfo:
-        return CspManagerUtility::compareSubjectPublicKeyInfo(*certificate, attribute);
+        return CspManagerUtility::compareSubjectPublicKeyInfo(certificate, attribute);
     case searchNothing:
         break;
     }
@@ -350,8 +388,9 @@ OwnedCertificate nextKeyMatch(HCERTSTORE store, OwnedCertificate cert, CertSearc
         if (!CapiManagerUtility::isCertWithPrivateKey(cert.get(), keyProvInfo)) {
             continue;
         }
-        std::unique_ptr<TVKCertItem> const item(CspManagerUtility::makeCertItem(cert.get()));
-        if (matches(cert.get(), *item, kind, attribute)) {
+        Decoded certificate;
+        std::unique_ptr<TVKCertItem> const item = newCertItem(cert.get(), certificate);
+        if (matches(cert.get(), *item, *certificate, kind, attribute)) {
             break;
         }
     }
@@ -372,8 +411,9 @@ TVKCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONT
             continue;
         }
         manager.setCurrentCertificate(cert.get());
-        std::unique_ptr<TVKCertItem> item(makeCertItem(cert.get()));
-        if (matches(cert.get(), *item, kind, attribute)) {
+        Decoded certificate;
+        std::unique_ptr<TVKCertItem> item = newCertItem(cert.get(), certificate);
+        if (matches(cert.get(), *item, *certificate, kind, attribute)) {
             manager.holdMatch(cert.release());
             return item.release();
         }
@@ -432,22 +472,6 @@ TVKCertItemContainer* CspManagerUtility::findCertificates(CSPManager& manager, C
 }
 
 namespace {
-
-void requireCertificate(PCCERT_CONTEXT cert,
-                        std::source_location const& where = std::source_location::current()) {
-    if (cert == nullptr) {
-        throw TVKException(kSource.path, static_cast<int>(where.line()), errorCertificateMissing,
-                           "certPtr is NULL");
-    }
-}
-
-std::unique_ptr<TVKCertItem> certItemOf(PCCERT_CONTEXT cert) {
-    TVKBuffer label;
-    CspManagerUtility::makeCertLabel(cert, label);
-    TVKBuffer der;
-    der.assign(cert->cbCertEncoded, cert->pbCertEncoded);
-    return std::make_unique<TVKCertItem>(der, label);
-}
 
 TVKBuffer subjectImageOf(PCCERT_CONTEXT cert) {
     CERT_NAME_BLOB subject;
@@ -522,15 +546,15 @@ void setReferenceByContainer(TVKKRYKey& key, TVKString const& containerName, TVK
 } // namespace
 
 TVKCertItem* CspManagerUtility::makeCertItem(PCCERT_CONTEXT cert) {
-    OperationTrace const trace(kSource, "CspManagerUtility::makeCertItem");
-    requireCertificate(cert);
-    return certItemOf(cert).release();
+    Decoded certificate;
+    return newCertItem(cert, certificate).release();
 }
 
 TVKKeyCertItem* CspManagerUtility::makeKeyCertItem(PCCERT_CONTEXT cert) {
     OperationTrace const trace(kSource, "CspManagerUtility::makeKeyCertItem");
     requireCertificate(cert);
-    std::unique_ptr<TVKCertItem> const certItem = certItemOf(cert);
+    Decoded certificate;
+    std::unique_ptr<TVKCertItem> const certItem = certItemOf(cert, certificate);
     std::unique_ptr<TVKKeyItem> const keyItem(makeKeyItem(0, 0, true, cert));
     if (certItem == nullptr || keyItem == nullptr) {
         return nullptr;
@@ -583,7 +607,7 @@ unsigned long dispositionOf(bool addNew) {
     return addNew ? CERT_STORE_ADD_NEW : CERT_STORE_ADD_REPLACE_EXISTING;
 }
 
-std::unique_ptr<TVKASNx509Certificate> decoded(TVKCertItem const& item) {
+Decoded decoded(TVKCertItem const& item) {
     auto certificate = std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure);
     TVKASNUtility::setDEREncoding(item.getCertificateDER().get(), *certificate);
     return certificate;
@@ -598,8 +622,9 @@ OwnedCertificate findBySignature(HCERTSTORE store, TVKASNObject const& signature
         if (!cert.isSet()) {
             break;
         }
-        std::unique_ptr<TVKCertItem> const item(CspManagerUtility::makeCertItem(cert.get()));
-        if (CspManagerUtility::compareSignature(*decoded(*item), signature)) {
+        Decoded certificate;
+        std::unique_ptr<TVKCertItem> const item = newCertItem(cert.get(), certificate);
+        if (CspManagerUtility::compareSignature(*certificate, signature)) {
             break;
         }
     } while (true);
@@ -624,7 +649,7 @@ bool CspManagerUtility::addCertificate(CSPManager& manager, TVKKeyCertItem const
 
 bool CspManagerUtility::deleteCertificate(HCERTSTORE store, TVKCertItem const& item, bool keepKey) {
     OperationTrace const trace(kSource, "CspManagerUtility::deleteCertificate");
-    std::unique_ptr<TVKASNx509Certificate> const target = decoded(item);
+    Decoded const target = decoded(item);
     OwnedCertificate cert = findBySignature(store, target->signature);
     if (!cert.isSet()) {
         return false;
