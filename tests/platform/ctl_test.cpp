@@ -153,7 +153,7 @@ TEST_F(Ctl, ABackupIsWholeWhileAnotherProcessWritesAndAFailedOneLeavesNothing) {
     expectRun({"backup", directory / "bad"}, 5, "sealing.key: isn't a sealing key");
     for (auto const& file : fs::directory_iterator(directory / "copy"))
         EXPECT_EQ(file.status().permissions(), fs::perms(0600)) << file.path();
-    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 2) << "home and copy";
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 3) << "two homes, one copy";
     test_support::EnvironmentVariable const home("WINCRYPT_USER_HOME", (directory / "copy").string());
     EXPECT_TRUE(find(openStore("MY"), certificate(100)));
     expectRun({"containers"}, 0, "\nsecond     exchange 512 exportable  MY: Person 20 (420014)");
