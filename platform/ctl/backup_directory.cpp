@@ -44,11 +44,15 @@ bool rename(std::string const& from, std::string const& to) {
     return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
+// Those that the caller has ignored, as nohup does, end nothing.
 sigset_t endingSignals() {
     sigset_t set;
     sigemptyset(&set);
-    for (int const signal : {SIGHUP, SIGINT, SIGTERM})
-        sigaddset(&set, signal);
+    for (int const signal : {SIGHUP, SIGINT, SIGTERM}) {
+        struct sigaction action {};
+        if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
+            sigaddset(&set, signal);
+    }
     return set;
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 
 namespace wincryptctl {
 
@@ -13,7 +14,9 @@ struct Target {
     wincrypt::Scope scope;
     std::string container;
 
-    auto operator<=>(Target const&) const = default;
+    bool operator<(Target const& other) const {
+        return std::tie(scope, container) < std::tie(other.scope, other.container);
+    }
 };
 
 // Nothing for a reference to another provider. A reference without a name leads to the default container.

@@ -211,8 +211,10 @@ ExitCode orphansCommand(Run& run, OrphanOptions const& options) {
         run.output.json(json);
     run.output.flush();
     reportAll(orphans.findings);
-    if (failure)
-        throw *failure;
+    if (failure) {
+        report(*failure);
+        return failure->exitCode();
+    }
     return exitCode == ExitCode::done ? exitCodeOf(orphans.findings) : exitCode;
 }
 
