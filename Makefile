@@ -3,7 +3,7 @@
 JOBS ?= $(shell nproc)
 export JOBS
 
-.PHONY: demo check format format-check tidy clean
+.PHONY: demo check bench format format-check tidy clean
 
 # Builds the programs and runs the main job in a scratch profile.
 demo:
@@ -15,6 +15,12 @@ demo:
 check:
 	scripts/install-dependencies build test
 	scripts/check release asan
+
+# Measures beside libcrypto and SQLite, prints the table, and writes docs/performance.md and its chart.
+bench:
+	scripts/install-dependencies build bench
+	scripts/build bench
+	scripts/bench build/bench
 
 format:
 	scripts/install-dependencies style

@@ -27,4 +27,6 @@ std::string lowerHex(std::string_view bytes) { return hex(bytes, "0123456789abcd
 
 std::string readFile(std::string const& path) { return Input(path).readAll(kLargestFile); }
 
+SecretBytes readSecretFile(std::string const& path) { return Input(path).readAllSecret(kLargestFile); }
+
 } // namespace tvkstore

@@ -56,7 +56,7 @@ bool walkCertificates(Session& session, TVKCspManager& store, Certificates which
                             [&](CertificateView const& view, TVKKeyCertItem const&) { visit(view); });
     }
     Reporter reporter(session);
-    std::set<std::string> const withKey = encodingsWithKey(store);
+    std::map<std::string, TVKKRYKey> const withKey = keysByCertificate(store);
     std::unique_ptr<TVKCspManager::Iterator> const iterator(store.getCertIterator());
     walkItems([&] { return store.getNextCertItem(*iterator); },
               [&](TVKCertItem const& item) {
@@ -82,14 +82,15 @@ bool walkKeyItems(Session& session, TVKCspManager& store,
     return reporter.finish();
 }
 
-std::set<std::string> encodingsWithKey(TVKCspManager& store) {
+std::map<std::string, TVKKRYKey> keysByCertificate(TVKCspManager& store) {
     std::unique_ptr<TVKCspManager::Iterator> const iterator(store.getKeyCertIterator());
-    std::set<std::string> encodings;
+    std::map<std::string, TVKKRYKey> keys;
     // What fails here fails in the walk over all certificates as well, which reports it.
-    walkItems([&] { return store.getNextKeyCertItem(*iterator); },
-              [&](TVKKeyCertItem const& item) { encodings.emplace(bytesOf(item.getCertificateDER())); },
-              [](TVKException const&) {});
-    return encodings;
+    walkItems(
+        [&] { return store.getNextKeyCertItem(*iterator); },
+        [&](TVKKeyCertItem const& item) { keys.emplace(bytesOf(item.getCertificateDER()), item.getKey()); },
+        [](TVKException const&) {});
+    return keys;
 }
 
 } // namespace tvkstore

@@ -4,7 +4,7 @@
 #include "session.h"
 
 #include <functional>
-#include <set>
+#include <map>
 #include <string>
 
 namespace tvkstore {
@@ -20,7 +20,7 @@ bool walkCertificates(Session& session, TVKCspManager& store, Certificates which
 bool walkKeyItems(Session& session, TVKCspManager& store,
                   std::function<void(CertificateView const&, TVKKeyCertItem const&)> const& visit);
 
-// The encodings of the certificates with a private key that can be read.
-std::set<std::string> encodingsWithKey(TVKCspManager& store);
+// The references to the private keys of the certificates that can be read, by the certificate's encoding.
+std::map<std::string, TVKKRYKey> keysByCertificate(TVKCspManager& store);
 
 } // namespace tvkstore

@@ -25,4 +25,8 @@ void report(Failure const& failure) {
     std::cerr << text << std::flush;
 }
 
+void warn(std::string const& message) {
+    std::cerr << "tvkstore: warning: " + printable(message) + '\n' << std::flush;
+}
+
 } // namespace tvkstore

@@ -27,4 +27,7 @@ Failure systemFailure(std::string const& object, int errorNumber);
 // Writes a failure to standard error, control characters made visible.
 void report(Failure const& failure);
 
+// Likewise what the user should know although the run goes on.
+void warn(std::string const& message);
+
 } // namespace tvkstore

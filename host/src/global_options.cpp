@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <string_view>
 
 namespace tvkstore {
 
@@ -46,8 +45,8 @@ std::string checkTrace(std::string const& text) {
 
 } // namespace
 
-unsigned long GlobalOptions::storeKind() const {
-    return static_cast<unsigned long>(std::find(kStores.begin(), kStores.end(), store) - kStores.begin());
+unsigned long storeKind(std::string_view name) {
+    return static_cast<unsigned long>(std::find(kStores.begin(), kStores.end(), name) - kStores.begin());
 }
 
 unsigned long GlobalOptions::traceComponents() const {

@@ -38,6 +38,8 @@ Input::~Input() {
     if (owned_) {
         ::close(file_);
     }
+    // It may have been a key.
+    tvk_secure_wipe(part_.data(), part_.size());
 }
 
 std::string_view Input::read() {
@@ -52,18 +54,29 @@ std::string_view Input::read() {
     }
 }
 
-std::string Input::readAll(std::size_t limit) {
-    std::string content;
+template <typename Content, typename Append>
+Content Input::readAllInto(std::size_t limit, Append const& append) {
+    Content content;
     for (;;) {
         std::string_view const part = read();
         if (part.empty()) {
             return content;
         }
-        content += part;
+        append(content, part);
         if (content.size() > limit) {
             throw Failure(ExitCode::failed, name_ + ": larger than " + sizeText(limit));
         }
     }
+}
+
+std::string Input::readAll(std::size_t limit) {
+    return readAllInto<std::string>(limit,
+                                    [](std::string& content, std::string_view part) { content += part; });
+}
+
+SecretBytes Input::readAllSecret(std::size_t limit) {
+    return readAllInto<SecretBytes>(
+        limit, [](SecretBytes& content, std::string_view part) { append(content, part); });
 }
 
 bool Input::isFile(int descriptor) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "secret_bytes.h"
+
 #include <CLI/App.hpp>
 
 #include <array>
@@ -22,6 +24,7 @@ public:
 
     // All that is left. Throws Failure when that is more than `limit` bytes.
     std::string readAll(std::size_t limit);
+    SecretBytes readAllSecret(std::size_t limit);
 
     // For messages.
     std::string const& name() const { return name_; }
@@ -31,6 +34,9 @@ public:
     bool isFile(std::string const& path) const;
 
 private:
+    template <typename Content, typename Append>
+    Content readAllInto(std::size_t limit, Append const& append);
+
     std::string name_;
     int file_;
     bool owned_;

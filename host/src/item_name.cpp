@@ -41,6 +41,10 @@ void ItemName::check() {
     }
 }
 
+bool ItemName::isGiven() const {
+    return !label_.empty() || !serial_.empty() || !issuer_.empty() || !certificateFile_.empty();
+}
+
 bool ItemName::names(CertificateView const& view) const {
     if (!label_.empty()) {
         return view.label == label_ || view.name == label_;

@@ -14,6 +14,9 @@ class ItemName {
 public:
     void define(CLI::App& command);
 
+    // Whether the arguments say anything of an item.
+    bool isGiven() const;
+
     // Checks that the item is named in exactly one way and reads what that takes. Throws Failure.
     void check();
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <openssl/bio.h>
+#include <openssl/pkcs12.h>
+#include <openssl/provider.h>
 #include <openssl/x509.h>
 
 #include <memory>
-#include <string>
+#include <string_view>
 
 namespace tvkstore {
 
@@ -17,13 +19,19 @@ struct FreeCryptoObject {
     void operator()(ASN1_INTEGER* object) const noexcept { ASN1_INTEGER_free(object); }
     void operator()(BIGNUM* object) const noexcept { BN_free(object); }
     void operator()(EVP_PKEY* object) const noexcept { EVP_PKEY_free(object); }
+    void operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept { PKCS8_PRIV_KEY_INFO_free(object); }
+    void operator()(X509_SIG* object) const noexcept { X509_SIG_free(object); }
+    void operator()(PKCS12* object) const noexcept { PKCS12_free(object); }
+    void operator()(OSSL_LIB_CTX* object) const noexcept { OSSL_LIB_CTX_free(object); }
+    void operator()(OSSL_PROVIDER* object) const noexcept { OSSL_PROVIDER_unload(object); }
+    void operator()(STACK_OF(X509) * object) const noexcept { sk_X509_pop_free(object, X509_free); }
 };
 
 template <typename T>
 using CryptoObject = std::unique_ptr<T, FreeCryptoObject>;
 
 // The decoded certificate, or null when the bytes aren't one and nothing else.
-inline CryptoObject<X509> decodeCertificate(std::string const& encoding) {
+inline CryptoObject<X509> decodeCertificate(std::string_view encoding) {
     auto const* const begin = reinterpret_cast<unsigned char const*>(encoding.data());
     auto const* end = begin;
     CryptoObject<X509> certificate(d2i_X509(nullptr, &end, static_cast<long>(encoding.size())));

@@ -43,6 +43,7 @@ constexpr std::array kSystemCodes{
     SystemCode{1392, "file damaged", ExitCode::damaged, kRestore, nullptr},
     SystemCode{0x80070005, "access denied", ExitCode::refused, nullptr,
                "the store was opened as read-only and a delete operation is not allowed"},
+    SystemCode{0x8009000F, "exists already", ExitCode::failed, nullptr, nullptr},
     SystemCode{0x80090010, "permission denied", ExitCode::refused, nullptr, nullptr},
     SystemCode{0x8009001A, "key container damaged", ExitCode::damaged, kRestore,
                "the pszContainer key container was found but is corrupt."},

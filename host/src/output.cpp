@@ -34,6 +34,11 @@ void Output::write(std::string_view bytes) {
     }
 }
 
+void Output::writeSecret(std::string_view bytes) {
+    flush();
+    writeAll(STDOUT_FILENO, bytes, kStandardOutput);
+}
+
 void Output::finish() {
     flush();
     if (::close(STDOUT_FILENO) != 0) {

@@ -20,6 +20,9 @@ class Output : public ByteSink {
 public:
     void write(std::string_view bytes) override;
 
+    // Writes what is left and then these bytes, of which nothing stays in the buffer.
+    void writeSecret(std::string_view bytes);
+
     // Writes what is left and closes the stream, as some file systems tell of a failed write only then.
     void finish();
 

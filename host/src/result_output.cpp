@@ -17,23 +17,48 @@ void ResultOutput::define(CLI::App& command) {
 }
 
 void ResultOutput::open(Session& session, Input const& input) {
-    if (path_.empty()) {
-        if (force_) {
-            throw Failure(ExitCode::usage, "--force goes with --out");
-        }
-        if (!session.options().json && session.output().isTerminal()) {
-            throw Failure(ExitCode::usage, "the result's bytes aren't written to a terminal",
-                          {"--out writes them to a file, --json as digits"});
-        }
-        if (input.isFile(STDOUT_FILENO)) {
-            throw Failure(ExitCode::usage, input.name() + ": is standard output too");
-        }
-        return;
+    if (path_.empty() && input.isFile(STDOUT_FILENO)) {
+        throw Failure(ExitCode::usage, input.name() + ": is standard output too");
     }
-    if (input.isFile(path_)) {
+    if (!path_.empty() && input.isFile(path_)) {
         throw Failure(ExitCode::usage, path_ + ": is the input too");
     }
-    file_.emplace(path_, force_);
+    open(session, ResultForm::bytes);
+}
+
+void ResultOutput::open(Session& session, ResultForm form) {
+    form_ = form;
+    if (!path_.empty()) {
+        file_.emplace(path_, force_);
+        return;
+    }
+    if (force_) {
+        throw Failure(ExitCode::usage, "--force goes with --out");
+    }
+    if (form == ResultForm::bytes && !session.options().json && session.output().isTerminal()) {
+        throw Failure(ExitCode::usage, "the result's bytes aren't written to a terminal",
+                      {"--out writes them to a file, --json as digits"});
+    }
+}
+
+// By pieces, as the result may be a key, of which nothing is to stay in memory.
+void ResultOutput::writeJsonText(Session& session, std::string_view text) const {
+    Output& out = session.output();
+    bool const isPem = form_ == ResultForm::pem;
+    out.write("{\n  \"bytes\": " + std::to_string(text.size()) + ",\n  \"" + (isPem ? "pem" : "hex") +
+              "\": \"");
+    SecretBytes part;
+    for (char const character : text) {
+        if (!isPem) {
+            append(part, lowerHex({&character, 1}));
+        } else if (character == '\n') {
+            append(part, "\\n");
+        } else {
+            part.push_back(character);
+        }
+    }
+    out.writeSecret(bytesOf(part));
+    out.write("\"\n}\n");
 }
 
 void ResultOutput::write(Session& session, std::string_view bytes) {
@@ -45,9 +70,9 @@ void ResultOutput::write(Session& session, std::string_view bytes) {
             writeJson(session.output(), {{"bytes", bytes.size()}, {"file", path_}});
         }
     } else if (json) {
-        writeJson(session.output(), {{"bytes", bytes.size()}, {"hex", lowerHex(bytes)}});
+        writeJsonText(session, bytes);
     } else {
-        session.output().write(bytes);
+        session.output().writeSecret(bytes);
     }
 }
 

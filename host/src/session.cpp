@@ -47,11 +47,10 @@ void Session::checkProvider() const {
                   {"listed are " + listed});
 }
 
-std::unique_ptr<TVKCspManager> Session::openStore() {
+std::unique_ptr<TVKCspManager> Session::openStore(std::string const& name) {
     TVKCAPIManager& root = manager();
-    return attempt("can't open store " + options_.store, [&] {
-        return std::unique_ptr<TVKCspManager>(
-            root.getCspManager(options_.provider.c_str(), options_.storeKind()));
+    return attempt("can't open store " + name, [&] {
+        return std::unique_ptr<TVKCspManager>(root.getCspManager(options_.provider.c_str(), storeKind(name)));
     });
 }
 

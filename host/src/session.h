@@ -27,8 +27,10 @@ public:
     // Throws Failure: usage for a provider that isn't listed.
     TVKCAPIManager& manager();
 
-    // The chosen store over the chosen provider. It has to be gone before the session goes.
-    std::unique_ptr<TVKCspManager> openStore();
+    // A store, by default the chosen one, over the chosen provider. It has to be gone before the session
+    // goes.
+    std::unique_ptr<TVKCspManager> openStore() { return openStore(options_.store); }
+    std::unique_ptr<TVKCspManager> openStore(std::string const& name);
 
     // The factory for algorithm objects that work with keys of an open store.
     std::unique_ptr<TVKKRYAlgorithmFactory> makeAlgorithmFactory(TVKCspManager& store) const;

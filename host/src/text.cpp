@@ -85,6 +85,18 @@ std::string printable(std::string_view text) {
     return out;
 }
 
+bool isLabel(std::string_view text) {
+    Utf8Locale const locale;
+    while (!text.empty()) {
+        Character const character = firstCharacter(text);
+        if (!character.valid || character.value == L'\0') {
+            return false;
+        }
+        text.remove_prefix(character.length);
+    }
+    return true;
+}
+
 std::size_t displayWidth(std::string_view text) {
     Utf8Locale const locale;
     std::size_t width = 0;

@@ -11,6 +11,9 @@ namespace tvkstore {
 // certificates of strangers. Text is UTF-8 whatever the locale.
 std::string printable(std::string_view text);
 
+// Whether a text can be a label: UTF-8 without a zero character.
+bool isLabel(std::string_view text);
+
 // Columns that a printable text takes on a terminal.
 std::size_t displayWidth(std::string_view text);
 

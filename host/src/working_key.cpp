@@ -1,8 +1,8 @@
 #include "working_key.h"
 
 #include "certificate_details.h"
-#include "certificate_walk.h"
 #include "module_failure.h"
+#include "stored_items.h"
 #include "toolkit_bytes.h"
 
 #include <tvkcore/asn/tvkasnutility.h>
@@ -44,16 +44,7 @@ WorkingKey findPrivateKey(Session& session, ItemName const& name) {
                 found.push_back({nullptr, item.getKey(), view.encoding});
             }
         });
-    std::string const where = name.description() + " in store " + session.options().store;
-    if (found.empty()) {
-        // Where some couldn't be read, the one may be among them.
-        throw Failure(complete ? ExitCode::no : ExitCode::damaged,
-                      "no certificate with a private key " + where);
-    }
-    if (found.size() > 1) {
-        throw Failure(ExitCode::usage, std::to_string(found.size()) + " items " + where,
-                      {"--serial with --issuer names one of them"});
-    }
+    requireOne(found.size(), complete, "certificate with a private key", name, session);
     found.front().factory = session.makeAlgorithmFactory(*store);
     return std::move(found.front());
 }

@@ -38,7 +38,7 @@ typedef unsigned int UINT;
 typedef int BOOL;
 typedef unsigned long long ULONGLONG;
 typedef unsigned long long DWORDLONG;
-typedef uintptr_t ULONG_PTR;
+typedef unsigned long ULONG_PTR;
 typedef wchar_t WCHAR;
 typedef LONG HRESULT;
 

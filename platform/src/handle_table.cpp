@@ -10,11 +10,14 @@
 namespace wincrypt {
 namespace {
 
-// Layout from the lowest bit: kind 4, shard 4, index 24, generation 32.
-static_assert(sizeof(ULONG_PTR) == 8, "a handle holds its generation in its upper half");
+// Layout from the lowest bit: kind 4, shard 4, index, generation.
 static_assert(handleShards == 16);
 
-constexpr std::uint32_t maximumIndex = 0xFFFFFF;
+constexpr bool isWide = sizeof(ULONG_PTR) == 8;
+constexpr unsigned indexBits = isWide ? 24 : 14;
+constexpr std::uint32_t maximumIndex = (1U << indexBits) - 1;
+constexpr unsigned generationShift = 8 + indexBits;
+constexpr auto maximumGeneration = static_cast<std::uint32_t>(~ULONG_PTR{0} >> generationShift);
 
 struct Slot {
     std::shared_ptr<void> object;
@@ -44,7 +47,7 @@ Slot* locate(HandleKind kind, ULONG_PTR handle, Shard& shard) noexcept {
     if ((handle & 0xF) != static_cast<ULONG_PTR>(kind) || index >= shard.slots.size())
         return nullptr;
     Slot& slot = shard.slots[index];
-    return slot.object && slot.kind == kind && slot.generation == handle >> 32 ? &slot : nullptr;
+    return slot.object && slot.kind == kind && slot.generation == handle >> generationShift ? &slot : nullptr;
 }
 
 } // namespace
@@ -68,8 +71,8 @@ ULONG_PTR insertHandle(HandleKind kind, std::shared_ptr<void> object) {
     slot.object = std::move(object);
     slot.kind = kind;
     liveObjects.fetch_add(1, std::memory_order_relaxed);
-    return static_cast<ULONG_PTR>(slot.generation) << 32 | static_cast<ULONG_PTR>(index) << 8 | number << 4 |
-           static_cast<ULONG_PTR>(kind);
+    return static_cast<ULONG_PTR>(slot.generation) << generationShift | static_cast<ULONG_PTR>(index) << 8 |
+           number << 4 | static_cast<ULONG_PTR>(kind);
 }
 
 std::shared_ptr<void> findHandle(HandleKind kind, ULONG_PTR handle) noexcept {
@@ -89,8 +92,11 @@ std::shared_ptr<void> removeHandle(HandleKind kind, ULONG_PTR handle) noexcept {
         return nullptr;
     std::shared_ptr<void> object = std::move(slot->object);
     slot->object = nullptr;
-    // A slot whose generations are used up is left out of use: no handle is ever given out twice.
-    if (++slot->generation != 0)
+    // A slot whose generations are used up is left out of use: no handle is ever given out twice. Narrow
+    // handles have too few for that, and there the first comes again.
+    bool const isUsedUp = slot->generation == maximumGeneration;
+    slot->generation = isUsedUp ? 1 : slot->generation + 1;
+    if (!isUsedUp || !isWide)
         shard.free.push_back(static_cast<std::uint32_t>((handle >> 8) & maximumIndex));
     liveObjects.fetch_sub(1, std::memory_order_relaxed);
     return object;

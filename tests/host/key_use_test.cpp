@@ -11,9 +11,8 @@ namespace {
 
 std::string text(Bytes const& bytes) { return {bytes.begin(), bytes.end()}; }
 
-// A user with the item "alice" in "MY". Files lie beside the profile and are named without their folder; "="
-// in front of a word makes it one of them.
-class KeyUseTest : public TvkstoreTest {
+// A user with the item "alice" in "MY".
+class KeyUseTest : public WorkFolderTest {
 protected:
     void SetUp() override {
         auto const certificate = test_support::makeCertificate(
@@ -27,7 +26,7 @@ protected:
         writeWhole(file("data"), std::string(200000, 'd'));
         for (std::size_t const length : {0, 1, 36, 245, 246, 256})
             writeWhole(file(std::to_string(length)), std::string(length, 'x'));
-        call({KEY_PROFILE, "alice", "=key", "=cert"});
+        expectRun({"import", "=cert", "--key", "=key", "--label", "alice"}, 0);
         database = readWhole(profile.userHome() / "user.db");
     }
 
@@ -37,28 +36,6 @@ protected:
         profileIsReady();
     }
 
-    std::string file(std::string const& name) const { return (work.path() / name).string(); }
-
-    Words expand(Words words) const {
-        for (std::string& word : words)
-            word = word.starts_with('=') ? file(word.substr(1)) : word;
-        return words;
-    }
-
-    // Another program, which has to succeed.
-    void call(Words const& words) {
-        test_support::ProgramResult const result = test_support::runProgram({.arguments = expand(words)});
-        ASSERT_EQ(result.exitCode, 0) << words[0] << ' ' << words[1] << ": " << result.error;
-    }
-
-    void expectRun(Words const& words, int exitCode, std::string const& message = "") {
-        test_support::ProgramResult const result = run(expand(words));
-        EXPECT_EQ(result.exitCode, exitCode) << testing::PrintToString(words) << result.error;
-        EXPECT_NE((result.output + result.error).find(message), std::string::npos)
-            << result.output << result.error;
-    }
-
-    test_support::ScratchDirectory work;
     std::string database;
 };
 

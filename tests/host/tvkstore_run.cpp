@@ -52,3 +52,21 @@ nlohmann::json TvkstoreTest::json(Words words, int exitCode) {
     EXPECT_EQ(result.exitCode, exitCode) << result.error;
     return nlohmann::json::parse(result.output);
 }
+
+Words WorkFolderTest::expand(Words words) const {
+    for (std::string& word : words)
+        word = word.starts_with('=') ? file(word.substr(1)) : word;
+    return words;
+}
+
+void WorkFolderTest::call(Words const& words) {
+    test_support::ProgramResult const result = test_support::runProgram({.arguments = expand(words)});
+    ASSERT_EQ(result.exitCode, 0) << words[0] << ' ' << words[1] << ": " << result.error;
+}
+
+void WorkFolderTest::expectRun(Words const& words, int exitCode, std::string const& message) {
+    test_support::ProgramResult const result = run(expand(words));
+    EXPECT_EQ(result.exitCode, exitCode) << testing::PrintToString(words) << result.error;
+    EXPECT_NE((result.output + result.error).find(message), std::string::npos)
+        << result.output << result.error;
+}

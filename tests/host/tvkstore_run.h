@@ -42,3 +42,19 @@ protected:
 private:
     Snapshot m_before;
 };
+
+// With a folder for files beside the profile. They are named without it; "=" in front of a word makes it one
+// of them.
+class WorkFolderTest : public TvkstoreTest {
+protected:
+    std::string file(std::string const& name) const { return (work.path() / name).string(); }
+    Words expand(Words words) const;
+
+    // Another program, which has to succeed.
+    void call(Words const& words);
+
+    // The message stands in what the program writes.
+    void expectRun(Words const& words, int exitCode, std::string const& message = "");
+
+    test_support::ScratchDirectory work;
+};

@@ -114,7 +114,7 @@ ExitCode find(Session& session, FindArguments const& arguments) {
     Search const search = attempt("can't search for this", [&] { return makeSearch(arguments); });
     std::unique_ptr<TVKCspManager> const store = session.openStore();
     std::string const& name = session.options().store;
-    std::set<std::string> const withKey = encodingsWithKey(*store);
+    std::map<std::string, TVKKRYKey> const withKey = keysByCertificate(*store);
     CertificateListing listing(session.options().json);
     bool found = false;
     attempt("can't search store " + name, [&] {

@@ -1,18 +1,9 @@
 #include <tvkcore/base/tvktrace.h>
 
 #include <ostream>
-#include <type_traits>
 
-namespace {
-
-constinit TVKTrace s_default;
-
-// So that it is never destroyed, and modules which go late can still trace.
-static_assert(std::is_trivially_destructible_v<TVKTrace>);
-
-} // namespace
-
-constinit TVKTrace* TVKTrace::s_defaultTracePtr = &s_default;
+// Never destroyed: modules that go late can still trace.
+TVKTrace* TVKTrace::s_defaultTracePtr = new TVKTrace;
 
 TVKTraceSink::~TVKTraceSink() = default;
 

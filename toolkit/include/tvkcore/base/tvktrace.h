@@ -46,7 +46,7 @@ public:
     static constexpr unsigned long exitLevel = 0x40000000UL;
     static constexpr unsigned long allComponents = 0xFFFFFFFFUL;
 
-    constexpr TVKTrace() = default;
+    TVKTrace() = default;
     TVKTrace(TVKTrace const&) = delete;
     TVKTrace& operator=(TVKTrace const&) = delete;
 

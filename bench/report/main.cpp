@@ -1,0 +1,48 @@
+// bench_report RESULTS WORK-DIRECTORY [DOCUMENT.md CHART.svg]: prints what was measured, and with the two
+// files writes it there, unless a measurement failed. Without them only the rows that were measured are
+// printed.
+
+#include "chart.h"
+#include "documents.h"
+#include "machine.h"
+#include "results.h"
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+
+int main(int argc, char** argv) try {
+    if (argc != 3 && argc != 5) {
+        std::cerr << "usage: bench_report RESULTS WORK-DIRECTORY [DOCUMENT.md CHART.svg]\n";
+        return 2;
+    }
+    report::Results const results(argv[1]);
+    std::vector<report::Comparison> comparisons;
+    for (report::Row const& row : report::rows()) {
+        comparisons.push_back({&row, results.median(row.ours), results.median(row.counterpart)});
+    }
+    bool const isWritten = argc == 5;
+    if (!isWritten) {
+        std::erase_if(comparisons,
+                      [](report::Comparison const& each) { return !each.ours && !each.counterpart; });
+    }
+    std::string const machine = report::machineText(argv[2]);
+    std::cout << machine << "\n\n";
+    report::printTable(std::cout, comparisons);
+    std::cout << '\n';
+    bool const isComplete = results.failures().empty() &&
+                            std::all_of(comparisons.begin(), comparisons.end(),
+                                        [](report::Comparison const& each) { return each.isMeasured(); });
+    if (isWritten && isComplete) {
+        report::writeDocument(argv[3], machine, comparisons);
+        report::writeWhole(argv[4], report::chart(comparisons));
+    }
+    for (auto const& [name, reason] : results.failures()) {
+        std::cerr << "bench_report: " << name << ": " << reason << '\n';
+    }
+    report::printVerdicts(std::cout, comparisons);
+    return isComplete ? 0 : 1;
+} catch (std::exception const& failure) {
+    std::cerr << "bench_report: " << failure.what() << '\n';
+    return 1;
+}

@@ -1,0 +1,86 @@
+#include "rows.h"
+
+#include <array>
+#include <cstdio>
+
+namespace report {
+
+namespace {
+
+constexpr double us = 1e-6;
+constexpr double ms = 1e-3;
+
+constexpr auto allRows = std::to_array<Row>({
+    {"sign, 1 container", "sign/module/1", "sign/libcrypto/1", GoalKind::ratio, 1.03},
+    {"sign, 10,000 containers", "sign/module/10000", "sign/libcrypto/10000", GoalKind::ratio, 1.03},
+    {"verify", "verify/module", "verify/libcrypto", GoalKind::ratio, 1.3},
+    {"encrypt", "encrypt/module", "encrypt/libcrypto", GoalKind::ratio, 1.3},
+    {"new process to its first signature", "start/module", "start/libcrypto", GoalKind::excess, 1 * ms},
+    {"decode a root certificate", "decode/toolkit", "decode/libcrypto", GoalKind::time, 1 * us},
+    {"walk 100, each", "walk/module/100", "walk/sqlite/100", GoalKind::time, 6 * us},
+    {"walk 10,000, each", "walk/module/10000", "walk/sqlite/10000", GoalKind::time, 6 * us},
+    {"walk 100,000, each", "walk/module/100000", "walk/sqlite/100000", GoalKind::time, 6 * us},
+    {"search by label, each passed", "search/label", "search/sqlite", GoalKind::time, 4 * us},
+    {"search by signature", "search/signature", "search/sqlite", GoalKind::time, 4 * us},
+    {"search by unsigned certificate", "search/unsigned certificate", "search/sqlite", GoalKind::time,
+     4 * us},
+    {"search by issuer and serial", "search/issuer and serial number", "search/sqlite", GoalKind::time,
+     4 * us},
+    {"search by subject", "search/subject", "search/sqlite", GoalKind::time, 4 * us},
+    {"search by public key", "search/public key", "search/sqlite", GoalKind::time, 4 * us},
+    {"open 10,000 cold, first item", "cold open/module", "cold open/sqlite", GoalKind::ratio, 1.5},
+    {"durable insert at 100", "insert/layer/100", "insert/sqlite/100", GoalKind::ratio, 1.25},
+    {"durable insert at 10,000", "insert/layer/10000", "insert/sqlite/10000", GoalKind::ratio, 1.25},
+    {"durable insert at 100,000", "insert/layer/100000", "insert/sqlite/100000", GoalKind::ratio, 1.25},
+    {"durable delete at 100", "delete/layer/100", "delete/sqlite/100", GoalKind::ratio, 1.25},
+    {"durable delete at 10,000", "delete/layer/10000", "delete/sqlite/10000", GoalKind::ratio, 1.25},
+    {"durable delete at 100,000", "delete/layer/100000", "delete/sqlite/100000", GoalKind::ratio, 1.25},
+    {"8 processes, 50 inserts each", "processes/layer", "processes/sqlite", GoalKind::ratio, 1.5},
+    {"key pair, beside its generation", "key pair/module", "key pair/sqlite", GoalKind::ratio, 1.25},
+    {"32 random bytes", "random/module", "random/libcrypto", GoalKind::time, 1.2 * us},
+});
+
+} // namespace
+
+std::span<Row const> rows() { return allRows; }
+
+std::string goalText(Row const& row) {
+    if (row.kind == GoalKind::ratio) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.2f times", row.goal);
+        return text;
+    }
+    return timeText(row.goal) + (row.kind == GoalKind::excess ? " more" : "");
+}
+
+double goalTime(Row const& row, double counterpart) {
+    switch (row.kind) {
+    case GoalKind::ratio:
+        return row.goal * counterpart;
+    case GoalKind::time:
+        return row.goal;
+    case GoalKind::excess:
+        return counterpart + row.goal;
+    }
+    return 0;
+}
+
+std::string timeText(double seconds) {
+    struct Unit {
+        double size;
+        char const* name;
+    };
+    constexpr Unit units[] = {{1, "s"}, {ms, "ms"}, {us, "us"}, {1e-9, "ns"}};
+    Unit const* unit = units;
+    // A figure that would be rounded up to the next unit's size is shown in that one.
+    while (unit->size > 1e-9 && seconds < 0.9995 * unit->size) {
+        ++unit;
+    }
+    double const figure = seconds / unit->size;
+    int const decimals = figure < 9.995 ? 2 : figure < 99.95 ? 1 : 0;
+    char text[32];
+    std::snprintf(text, sizeof text, "%.*f %s", decimals, figure, unit->name);
+    return text;
+}
+
+} // namespace report

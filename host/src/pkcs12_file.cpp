@@ -1,0 +1,115 @@
+#include "pkcs12_file.h"
+
+#include "failure.h"
+#include "private_key.h"
+
+#include <openssl/err.h>
+
+namespace tvkstore {
+
+namespace {
+
+// Older programs encrypt with ciphers that libcrypto has only on request. They are for such a file alone.
+class OldCiphers {
+public:
+    OldCiphers() : context_(OSSL_LIB_CTX_new()) {
+        // No context would stand for that of the whole process.
+        if (context_ == nullptr) {
+            throw std::bad_alloc();
+        }
+        usual_.reset(OSSL_PROVIDER_load(context_.get(), "default"));
+        old_.reset(OSSL_PROVIDER_load(context_.get(), "legacy"));
+        ERR_clear_error(); // without the old ones the usual ones will do for most
+    }
+
+    OSSL_LIB_CTX* get() const { return context_.get(); }
+
+private:
+    CryptoObject<OSSL_LIB_CTX> context_;
+    CryptoObject<OSSL_PROVIDER> usual_;
+    CryptoObject<OSSL_PROVIDER> old_;
+};
+
+CryptoObject<PKCS12> decode(std::string_view bytes, OldCiphers const& ciphers) {
+    CryptoObject<BIO> const input(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
+    PKCS12* file = PKCS12_init_ex(NID_pkcs7_data, ciphers.get(), nullptr);
+    if (input == nullptr || file == nullptr) {
+        PKCS12_free(file);
+        throw std::bad_alloc();
+    }
+    // It frees the file when it fails.
+    return CryptoObject<PKCS12>(d2i_PKCS12_bio(input.get(), &file));
+}
+
+// The check value tells whether a passphrase fits. No passphrase and an empty one differ.
+bool fits(PKCS12& file, char const* passphrase, std::size_t length) {
+    return PKCS12_verify_mac(&file, passphrase, static_cast<int>(length)) == 1;
+}
+
+void add(Pkcs12Content& content, X509& certificate) {
+    unsigned char* bytes = nullptr;
+    int length = i2d_X509(&certificate, &bytes);
+    if (length < 0) {
+        throw std::bad_alloc();
+    }
+    Pkcs12Certificate added{
+        std::string(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length)), {}};
+    OPENSSL_free(bytes);
+    if (unsigned char const* const name = X509_alias_get0(&certificate, &length)) {
+        added.friendlyName.assign(reinterpret_cast<char const*>(name), static_cast<std::size_t>(length));
+    }
+    content.certificates.push_back(std::move(added));
+}
+
+Pkcs12Content parse(PKCS12& file, char const* passphrase, std::string const& object) {
+    EVP_PKEY* rawKey = nullptr;
+    X509* rawCertificate = nullptr;
+    STACK_OF(X509)* rawOthers = nullptr;
+    bool const parsed = PKCS12_parse(&file, passphrase, &rawKey, &rawCertificate, &rawOthers) == 1;
+    CryptoObject<EVP_PKEY> const key(rawKey);
+    CryptoObject<X509> const certificate(rawCertificate);
+    CryptoObject<STACK_OF(X509)> const others(rawOthers);
+    if (!parsed) {
+        ERR_clear_error();
+        throw Failure(ExitCode::failed, object + ": can't be decrypted, or is damaged");
+    }
+    Pkcs12Content content;
+    if (certificate != nullptr) {
+        add(content, *certificate);
+    }
+    for (int i = 0; i < sk_X509_num(others.get()); ++i) {
+        add(content, *sk_X509_value(others.get(), i));
+    }
+    if (key != nullptr) {
+        content.key = keyInClear(*key, object);
+        content.publicKey = publicKeyOf(key.get());
+    }
+    return content;
+}
+
+} // namespace
+
+std::optional<Pkcs12Content> readPkcs12File(std::string_view bytes, std::string const& object,
+                                            Passphrase& passphrase) {
+    OldCiphers const ciphers;
+    CryptoObject<PKCS12> const file = bytes.empty() ? nullptr : decode(bytes, ciphers);
+    if (file == nullptr) {
+        ERR_clear_error();
+        return std::nullopt;
+    }
+    bool const isChecked = PKCS12_mac_present(file.get()) == 1;
+    if (isChecked && (fits(*file, nullptr, 0) || fits(*file, "", 0))) {
+        return parse(*file, "", object);
+    }
+    ERR_clear_error();
+    SecretBytes secret = passphrase.get(object);
+    std::size_t const length = secret.size();
+    secret.push_back('\0');
+    if (isChecked && !fits(*file, secret.data(), length)) {
+        ERR_clear_error();
+        throw Failure(ExitCode::refused, object + ": the passphrase doesn't open it");
+    }
+    return parse(*file, secret.data(), object);
+}
+
+} // namespace tvkstore
