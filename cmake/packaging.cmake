@@ -42,13 +42,11 @@ endif()
 foreach(program IN ITEMS tvkstore wincryptctl)
     if(TARGET ${program})
         install(TARGETS ${program})
+        install(FILES "${PROJECT_SOURCE_DIR}/docs/man/${program}.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+        install(FILES "${PROJECT_SOURCE_DIR}/docs/completion/${program}.bash"
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME ${program})
     endif()
 endforeach()
-if(TARGET tvkstore)
-    install(FILES "${PROJECT_SOURCE_DIR}/docs/man/tvkstore.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
-    install(FILES "${PROJECT_SOURCE_DIR}/docs/completion/tvkstore.bash"
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME tvkstore)
-endif()
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DOCDIR}/docs"
     PATTERN man EXCLUDE PATTERN completion EXCLUDE)

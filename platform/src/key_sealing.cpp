@@ -110,6 +110,14 @@ void makeKeyFile(Database const& database) {
     temporary.nameIt(path);
 }
 
+// The one that a key was sealed under.
+std::optional<SealingKey> keyNamed(Database const& database, Bytes const& identifier) {
+    std::optional<SealingKey> key = credentialKey();
+    if (!key || key->identifier != identifier)
+        key = fileKey(database);
+    return key && key->identifier == identifier ? std::move(key) : std::nullopt;
+}
+
 // Encrypts or opens; nothing when the tag doesn't match.
 bool transform(bool encrypting, SealingKey const& key, ByteView nonce, ByteView context, ByteView input,
                std::uint8_t* output, std::uint8_t* tag) {
@@ -158,16 +166,19 @@ SealedKey sealKey(Database const& database, ByteView context, ByteView clear) {
     return result;
 }
 
+bool hasSealingKey(Database const& database, SealedKey const& key) {
+    ErrorQueueGuard const errors;
+    return keyNamed(database, key.sealedUnder).has_value();
+}
+
 SecureBytes openKey(Database const& database, ByteView context, SealedKey const& sealed) {
     ErrorQueueGuard const errors;
     auto const refuse = [&](char const* why) {
         logLine(database.path(), why);
         fail(NTE_KEYSET_ENTRY_BAD);
     };
-    std::optional<SealingKey> key = credentialKey();
-    if (!key || key->identifier != sealed.sealedUnder)
-        key = fileKey(database);
-    if (!key || key->identifier != sealed.sealedUnder)
+    std::optional<SealingKey> const key = keyNamed(database, sealed.sealedUnder);
+    if (!key)
         refuse("a private key is sealed under a sealing key that isn't there");
     if (sealed.nonce.size() != nonceSize || sealed.sealed.size() <= tagSize)
         refuse("a private key was altered");

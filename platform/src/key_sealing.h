@@ -21,6 +21,10 @@ Bytes sealingContext(std::string const& container, DWORD slot, DWORD flags);
 // database, which is made when it is missing.
 SealedKey sealKey(Database const& database, ByteView context, ByteView clear);
 
+// Whether the sealing key is at hand that the key was sealed under. Errors: those of a key file that is
+// refused.
+bool hasSealingKey(Database const& database, SealedKey const& key);
+
 // Error: NTE_KEYSET_ENTRY_BAD when the key was altered or moved, or the sealing key isn't there; logged.
 SecureBytes openKey(Database const& database, ByteView context, SealedKey const& key);
 

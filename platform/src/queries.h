@@ -32,6 +32,19 @@ enum class Query : std::size_t {
     addKey,
     keyCertificate,
     setKeyCertificate,
+    everyStore,
+    certificateRows,
+    certificateRowsByIndex,
+    certificateAt,
+    everyKeyInfo,
+    containerRows,
+    containerRowsByIndex,
+    containerAt,
+    keyRows,
+    keyRowsByIndex,
+    keyAt,
+    integrityCheck,
+    foreignKeyCheck,
     count
 };
 
@@ -69,6 +82,20 @@ inline constexpr char const* queryText[queryCount] = {
     "INSERT INTO key(container, slot, flags, sealed_under, nonce, sealed) VALUES(?1, ?2, ?3, ?4, ?5, ?6)",
     "SELECT certificate FROM key WHERE container = ?1 AND slot = ?2",
     "UPDATE key SET certificate = ?3 WHERE container = ?1 AND slot = ?2 RETURNING slot",
+    "SELECT id, name FROM store ORDER BY id",
+    // The rows of each table by two roads, so that where one is damaged the other still leads to them.
+    "SELECT id FROM certificate NOT INDEXED ORDER BY id",
+    "SELECT id FROM certificate INDEXED BY certificate_identity ORDER BY identity",
+    "SELECT identity, key_info, friendly_name, encoding FROM certificate WHERE id = ?1",
+    "SELECT key_info FROM certificate NOT INDEXED WHERE key_info IS NOT NULL",
+    "SELECT id FROM container NOT INDEXED ORDER BY id",
+    "SELECT id FROM container INDEXED BY sqlite_autoindex_container_1 ORDER BY name",
+    "SELECT CASE typeof(name) WHEN 'text' THEN name END FROM container WHERE id = ?1",
+    "SELECT rowid FROM key NOT INDEXED ORDER BY rowid",
+    "SELECT rowid FROM key INDEXED BY sqlite_autoindex_key_1 ORDER BY container, slot",
+    "SELECT container, slot, flags, sealed_under, nonce, sealed FROM key WHERE rowid = ?1",
+    "PRAGMA integrity_check(20)",
+    "PRAGMA foreign_key_check",
 };
 
 } // namespace wincrypt

@@ -48,8 +48,8 @@ DWORD errorOf(int result) noexcept {
     }
 }
 
-// A path as it may stand in a URI.
-std::string uriOf(std::string const& path) {
+// The URI of a path, with a parameter.
+std::string uriOf(std::string const& path, char const* parameter) {
     static constexpr char digits[] = "0123456789ABCDEF";
     // With an empty authority, so that a path that begins with two slashes isn't taken for one.
     std::string uri = path.starts_with('/') ? "file://" : "file:";
@@ -63,7 +63,7 @@ std::string uriOf(std::string const& path) {
             uri += byte;
         }
     }
-    return uri + "?immutable=1";
+    return uri + parameter;
 }
 
 } // namespace
@@ -76,10 +76,13 @@ void failSqlite(int result, std::string const& path, char const* cause) {
 }
 
 Connection::Connection(std::string path, Mode mode) : path_(std::move(path)), mode_(mode) {
+    char const* const parameter = mode == Mode::immutable   ? "?immutable=1"
+                                  : mode == Mode::observing ? "?readonly_shm=1"
+                                                            : nullptr;
     int const flags = (mode == Mode::readWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
-                      (mode == Mode::immutable ? SQLITE_OPEN_URI : 0);
-    std::string const name = mode == Mode::immutable ? uriOf(path_) : path_;
+                      (parameter != nullptr ? SQLITE_OPEN_URI : 0);
+    std::string const name = parameter != nullptr ? uriOf(path_, parameter) : path_;
     int const result = sqlite3_open_v2(name.c_str(), &database_, flags, nullptr);
     if (result != SQLITE_OK) {
         std::string const cause = database_ != nullptr ? sqlite3_errmsg(database_) : "out of memory";

@@ -49,7 +49,9 @@ private:
 
 class Connection {
 public:
-    enum class Mode { readWrite, readOnly, immutable };
+    // An observing connection makes and changes no file, neither log nor index: a log without its index can't
+    // be read by it.
+    enum class Mode { readWrite, readOnly, immutable, observing };
 
     Connection(std::string path, Mode mode); // opens; fails with the published value
     ~Connection();
@@ -75,6 +77,8 @@ public:
     void keepLogOnClose() noexcept;
 
 private:
+    friend void copyDatabase(Connection& from, std::string const& path);
+
     std::string path_;
     Mode mode_;
     sqlite3* database_ = nullptr;

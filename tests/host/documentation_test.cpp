@@ -31,28 +31,35 @@ TEST_F(DocumentationTest, TheSampleSignsInTheProviderAndVerifiesWithout) {
 }
 
 TEST_F(DocumentationTest, EveryCommandAndOptionStandsInManualAndCompletion) {
-    std::string const overview = run({"--help"}).output;
-    std::set<std::string> words{"--version"};
     std::regex const command("^  ([a-z]+) ", std::regex::multiline);
     std::regex const option("--[a-z][a-z-]*");
-    auto const collect = [&](std::string const& text, std::regex const& pattern, int group) {
-        for (std::sregex_iterator found(text.begin(), text.end(), pattern), end; found != end; ++found)
-            words.insert((*found)[group]);
-    };
-    collect(overview, command, 1);
-    std::set<std::string> const commands = words;
-    collect(overview, option, 0);
-    ASSERT_GE(commands.size(), 4u);
-    for (std::string const& name : commands)
-        collect(run({name, "--help"}).output, option, 0);
-    // The manual writes a hyphen with a backslash.
-    std::string const manual =
-        std::regex_replace(readWhole(project / "docs/man/tvkstore.1"), std::regex(R"(\\-)"), "-");
-    std::string const completion = readWhole(project / "docs/completion/tvkstore.bash");
-    for (std::string const& word : words) {
-        std::regex const whole("(^|[^a-z-])" + word + "([^a-z-]|$)");
-        EXPECT_TRUE(std::regex_search(manual, whole)) << word;
-        EXPECT_TRUE(std::regex_search(completion, whole)) << word;
+    for (std::filesystem::path const program : {TVKSTORE, WINCRYPTCTL}) {
+        SCOPED_TRACE(program);
+        auto const help = [&](Words words) {
+            words.insert(words.begin(), program);
+            return test_support::runProgram({.arguments = words}).output;
+        };
+        std::set<std::string> words{"--version"};
+        auto const collect = [&](std::string const& text, std::regex const& pattern, int group) {
+            for (std::sregex_iterator found(text.begin(), text.end(), pattern), end; found != end; ++found)
+                words.insert((*found)[group]);
+        };
+        collect(help({"--help"}), command, 1);
+        std::set<std::string> const commands = words;
+        collect(help({"--help"}), option, 0);
+        ASSERT_GE(commands.size(), 4u);
+        for (std::string const& name : commands)
+            collect(help({name, "--help"}), option, 0);
+        // The manual writes a hyphen with a backslash.
+        std::string const name = program.filename();
+        std::string const manual =
+            std::regex_replace(readWhole(project / "docs/man" / (name + ".1")), std::regex(R"(\\-)"), "-");
+        std::string const completion = readWhole(project / "docs/completion" / (name + ".bash"));
+        for (std::string const& word : words) {
+            std::regex const whole("(^|[^a-z-])" + word + "([^a-z-]|$)");
+            EXPECT_TRUE(std::regex_search(manual, whole)) << word;
+            EXPECT_TRUE(std::regex_search(completion, whole)) << word;
+        }
     }
 }
 
