@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <memory>
 #include <optional>
 #include <vector>
@@ -90,7 +93,21 @@ TEST_F(Change, KeysGoWithTheirCertificateIntoMy) {
     Bytes const der = certificateOf("first");
     TVKKeyCertItem item = keyItem(der, "first");
     std::unique_ptr<TVKCspManager::Iterator> const running(my.getCertIterator());
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    pid_t const other = fork();
+    if (other == 0) {
+        char byte = 0;
+        bool const told = read(ready[0], &byte, 1) == 1;
+        _exit(told && my.getItemCount(KeyCertMultiIndexAll, TVKASNNull(TVKASNNotSecure)) == 1 ? 0 : 1);
+    }
     EXPECT_EQ(ca.insertItem(item), 1U);
+    EXPECT_EQ(write(ready[1], "", 1), 1);
+    int status = 0;
+    EXPECT_EQ(waitpid(other, &status, 0), other);
+    EXPECT_EQ(status, 0) << "another process sees it by the manager that it had";
+    close(ready[0]);
+    close(ready[1]);
     std::unique_ptr<TVKCertItem> const seen(my.getNextCertItem(*running));
     EXPECT_NE(seen, nullptr) << "a running walk of another manager sees it";
     EXPECT_EQ(contents("CA") + '|' + contents("MY"), "|first+key");

@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <openssl/bn.h>
+#include <openssl/core_names.h>
+#include <openssl/evp.h>
+
 #include <vector>
 
 using namespace capi_tests;
@@ -16,19 +20,20 @@ using KeyRecords = ModuleTest;
 using Private = TVKCapiPrivateKeyInfo;
 using Public = TVKCapiSubjectPublicKeyInfo;
 
-// The numbers of a private key that take the flag, with their setters.
+// The numbers of a private key that take the flag, with their setters and libcrypto's name.
 struct Number {
     TVKBuffer (Private::*get)(bool);
     void (Private::*set)(TVKBuffer const&);
+    char const* name;
 };
 std::vector<Number> const numbers = {
-    {&Private::getModulus, &Private::setModulus},
-    {&Private::getPrivateExponent, &Private::setPrivateExponent},
-    {&Private::getPrime1, &Private::setPrime1},
-    {&Private::getPrime2, &Private::setPrime2},
-    {&Private::getExponent1, &Private::setExponent1},
-    {&Private::getExponent2, &Private::setExponent2},
-    {&Private::getCoefficient, &Private::setCoefficient},
+    {&Private::getModulus, &Private::setModulus, OSSL_PKEY_PARAM_RSA_N},
+    {&Private::getPrivateExponent, &Private::setPrivateExponent, OSSL_PKEY_PARAM_RSA_D},
+    {&Private::getPrime1, &Private::setPrime1, OSSL_PKEY_PARAM_RSA_FACTOR1},
+    {&Private::getPrime2, &Private::setPrime2, OSSL_PKEY_PARAM_RSA_FACTOR2},
+    {&Private::getExponent1, &Private::setExponent1, OSSL_PKEY_PARAM_RSA_EXPONENT1},
+    {&Private::getExponent2, &Private::setExponent2, OSSL_PKEY_PARAM_RSA_EXPONENT2},
+    {&Private::getCoefficient, &Private::setCoefficient, OSSL_PKEY_PARAM_RSA_COEFFICIENT1},
 };
 
 Bytes const eight = {0x80, 2, 3, 4, 5, 6, 7, 8};
@@ -59,24 +64,36 @@ TEST_F(KeyRecords, ArePublicKeysInAndOut) {
     EXPECT_EQ(other.getDER().compare(der), 0);
 }
 
-TEST_F(KeyRecords, ArePrivateKeysInAndOut) {
-    TVKBuffer const der = buffer(TestKey::shared(1024).privateKeyInfo());
-    Private record(der);
-    EXPECT_EQ(record.getDER().compare(der), 0);
-    EXPECT_EQ(record.getPrime1(true).getLength(), 64U);
-    EXPECT_EQ(record.getPrime1(false).getLength(), 65U);
-    Private made(TVKASNSecure);
-    for (Number const& number : numbers) {
-        EXPECT_EQ((made.*number.get)(true).getLength(), 0U);
-        (made.*number.set)((record.*number.get)(false));
+TEST_F(KeyRecords, ArePrivateKeysInAndOutOfEverySize) {
+    for (unsigned const bits : {512U, 1024U, 2048U, 4096U, 8192U}) {
+        SCOPED_TRACE(bits);
+        TestKey const& key = TestKey::shared(bits);
+        TVKBuffer const der = buffer(key.privateKeyInfo());
+        Private record(der);
+        EXPECT_EQ(record.getDER().compare(der), 0);
+        Private made(TVKASNSecure);
+        for (Number const& number : numbers) {
+            BIGNUM* value = nullptr;
+            ASSERT_EQ(EVP_PKEY_get_bn_param(key.get(), number.name, &value), 1);
+            Bytes expected(static_cast<std::size_t>(BN_num_bytes(value)));
+            BN_bn2bin(value, expected.data());
+            BN_free(value);
+            EXPECT_EQ(bytesOf((record.*number.get)(true)), expected) << number.name;
+            EXPECT_EQ((made.*number.get)(true).getLength(), 0U);
+            (made.*number.set)((record.*number.get)(false));
+        }
+        EXPECT_EQ(bytesOf(record.getPublicExponent()), (Bytes{1, 0, 1}));
+        made.setPublicExponent(record.getPublicExponent());
+        made.setAlgorithm(TVKASNOID::VALUE_RSA, 7);
+        EXPECT_EQ(made.getDER().compare(der), 0);
+        Private const copy(made);
+        Private other(TVKASNSecure);
+        other = copy;
+        EXPECT_EQ(other.getDER().compare(der), 0);
+        Public publicKey(buffer(key.publicKeyInfo()));
+        EXPECT_EQ(publicKey.getModulus(false).compare(record.getModulus(false)), 0);
+        EXPECT_EQ(publicKey.getDER().compare(buffer(key.publicKeyInfo())), 0);
     }
-    made.setPublicExponent(record.getPublicExponent());
-    made.setAlgorithm(TVKASNOID::VALUE_RSA, 7);
-    EXPECT_EQ(made.getDER().compare(der), 0);
-    Private const copy(made);
-    Private other(TVKASNSecure);
-    other = copy;
-    EXPECT_EQ(other.getDER().compare(der), 0);
 }
 
 TEST_F(KeyRecords, KeepNumbersAsTheyAreGivenButTheModulus) {
