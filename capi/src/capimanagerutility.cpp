@@ -469,12 +469,6 @@ bool CapiManagerUtility::getCertFriendlyName(PCCERT_CONTEXT cert, TVKBuffer& nam
 
 namespace {
 
-// A wide copy of a text, from CapiManagerUtility::convertWildChar.
-struct WideDeleter {
-    void operator()(wchar_t* text) const { ::operator delete(text); }
-};
-using WideText = std::unique_ptr<wchar_t, WideDeleter>;
-
 // Sets the friendly name to a text of `length` narrow characters. `wide` has room for as many and a
 // terminator, zero behind the text.
 void storeFriendlyName(PCCERT_CONTEXT cert, wchar_t* wide, unsigned long length) {
@@ -663,9 +657,7 @@ bool CapiManagerUtility::addCertificate(CSPManager& manager, unsigned long encod
                                         TVKKRYKey const& key, bool withKey) {
     OperationTrace const trace(kSource, "CapiManagerUtility::addCertificate");
     // Nothing is changed for a label that can't be set.
-    if (!widen(label, std::make_unique<wchar_t[]>(label.length() + std::size_t{1}).get())) {
-        raiseNotConvertible();
-    }
+    requireConvertible(label);
     HCERTSTORE store = manager.getSystemStore();
     TVKString const cspName = manager.getCSPName();
     OwnedProvider provider;

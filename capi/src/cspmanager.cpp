@@ -7,6 +7,7 @@
 #include "failure.h"
 #include "platformhandle.h"
 #include "tracing.h"
+#include "widetext.h"
 
 #include <tvkcore/asn/tvkasnutility.h>
 #include <tvkcore/asn/tvkcapiasnkeyrecord.h>
@@ -497,6 +498,8 @@ TVKKeyCertItem* CSPManager::createSelfSignCertificate(TVKString const& label, TV
                                                       TVKASNAlgorithmID const& algorithm,
                                                       TVKBuffer const& /*extra*/) {
     OperationTrace const trace(kSource, "CSPManager::createSelfSignCertificate()");
+    // Nothing is made for a label that can't be set.
+    requireConvertible(label);
     TVKString const name = getCSPName();
     OwnedProvider provider;
     if (!CapiManagerUtility::getCSPHandle(provider.receive(), label.c_str(), name.c_str(), PROV_RSA_FULL,

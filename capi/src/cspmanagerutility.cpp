@@ -702,10 +702,12 @@ PCCERT_CONTEXT CspManagerUtility::createSelfSignCertificate(HCRYPTPROV* provider
         !CapiManagerUtility::getProvParam(*provider, PP_CONTAINER, containerName)) {
         raiseWithLastError(kSource, errorAddFailed, "create self sign certificate fail. return values rc=0x");
     }
+    WideText const wideContainer(CapiManagerUtility::convertWildChar(containerName));
+    WideText const wideProvider(CapiManagerUtility::convertWildChar(providerName));
     CRYPT_KEY_PROV_INFO info;
     std::memset(&info, 0, sizeof info);
-    info.pwszContainerName = widenForGood(containerName);
-    info.pwszProvName = widenForGood(providerName);
+    info.pwszContainerName = wideContainer.get();
+    info.pwszProvName = wideProvider.get();
     info.dwProvType = PROV_RSA_FULL;
     info.dwKeySpec = AT_KEYEXCHANGE;
     char md5[] = szOID_RSA_MD5RSA;
@@ -736,9 +738,7 @@ constexpr char kCardNotRead[] = "Fail to get Key from key container with rc=0x";
 
 // Gives the certificate the friendly name of the one that the store knows by the same issuer and serial
 // number. False when the store knows none.
-bool takeFriendlyName(PCCERT_CONTEXT cert, HCERTSTORE store) {
-    TVKBuffer id;
-    CspManagerUtility::getCertId(cert, id);
+bool takeFriendlyName(PCCERT_CONTEXT cert, TVKBuffer const& id, HCERTSTORE store) {
     OwnedCertificate const found(CapiManagerUtility::findCertificateInStore(
         store, CapiManagerUtility::encoding, 0, CERT_FIND_CERT_ID, id.getValue(), nullptr));
     TVKBuffer name;
@@ -802,8 +802,11 @@ bool CapiManagerUtility::getCertFromKey(HCRYPTPROV provider, DWORD keySpec, BYTE
     std::unique_ptr<BYTE[]> certificate;
     if (key.isSet()) {
         CryptGetKeyParam(key.get(), KP_CERTIFICATE, nullptr, &size, 0);
-        certificate = std::make_unique<BYTE[]>(size);
+        DWORD const room = size;
+        certificate = std::make_unique<BYTE[]>(room);
         CryptGetKeyParam(key.get(), KP_CERTIFICATE, certificate.get(), &size, 0);
+        // It may have become longer in between, and is then not whole.
+        size = std::min(size, room);
     }
     *data = certificate.release();
     *length = size;
@@ -813,27 +816,33 @@ bool CapiManagerUtility::getCertFromKey(HCRYPTPROV provider, DWORD keySpec, BYTE
 bool CapiManagerUtility::addCertToMemoryStore(HCRYPTPROV provider, DWORD keySpec, BYTE* data, DWORD length,
                                               HCERTSTORE memoryStore) {
     OperationTrace const trace(kSource, "CapiManagerUtility::addCertToMemoryStore");
+    constexpr char notTied[] = "fail to set key provider information";
     TVKString containerName;
     TVKString providerName;
-    if (provider != 0) {
-        getProvParam(provider, PP_CONTAINER, containerName);
-        getProvParam(provider, PP_NAME, providerName);
+    // Without these names the certificate would be tied to another key, that of the default container.
+    if (provider != 0 && (!getProvParam(provider, PP_CONTAINER, containerName) ||
+                          !getProvParam(provider, PP_NAME, providerName))) {
+        raise(kSource, errorAddFailed, notTied);
     }
     OwnedCertificate const cert(CertCreateCertificateContext(X509_ASN_ENCODING, data, length));
     if (!cert.isSet()) {
         raise(kSource, errorAddFailed, "create certificate context fail");
     }
+    TVKBuffer id;
+    CspManagerUtility::getCertId(cert.get(), id);
     bool admin = false;
     OwnedStore const personal(openCertStore(0, kPersonalStore, &admin));
-    bool const isMissing = personal.isSet() && !takeFriendlyName(cert.get(), personal.get());
+    bool const isMissing = personal.isSet() && !takeFriendlyName(cert.get(), id, personal.get());
+    WideText const wideContainer(convertWildChar(containerName));
+    WideText const wideProvider(convertWildChar(providerName));
     CRYPT_KEY_PROV_INFO info;
     std::memset(&info, 0, sizeof info);
-    info.pwszContainerName = widenForGood(containerName);
-    info.pwszProvName = widenForGood(providerName);
+    info.pwszContainerName = wideContainer.get();
+    info.pwszProvName = wideProvider.get();
     info.dwProvType = PROV_RSA_FULL;
     info.dwKeySpec = keySpec;
     if (!CertSetCertificateContextProperty(cert.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
-        raise(kSource, errorAddFailed, "fail to set key provider information");
+        raise(kSource, errorAddFailed, notTied);
     }
     addReplacing(memoryStore, cert.get());
     if (isMissing) {

@@ -206,30 +206,32 @@ void TVKCapiSubjectPublicKeyInfo::copyFrom(TVKASNObject const& source, TVKASNObj
 // ---- The private key ----
 
 TVKCapiPrivateKeyInfo::TVKCapiPrivateKeyInfo(TVKASNSecurityType security, Untraced)
-    : TVKASNPrivateKeyInfo(security), rsaKey(new TVKASNRSAPrivateKey) {
-    begin();
-}
+    : TVKASNPrivateKeyInfo(security), rsaKey(new TVKASNRSAPrivateKey) {}
 
 TVKCapiPrivateKeyInfo::TVKCapiPrivateKeyInfo(TVKASNSecurityType security)
     : TVKCapiPrivateKeyInfo(security, Untraced()) {
     OperationTrace const trace(kSource, "TVKCapiPrivateKeyInfo::ctor()");
+    begin();
 }
 
 TVKCapiPrivateKeyInfo::TVKCapiPrivateKeyInfo(TVKBuffer const& der)
     : TVKCapiPrivateKeyInfo(TVKASNNotSecure, Untraced()) {
     OperationTrace const trace(kSource, "TVKCapiPrivateKeyInfo::ctor()");
+    begin();
     setDER(der);
 }
 
 TVKCapiPrivateKeyInfo::TVKCapiPrivateKeyInfo(TVKASNPrivateKeyInfo const& other)
     : TVKCapiPrivateKeyInfo(TVKASNNotSecure, Untraced()) {
     OperationTrace const trace(kSource, "TVKCapiPrivateKeyInfo::ctor()");
+    begin();
     copyFrom(other, *this);
 }
 
 TVKCapiPrivateKeyInfo::TVKCapiPrivateKeyInfo(TVKCapiPrivateKeyInfo const& other)
     : TVKCapiPrivateKeyInfo(TVKASNNotSecure, Untraced()) {
     OperationTrace const trace(kSource, "TVKCapiPrivateKeyInfo::ctor()");
+    begin();
     copyFrom(other, *this);
 }
 
@@ -374,6 +376,6 @@ void TVKCapiPrivateKeyInfo::copyFrom(TVKASNObject const& source, TVKASNObject& t
 }
 
 void TVKCapiPrivateKeyInfo::begin() {
-    version.set_value(0);
+    check(version.set_value(0));
     attributes.empty();
 }

@@ -69,6 +69,12 @@ void raiseNotConvertible() {
                        "a name isn't UTF-8 text");
 }
 
+void requireConvertible(TVKString const& text) {
+    if (!widen(text, std::make_unique<wchar_t[]>(text.length() + std::size_t{1}).get())) {
+        raiseNotConvertible();
+    }
+}
+
 wchar_t* widenForGood(TVKString const& text) {
     auto const wide = std::make_unique<wchar_t[]>(text.length() + std::size_t{1});
     if (!widen(text, wide.get())) {

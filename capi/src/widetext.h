@@ -3,6 +3,8 @@
 #include <tvkcore/base/tvkbuffer.h>
 #include <tvkcore/base/tvkstring.h>
 
+#include <memory>
+#include <new>
 #include <optional>
 
 // Between the toolkit's narrow text, which is UTF-8, and the platform's wide text. The process's locale has
@@ -14,6 +16,15 @@ bool widen(TVKString const& text, wchar_t* wide);
 
 // Throws TVKException TVKCORE_TEXT_NOT_CONVERTIBLE.
 [[noreturn]] void raiseNotConvertible();
+
+// Throws the same for a text that can't be widened.
+void requireConvertible(TVKString const& text);
+
+// A wide copy of a text, from CapiManagerUtility::convertWildChar.
+struct WideDeleter {
+    void operator()(wchar_t* text) const { ::operator delete(text); }
+};
+using WideText = std::unique_ptr<wchar_t, WideDeleter>;
 
 // The process-wide copy of the wide text, valid for the life of the process. Throws TVKException
 // TVKCORE_TEXT_NOT_CONVERTIBLE.

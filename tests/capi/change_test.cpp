@@ -92,7 +92,10 @@ TEST_F(Change, KeysGoWithTheirCertificateIntoMy) {
     CSPManager my("", 1);
     Bytes const der = certificateOf("first");
     TVKKeyCertItem item = keyItem(der, "first");
+    TVKCertItem earlier = certItem(certificateOf("earlier"), "earlier");
+    my.insertItem(earlier);
     std::unique_ptr<TVKCspManager::Iterator> const running(my.getCertIterator());
+    ASSERT_NE(std::unique_ptr<TVKCertItem>(my.getNextCertItem(*running)), nullptr);
     int ready[2];
     ASSERT_EQ(pipe(ready), 0);
     pid_t const other = fork();
@@ -110,6 +113,7 @@ TEST_F(Change, KeysGoWithTheirCertificateIntoMy) {
     close(ready[1]);
     std::unique_ptr<TVKCertItem> const seen(my.getNextCertItem(*running));
     EXPECT_NE(seen, nullptr) << "a running walk of another manager sees it";
+    EXPECT_EQ(my.deleteItem(earlier), 1U);
     EXPECT_EQ(contents("CA") + '|' + contents("MY"), "|first+key");
 
     // What the certificate says of its key.
@@ -322,8 +326,11 @@ TEST_F(Change, ASelfSignedCertificateComesWithItsKey) {
         algorithm.algorithm.set_value(arcs, 7);
         struct tm end = {};
         end.tm_year = row.year - 1900;
-        end.tm_mon = 11;
-        end.tm_mday = 31;
+        end.tm_mon = 10;
+        end.tm_mday = 29;
+        end.tm_hour = 21;
+        end.tm_min = 43;
+        end.tm_sec = 54;
         model.tbsCertificate.validity.notAfter.set_value(end);
         auto const create = [&] {
             return std::unique_ptr<TVKKeyCertItem>(manager.createSelfSignCertificate(
@@ -339,7 +346,10 @@ TEST_F(Change, ASelfSignedCertificateComesWithItsKey) {
         EXPECT_TRUE(made.signatureAlgorithm.algorithm.is_equal(arcs, 7));
         struct tm read = {};
         made.tbsCertificate.validity.notAfter.get_value(read);
-        EXPECT_EQ(read.tm_year, end.tm_year);
+        EXPECT_EQ(
+            std::vector<int>(
+                {read.tm_year, read.tm_mon, read.tm_mday, read.tm_hour, read.tm_min, read.tm_sec}),
+            std::vector<int>({end.tm_year, end.tm_mon, end.tm_mday, end.tm_hour, end.tm_min, end.tm_sec}));
         EXPECT_EQ(raisedBy(create),
                   capi(kCspManager, 578009, "Create self sign certificate fail. return values rc=0x",
                        static_cast<DWORD>(NTE_EXISTS)));
@@ -349,4 +359,42 @@ TEST_F(Change, ASelfSignedCertificateComesWithItsKey) {
         EXPECT_EQ(signer->signData(subject.get()).getLength(), 256U);
     }
     EXPECT_EQ(contents("MY"), "2049+key, 2050+key, 9999+key, 1999+key");
+}
+
+TEST_F(Change, ACardGetsItsCertificateAndLosesItWithTheKey) {
+    // The software provider stands in for the card's, with one container.
+    calls.answer(CryptAcquireContextA,
+                 [](HCRYPTPROV* provider, LPCSTR container, LPCSTR name, DWORD type, DWORD flags) -> BOOL {
+                     bool const isDefault = std::string(name) == "Card" && container == nullptr;
+                     BOOL const opened = CryptAcquireContextA(provider, isDefault ? "on the card" : container,
+                                                              MS_ENHANCED_PROV_A, type, flags);
+                     if (!opened && isDefault) {
+                         SetLastError(static_cast<DWORD>(NTE_KEYSET_NOT_DEF));
+                     }
+                     return opened;
+                 });
+    TVKASNx509Certificate model(TVKASNNotSecure);
+    TVKASNUtility::setDEREncoding(buffer(certificateOf("Alice")).get(), model);
+    {
+        CSPManager card("Card", 1);
+        EXPECT_TRUE(card.isHardwareCSP());
+        calls.forget();
+        std::unique_ptr<TVKKeyCertItem> const made(card.createSelfSignCertificate(
+            "on the card", TVKASNUtility::getDEREncoding(model.tbsCertificate.subject),
+            model.tbsCertificate.validity, model.signatureAlgorithm, TVKBuffer()));
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(calls.arguments(CryptSetKeyParam), Lines{"set, 1a, set, 0"});
+        EXPECT_EQ(card.getItemCount(CertMultiIndexAll, model), 0U) << "what it shows is as it was at first";
+    }
+    CSPManager card("Card", 1);
+    std::unique_ptr<TVKCspManager::Iterator> const iterator(card.getKeyCertIterator());
+    std::unique_ptr<TVKKeyCertItem> const item(card.getNextKeyCertItem(*iterator));
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(contents("MY"), "on the card+key");
+    EXPECT_TRUE(item->getLabelAsString().view().starts_with("on the card##")) << "the name that it has in MY";
+    EXPECT_EQ(card.deleteItem(*item), 1U);
+    EXPECT_EQ(contents("MY"), "");
+    EXPECT_EQ(card.deleteItem(*item), 0U);
+    calls.reset();
+    EXPECT_FALSE(containerExists("on the card"));
 }

@@ -133,3 +133,24 @@ TEST_F(KeyRecords, KeepTheOldNumbersWhereTheKeyInsideIsNone) {
     TVKASNAlgorithmID read(TVKASNNotSecure);
     EXPECT_EQ(TVKASNObject::compare(target.getAlgorithm(read), algorithm), 0);
 }
+
+TEST_F(KeyRecords, StartAtVersionZeroWithoutAttributes) {
+    TVKASNPrivateKeyInfo outer(TVKASNSecure);
+    TVKASNUtility::setDEREncoding(buffer(TestKey::shared(1024).privateKeyInfo()).get(), outer);
+    outer.version.set_value(1);
+    Private record(outer);
+    long version = -1;
+    EXPECT_EQ(record.version.get_value(version), TVKASN_OK);
+    EXPECT_EQ(version, 1) << "as it came";
+    EXPECT_EQ(record.getDER().compare(buffer(TestKey::shared(1024).privateKeyInfo())), 0);
+    Private fresh(TVKASNSecure);
+    EXPECT_EQ(fresh.version.get_value(version), TVKASN_OK);
+    EXPECT_EQ(version, 0);
+    unsigned char none[] = {0xA0, 0};
+    TVKASNCBuffer attributes(none, sizeof none);
+    EXPECT_EQ(record.attributes.read(attributes), TVKASN_OK);
+    record = Private(buffer(TestKey::shared(1024).privateKeyInfo()));
+    EXPECT_FALSE(record.attributes.is_present());
+    record.setPublicExponent(buffer(eight));
+    EXPECT_EQ(bytesOf(record.getPublicExponent()), eight) << "as it is given";
+}
