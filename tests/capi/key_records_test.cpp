@@ -2,6 +2,7 @@
 #include "tvkcapisubjectpublickeyinfo.h"
 
 #include <tvkcore/asn/tvkasnutility.h>
+#include <tvkcore/base/tvktrace.h>
 
 #include <gtest/gtest.h>
 
@@ -153,4 +154,32 @@ TEST_F(KeyRecords, StartAtVersionZeroWithoutAttributes) {
     EXPECT_FALSE(record.attributes.is_present());
     record.setPublicExponent(buffer(eight));
     EXPECT_EQ(bytesOf(record.getPublicExponent()), eight) << "as it is given";
+}
+
+TEST_F(KeyRecords, AreTracedUnderAComponentOfTheirOwn) {
+    class Labels : public TVKTraceSink {
+    public:
+        void record(TVKTraceRecord const& record) override {
+            if (record.kind == TVKTraceRecord::Kind::entry) {
+                EXPECT_STREQ(record.file, "./capi/src/tvkcapisubjectpublickeyinfo");
+                seen += std::string(seen.empty() ? "" : " ") + record.label;
+            }
+        }
+        std::string seen;
+    } labels;
+    Private record(TVKASNSecure);
+    Private const other(buffer(TestKey::shared(1024).privateKeyInfo()));
+    TVKTrace::s_defaultTracePtr->enable(1, labels);
+    Private const made(TVKASNSecure);
+    record = other;
+    record.getPrime1(true);
+    record.setAlgorithm(TVKASNOID::VALUE_RSA, 7);
+    record.getDER();
+    TVKTrace::s_defaultTracePtr->disable();
+    EXPECT_EQ(labels.seen, "TVKCapiPrivateKeyInfo::ctor() TVKCapiPrivateKeyInfo::operator=() "
+                           "TVKCapiPrivateKeyInfo::getPrime1() TVKCapiPrivateKeyInfo::setAlgorithm() "
+                           "TVKCapiPrivateKeyInfo::getDER()");
+    EXPECT_EQ(
+        raisedBy([&] { record.setPrime2(TVKBuffer()); }),
+        (Raised{"TVKASNException", "./capi/src/tvkcapisubjectpublickeyinfo", TVKASN_BAD_VALUE, "", {}}));
 }
