@@ -47,11 +47,15 @@ TEST_F(Certificates, FieldsAgreeWithLibcryptoForEveryRootOfTheMachine) {
             EXPECT_EQ(info.rgExtension[i].Value.cbData,
                       static_cast<DWORD>(ASN1_STRING_length(X509_EXTENSION_get_data(extension))));
         }
-        std::tm notAfter{};
-        ASSERT_EQ(ASN1_TIME_to_tm(X509_get0_notAfter(x509.get()), &notAfter), 1);
+        ASN1_TIME* const epoch = ASN1_TIME_set(nullptr, 0);
+        int days = 0;
+        int seconds = 0;
+        ASSERT_EQ(ASN1_TIME_diff(&days, &seconds, epoch, X509_get0_notAfter(x509.get())), 1);
+        ASN1_TIME_free(epoch);
         auto const ticks =
             static_cast<std::uint64_t>(info.NotAfter.dwHighDateTime) << 32 | info.NotAfter.dwLowDateTime;
-        EXPECT_EQ(static_cast<std::int64_t>(ticks / 10'000'000) - 11'644'473'600, ::timegm(&notAfter));
+        EXPECT_EQ(static_cast<std::int64_t>(ticks / 10'000'000) - 11'644'473'600,
+                  days * std::int64_t{86400} + seconds);
         EXPECT_EQ(CertGetPublicKeyLength(X509_ASN_ENCODING, &context.get()->pCertInfo->SubjectPublicKeyInfo),
                   static_cast<DWORD>(EVP_PKEY_get_bits(X509_get0_pubkey(x509.get()))));
     }
@@ -127,8 +131,11 @@ TEST_F(SelfSigned, SignedAsAskedByAKeyThatStaysInside) {
         EXPECT_EQ(X509_verify(x509.get(), X509_get0_pubkey(x509.get())), 1);
         EXPECT_EQ(EVP_PKEY_get_bits(X509_get0_pubkey(x509.get())), 2048);
         EXPECT_EQ(context.get()->pCertInfo->SerialNumber.cbData, 16u);
-        std::tm notAfter{};
-        ASSERT_EQ(ASN1_TIME_to_tm(X509_get0_notAfter(x509.get()), &notAfter), 1);
+        ASN1_TIME* const epoch = ASN1_TIME_set(nullptr, 0);
+        int days = 0;
+        int seconds = 0;
+        ASSERT_EQ(ASN1_TIME_diff(&days, &seconds, epoch, X509_get0_notAfter(x509.get())), 1);
+        ASN1_TIME_free(epoch);
         EXPECT_EQ(notAfter.tm_year, 155);
 
         ProviderHandle opened;

@@ -5,7 +5,9 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <limits>
 #include <memory>
+#include <string>
 #include <tuple>
 
 using test_support::Bytes;
@@ -79,17 +81,20 @@ TEST(Values, ReadStrictly) {
 }
 
 TEST(Integers, KeepOctetsAndFindNumbers) {
-    std::tuple<char const*, int, long> const rows[] = {
+    std::string const ones(2 * (sizeof(long) - 1), 'f');
+    std::string const zeros(2 * (sizeof(long) - 1), '0');
+    constexpr long most = std::numeric_limits<long>::max();
+    std::tuple<std::string, int, long> const rows[] = {
         {"00", 0, 0},
         {"7f", 0, 127},
         {"0080", 0, 128},
         {"80", 0, -128},
         {"ff", 0, -1},
         {"000000000000000001", 0, 1},
-        {"7fffffffffffffff", 0, 0x7fffffffffffffffL},
-        {"8000000000000000", 0, -0x7fffffffffffffffL - 1},
-        {"008000000000000000", TVKASN_OUT_OF_RANGE, 5},
-        {"ff7fffffffffffffff", TVKASN_OUT_OF_RANGE, 5},
+        {"7f" + ones, 0, most},
+        {"80" + zeros, 0, -most - 1},
+        {"0080" + zeros, TVKASN_OUT_OF_RANGE, 5},
+        {"ff7f" + ones, TVKASN_OUT_OF_RANGE, 5},
     };
     for (auto const& [hex, status, expected] : rows) {
         SCOPED_TRACE(hex);

@@ -65,8 +65,8 @@ std::chrono::sys_seconds endAfter(long days) {
     using namespace std::chrono;
     auto const now = floor<seconds>(system_clock::now());
     auto const today = floor<std::chrono::days>(now);
-    long const earliest = (sys_days(kFirstYear / January / 1) - today).count() + 1;
-    long const latest = (sys_days(kLastYear / December / 31) - today).count();
+    auto const earliest = (sys_days(kFirstYear / January / 1) - today).count() + 1;
+    auto const latest = (sys_days(kLastYear / December / 31) - today).count();
     if (days < earliest || days > latest) {
         throw Failure(ExitCode::usage, "--days: the end lies outside the years 1601 to 9999",
                       {"possible are " + std::to_string(earliest) + " to " + std::to_string(latest)});
