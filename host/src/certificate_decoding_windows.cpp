@@ -2,7 +2,6 @@
 
 #include "platform_decoding_windows.h"
 #include "rsa_encoding_windows.h"
-#include "text.h"
 #include "toolkit_bytes.h"
 #include "wide_text.h"
 
@@ -14,6 +13,17 @@ namespace tvkstore {
 
 namespace {
 
+// Empty for what isn't text.
+std::string valueText(CERT_RDN_ATTR const& attribute) {
+    if (attribute.dwValueType < CERT_RDN_NUMERIC_STRING) {
+        return {};
+    }
+    std::wstring const wide(reinterpret_cast<wchar_t const*>(attribute.Value.pbData),
+                            attribute.Value.cbData / sizeof(wchar_t));
+    // A label has no zero inside.
+    return wide.find(L'\0') == std::wstring::npos ? utf8Of(wide.c_str()) : "";
+}
+
 // Empty where there is none, and where it isn't text.
 std::string attributeText(CERT_NAME_INFO const& name, std::string_view type) {
     std::string text;
@@ -21,14 +31,12 @@ std::string attributeText(CERT_NAME_INFO const& name, std::string_view type) {
     for (DWORD i = 0; i < name.cRDN; ++i) {
         CERT_RDN const& relative = name.rgRDN[i];
         for (DWORD k = 0; k < relative.cRDNAttr; ++k) {
-            CERT_RDN_ATTR const& attribute = relative.rgRDNAttr[k];
-            if (type == attribute.pszObjId) {
-                bool const isText = attribute.dwValueType >= CERT_RDN_NUMERIC_STRING;
-                text = isText ? utf8Of(reinterpret_cast<wchar_t const*>(attribute.Value.pbData)) : "";
+            if (type == relative.rgRDNAttr[k].pszObjId) {
+                text = valueText(relative.rgRDNAttr[k]);
             }
         }
     }
-    return isLabel(text) ? text : "";
+    return text;
 }
 
 std::string subjectText(TVKASNx500Name const& subject) {

@@ -6,6 +6,7 @@
 #include <tvkcore/asn/tvkasnutility.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <string_view>
@@ -15,12 +16,13 @@ namespace tvkstore {
 
 namespace {
 
-constexpr unsigned char kBoolean = 0x01;
-constexpr unsigned char kNull = 0x05;
-constexpr unsigned char kObjectId = 0x06;
 constexpr unsigned char kUtf8String = 0x0C;
 constexpr unsigned char kSequence = 0x30;
 constexpr unsigned char kSet = 0x31;
+
+// What a value can be: BIT STRING, the types of text, and for addresses a SEQUENCE of such.
+constexpr std::array<unsigned char, 9> kStrings{0x03, kUtf8String, 0x12, 0x13,     0x14,
+                                                0x16, 0x1C,        0x1E, kSequence};
 
 // One value with its header (X.690, 8.1 and 10.1).
 std::string valueOf(unsigned char identifier, std::string_view content) {
@@ -78,14 +80,15 @@ std::string shownType(std::string const& type) {
     return std::string(text.view().substr(0, text.view().find('=')));
 }
 
-// The families of attributes that have names, each with the last arc to come: X.520, RFC 4524, RFC 2985,
-// and where a company is registered.
-std::vector<std::vector<unsigned long>> const& families() {
-    static std::vector<std::vector<unsigned long>> const known{{2, 5, 4},
-                                                               {0, 9, 2342, 19200300, 100, 1},
-                                                               {1, 2, 840, 113549, 1, 9},
-                                                               {1, 3, 6, 1, 4, 1, 311, 60, 2, 1}};
-    return known;
+// The families of attributes that have names, each without the last arc: X.520, RFC 4524, RFC 2985, where a
+// company is registered, and those of Russian registers.
+std::vector<std::vector<unsigned long>> families() {
+    return {{2, 5, 4},
+            {0, 9, 2342, 19200300, 100, 1},
+            {1, 2, 840, 113549, 1, 9},
+            {1, 3, 6, 1, 4, 1, 311, 60, 2, 1},
+            {1, 2, 643, 100},
+            {1, 2, 643, 3, 131, 1}};
 }
 
 // The toolkit tells the name of a type but not the type of a name, so each type is asked for its name. A name
@@ -115,7 +118,7 @@ bool isStringEncoding(std::string const& encoding) {
         return false;
     }
     auto const identifier = static_cast<unsigned char>(encoding.front());
-    return identifier != kBoolean && identifier != kNull && identifier != kObjectId;
+    return std::find(kStrings.begin(), kStrings.end(), identifier) != kStrings.end();
 }
 
 } // namespace
