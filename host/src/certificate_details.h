@@ -17,11 +17,11 @@ struct CertificateDetails {
     long version; // as people count, from 1
     std::string signatureAlgorithm;
     std::string publicKeyAlgorithm;
-    int publicKeyBits; // 0 where libcrypto doesn't know the kind of key
+    int publicKeyBits; // 0 where the kind of key isn't known
     std::vector<CertificateExtensionText> extensions;
 };
 
-// Empty for an encoding that libcrypto doesn't take.
+// Empty for an encoding that can't be decoded.
 std::optional<CertificateDetails> certificateDetails(std::string const& encoding);
 
 } // namespace tvkstore

@@ -1,11 +1,9 @@
 #include "certificate_file.h"
 
 #include "bytes.h"
+#include "certificate_decoding.h"
 #include "failure.h"
-#include "libcrypto_objects.h"
 #include "pem.h"
-
-#include <openssl/err.h>
 
 namespace tvkstore {
 
@@ -29,8 +27,7 @@ std::string readOne(std::string const& path, bool (*isWanted)(std::string_view),
 
 std::string readCertificateFile(std::string const& path) {
     std::string encoding = readOne(path, isCertificate, "certificates");
-    if (decodeCertificate(encoding) == nullptr) {
-        ERR_clear_error();
+    if (!isCertificateEncoding(encoding)) {
         throw Failure(ExitCode::failed, path + ": holds no certificate in PEM or DER");
     }
     return encoding;
@@ -38,11 +35,7 @@ std::string readCertificateFile(std::string const& path) {
 
 std::string readPublicKeyFile(std::string const& path) {
     std::string encoding = readOne(path, isPublicKey, "public keys");
-    auto const* const begin = reinterpret_cast<unsigned char const*>(encoding.data());
-    auto const* end = begin;
-    CryptoObject<EVP_PKEY> const key(d2i_PUBKEY(nullptr, &end, static_cast<long>(encoding.size())));
-    if (key == nullptr || end != begin + encoding.size()) {
-        ERR_clear_error();
+    if (!isPublicKeyEncoding(encoding)) {
         throw Failure(ExitCode::failed, path + ": holds no public key in PEM or DER");
     }
     return encoding;

@@ -1,13 +1,10 @@
 #include "certificate_view.h"
 
-#include "bytes.h"
-#include "failure.h"
+#include "fingerprint.h"
 #include "serial_number.h"
 #include "toolkit_bytes.h"
 
 #include <tvkcore/asn/tvkasnutility.h>
-
-#include <openssl/evp.h>
 
 #include <cstdio>
 #include <string_view>
@@ -77,15 +74,6 @@ CertificateView viewCertificate(TVKCertItem const& item) {
     view.encoding = bytesOf(encoding);
     view.sha1 = fingerprint("SHA1", view.encoding);
     return view;
-}
-
-std::string fingerprint(char const* name, std::string const& bytes) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    std::size_t length = 0;
-    if (EVP_Q_digest(nullptr, name, nullptr, bytes.data(), bytes.size(), digest, &length) != 1) {
-        throw Failure(ExitCode::failed, std::string("libcrypto can't make a digest ") + name);
-    }
-    return lowerHex({reinterpret_cast<char const*>(digest), length});
 }
 
 } // namespace tvkstore

@@ -23,7 +23,4 @@ struct CertificateView {
 // Throws TVKException for an encoding that is no certificate.
 CertificateView viewCertificate(TVKCertItem const& item);
 
-// The digest of the bytes as lower-case hexadecimal digits; `name` is libcrypto's. Throws Failure.
-std::string fingerprint(char const* name, std::string const& bytes);
-
 } // namespace tvkstore

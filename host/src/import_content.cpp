@@ -1,13 +1,12 @@
 #include "import_content.h"
 
 #include "bytes.h"
+#include "certificate_decoding.h"
 #include "failure.h"
 #include "pem.h"
 #include "pkcs12_file.h"
 #include "private_key.h"
 #include "text.h"
-
-#include <openssl/err.h>
 
 #include <string_view>
 
@@ -17,53 +16,14 @@ namespace {
 
 struct ImportedKey {
     std::string place;
-    std::string publicKey; // SubjectPublicKeyInfo, DER
-    TVKKRYKey key;
+    PrivateKey key;
 };
-
-std::string attributeText(X509_NAME const* name, int type) {
-    int place = -1;
-    // The last one is the most particular.
-    for (int next = X509_NAME_get_index_by_NID(name, type, -1); next >= 0;
-         next = X509_NAME_get_index_by_NID(name, type, next)) {
-        place = next;
-    }
-    unsigned char* bytes = nullptr;
-    int const length =
-        place < 0 ? -1
-                  : ASN1_STRING_to_UTF8(&bytes, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, place)));
-    if (length < 0) {
-        ERR_clear_error();
-        return {};
-    }
-    std::string text(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length));
-    OPENSSL_free(bytes);
-    return isLabel(text) ? text : "";
-}
-
-// The name by which people know the subject; in plain letters when none can be told otherwise.
-std::string subjectText(X509 const& certificate) {
-    X509_NAME const* const name = X509_get_subject_name(&certificate);
-    for (int const type : {NID_commonName, NID_organizationalUnitName, NID_organizationName}) {
-        if (std::string text = attributeText(name, type); !text.empty()) {
-            return text;
-        }
-    }
-    CryptoObject<BIO> const out(BIO_new(BIO_s_mem()));
-    if (out == nullptr) {
-        throw std::bad_alloc();
-    }
-    X509_NAME_print_ex(out.get(), name, 0, XN_FLAG_RFC2253);
-    char* bytes = nullptr;
-    long const length = BIO_get_mem_data(out.get(), &bytes);
-    return {bytes, static_cast<std::size_t>(length)};
-}
 
 class ImportReader {
 public:
     explicit ImportReader(Passphrase& passphrase) : passphrase_(passphrase) {}
 
-    void readKey(std::string const& path) { addKey(*readPrivateKeyFile(path, passphrase_), path); }
+    void readKey(std::string const& path) { addKey(readPrivateKeyFile(path, passphrase_), path); }
 
     void readFile(std::string const& path) {
         SecretBytes const bytes = readSecretFile(path);
@@ -78,7 +38,7 @@ public:
 
     ImportContent finish() {
         for (ImportedKey const& key : keys_) {
-            findOwner(key).key = key.key;
+            findOwner(key).key = key.key.key;
         }
         return std::move(content_);
     }
@@ -88,7 +48,7 @@ private:
         std::size_t certificates = 0;
         for (PemBlock const& block : blocks) {
             if (isPrivateKey(block.name)) {
-                addKey(*decodePrivateKey(block.text, path, passphrase_), path);
+                addKey(decodePrivateKey(block, path, passphrase_), path);
             } else if (isCertificate(block.name)) {
                 ++certificates;
                 std::string const place =
@@ -104,15 +64,14 @@ private:
     }
 
     bool addCertificate(std::string_view encoding, std::string const& place, std::string friendlyName = "") {
-        CryptoObject<X509> const certificate = decodeCertificate(encoding);
-        if (certificate == nullptr) {
-            ERR_clear_error();
+        std::optional<CertificateSummary> summary = summariseCertificate(encoding);
+        if (!summary) {
             return false;
         }
         if (friendlyName.empty() || !isLabel(friendlyName)) {
-            friendlyName = subjectText(*certificate);
+            friendlyName = std::move(summary->subject);
         }
-        publicKeys_.push_back(publicKeyOf(X509_get0_pubkey(certificate.get())));
+        publicKeys_.push_back(std::move(summary->publicKey));
         content_.certificates.push_back({place, std::move(friendlyName), std::string(encoding)});
         return true;
     }
@@ -126,21 +85,19 @@ private:
             addCertificate(certificate.encoding, path, certificate.friendlyName);
         }
         if (content->key) {
-            keys_.push_back({path, content->publicKey, *content->key});
+            addKey(*content->key, path);
         }
         return !content->certificates.empty();
     }
 
-    void addKey(EVP_PKEY const& key, std::string const& place) {
-        keys_.push_back({place, publicKeyOf(&key), keyInClear(key, place)});
-    }
+    void addKey(PrivateKey const& key, std::string const& place) { keys_.push_back({place, key}); }
 
     // A certificate that the files hold twice counts once.
     ImportedCertificate& findOwner(ImportedKey const& key) {
         ImportedCertificate* owner = nullptr;
         for (std::size_t i = 0; i < publicKeys_.size(); ++i) {
             ImportedCertificate& certificate = content_.certificates[i];
-            if (publicKeys_[i] != key.publicKey ||
+            if (publicKeys_[i] != key.key.publicKey ||
                 (owner != nullptr && owner->encoding == certificate.encoding)) {
                 continue;
             }

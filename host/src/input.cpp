@@ -1,22 +1,12 @@
 #include "input.h"
 
 #include "argument_checks.h"
+#include "descriptors.h"
 #include "failure.h"
-
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace tvkstore {
 
 namespace {
-
-bool isSameFile(int descriptor, struct stat const& other) {
-    struct stat status {};
-    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_dev == other.st_dev &&
-           status.st_ino == other.st_ino;
-}
 
 std::string sizeText(std::size_t bytes) {
     constexpr std::size_t mebibyte = std::size_t{1} << 20;
@@ -28,31 +18,17 @@ std::string sizeText(std::size_t bytes) {
 
 Input::Input(std::string const& path)
     : name_(path.empty() ? "standard input" : path),
-      file_(path.empty() ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC)), owned_(!path.empty()) {
-    if (file_ < 0) {
-        throw systemFailure(name_, errno);
-    }
-}
+      file_(path.empty() ? openStandardInput() : openForReading(path)), owned_(!path.empty()) {}
 
 Input::~Input() {
     if (owned_) {
-        ::close(file_);
+        closeFile(file_);
     }
     // It may have been a key.
     tvk_secure_wipe(part_.data(), part_.size());
 }
 
-std::string_view Input::read() {
-    for (;;) {
-        ssize_t const count = ::read(file_, part_.data(), part_.size());
-        if (count >= 0) {
-            return {part_.data(), static_cast<std::size_t>(count)};
-        }
-        if (errno != EINTR) {
-            throw systemFailure(name_, errno);
-        }
-    }
-}
+std::string_view Input::read() { return {part_.data(), readPart(file_, part_.data(), part_.size(), name_)}; }
 
 template <typename Content, typename Append>
 Content Input::readAllInto(std::size_t limit, Append const& append) {
@@ -79,15 +55,9 @@ SecretBytes Input::readAllSecret(std::size_t limit) {
         limit, [](SecretBytes& content, std::string_view part) { append(content, part); });
 }
 
-bool Input::isFile(int descriptor) const {
-    struct stat status {};
-    return ::fstat(descriptor, &status) == 0 && isSameFile(file_, status);
-}
+bool Input::isFile(int descriptor) const { return isSameFile(file_, descriptor); }
 
-bool Input::isFile(std::string const& path) const {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && isSameFile(file_, status);
-}
+bool Input::isFile(std::string const& path) const { return isSameFile(file_, path); }
 
 void InputOption::define(CLI::App& command) {
     command.add_option("--in", path_, "read a file instead of standard input")

@@ -16,8 +16,6 @@ struct FreeCryptoObject {
     void operator()(X509_NAME* object) const noexcept { X509_NAME_free(object); }
     void operator()(ASN1_OBJECT* object) const noexcept { ASN1_OBJECT_free(object); }
     void operator()(ASN1_TYPE* object) const noexcept { ASN1_TYPE_free(object); }
-    void operator()(ASN1_INTEGER* object) const noexcept { ASN1_INTEGER_free(object); }
-    void operator()(BIGNUM* object) const noexcept { BN_free(object); }
     void operator()(EVP_PKEY* object) const noexcept { EVP_PKEY_free(object); }
     void operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept { PKCS8_PRIV_KEY_INFO_free(object); }
     void operator()(X509_SIG* object) const noexcept { X509_SIG_free(object); }

@@ -1,5 +1,7 @@
 #include "module_failure.h"
 
+#include "layer_hints.h"
+
 #include <tvkcore/asn/tvkasnobject.h>
 
 #include <algorithm>
@@ -20,35 +22,28 @@ struct SystemCode {
     char const* moduleText; // the text by which the module gives this value without a number, or null
 };
 
-constexpr char kLookAtFile[] =
-    "if a line of the layer above names a file: it must be yours, and nobody else may have rights to it";
-constexpr char kRestore[] =
-    "nothing was overwritten: restore what the layer's line above names from a backup";
-constexpr char kPin[] = "docs/errors.md tells where the PIN is taken from";
-
 // What the user can do something about, in numeric order.
-constexpr std::array kSystemCodes{
+std::array const kSystemCodes{
     SystemCode{2, "file not found", ExitCode::failed, nullptr, nullptr},
-    SystemCode{3, "path not found", ExitCode::failed, "set HOME, XDG_DATA_HOME or WINCRYPT_USER_HOME",
-               nullptr},
-    SystemCode{5, "access denied", ExitCode::refused, kLookAtFile, nullptr},
+    SystemCode{3, "path not found", ExitCode::failed, kHintHome, nullptr},
+    SystemCode{5, "access denied", ExitCode::refused, kHintFile, nullptr},
     SystemCode{8, "out of memory", ExitCode::failed, nullptr, "The operating system ran out of memory"},
-    SystemCode{13, "invalid data", ExitCode::damaged, kRestore, nullptr},
+    SystemCode{13, "invalid data", ExitCode::damaged, kHintRestore, nullptr},
     SystemCode{112, "disk full", ExitCode::failed, nullptr, nullptr},
     SystemCode{170, "busy", ExitCode::failed, "another process uses it: try again", nullptr},
     SystemCode{1117, "input or output error", ExitCode::failed, nullptr, nullptr},
     SystemCode{1223, "cancelled", ExitCode::refused, nullptr, nullptr},
     SystemCode{1306, "made by a newer release", ExitCode::failed,
                "nothing was changed: use the release that made it, or a newer one", nullptr},
-    SystemCode{1392, "file damaged", ExitCode::damaged, kRestore, nullptr},
+    SystemCode{1392, "file damaged", ExitCode::damaged, kHintRestore, nullptr},
     SystemCode{0x80070005, "access denied", ExitCode::refused, nullptr,
                "the store was opened as read-only and a delete operation is not allowed"},
     SystemCode{0x8009000F, "exists already", ExitCode::failed, nullptr, nullptr},
     SystemCode{0x80090010, "permission denied", ExitCode::refused, nullptr, nullptr},
-    SystemCode{0x8009001A, "key container damaged", ExitCode::damaged, kRestore,
+    SystemCode{0x8009001A, "key container damaged", ExitCode::damaged, kHintRestore,
                "the pszContainer key container was found but is corrupt."},
-    SystemCode{0x80090022, "nobody can be asked for the PIN", ExitCode::refused, kPin, nullptr},
-    SystemCode{0x8010006B, "wrong PIN", ExitCode::refused, kPin, nullptr},
+    SystemCode{0x80090022, "nobody can be asked for the PIN", ExitCode::refused, kHintPin, nullptr},
+    SystemCode{0x8010006B, "wrong PIN", ExitCode::refused, kHintPin, nullptr},
     SystemCode{0x8010006C, "PIN blocked", ExitCode::refused, nullptr, nullptr},
     SystemCode{0x8010006E, "cancelled", ExitCode::refused, nullptr, nullptr},
 };

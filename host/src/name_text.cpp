@@ -1,10 +1,7 @@
 #include "name_text.h"
 
 #include "failure.h"
-#include "libcrypto_objects.h"
-
-#include <openssl/err.h>
-#include <openssl/x509.h>
+#include "name_encoder.h"
 
 #include <cctype>
 #include <optional>
@@ -14,13 +11,6 @@
 namespace tvkstore {
 
 namespace {
-
-struct Attribute {
-    std::string type;
-    std::string value; // without escapes; of the hexadecimal form the bytes of the encoding
-    bool isEncoding = false;
-    bool inSetOfPrevious = false; // as they stand in the text
-};
 
 std::optional<unsigned char> hexByte(std::string_view text) {
     if (text.size() < 2 || std::isxdigit(static_cast<unsigned char>(text[0])) == 0 ||
@@ -35,10 +25,10 @@ class NameReader {
 public:
     explicit NameReader(std::string_view text) : left_(text) {}
 
-    bool read(std::vector<Attribute>& attributes) {
+    bool read(std::vector<NameAttribute>& attributes) {
         bool inSet = false;
         for (;;) {
-            Attribute attribute;
+            NameAttribute attribute;
             attribute.inSetOfPrevious = inSet;
             if (!readType(attribute.type) || !readValue(attribute)) {
                 return false;
@@ -71,7 +61,7 @@ private:
         return !type.empty();
     }
 
-    bool readValue(Attribute& attribute) {
+    bool readValue(NameAttribute& attribute) {
         skipSpaces();
         if (left_.starts_with('#')) {
             left_.remove_prefix(1);
@@ -149,85 +139,33 @@ private:
 };
 
 [[noreturn]] void refuse(std::string const& option, std::string const& what) {
-    ERR_clear_error();
     throw Failure(ExitCode::usage, option + ": " + what,
                   {"a name looks like \"CN=Ada Byron,O=Engines,C=GB\""});
-}
-
-// Names of types have no case (RFC 2253, 2.3), but libcrypto's table does.
-CryptoObject<ASN1_OBJECT> typeOf(std::string name) {
-    CryptoObject<ASN1_OBJECT> type(OBJ_txt2obj(name.c_str(), 0));
-    for (int (*const convert)(int) :
-         {static_cast<int (*)(int)>(std::toupper), static_cast<int (*)(int)>(std::tolower)}) {
-        if (type == nullptr) {
-            for (char& character : name) {
-                character = static_cast<char>(convert(static_cast<unsigned char>(character)));
-            }
-            type.reset(OBJ_txt2obj(name.c_str(), 0));
-        }
-    }
-    ERR_clear_error();
-    return type;
-}
-
-// `set`: as libcrypto counts, 0 for a new relative name, -1 for the one before.
-bool add(X509_NAME& name, Attribute const& attribute, int set) {
-    CryptoObject<ASN1_OBJECT> const type = typeOf(attribute.type);
-    if (type == nullptr) {
-        return false;
-    }
-    auto const* const bytes = reinterpret_cast<unsigned char const*>(attribute.value.data());
-    auto const length = static_cast<int>(attribute.value.size());
-    if (!attribute.isEncoding) {
-        // Names compare without regard to the string type; this one has no limits on the length.
-        return X509_NAME_add_entry_by_OBJ(&name, type.get(), V_ASN1_UTF8STRING, bytes, length, -1, set) == 1;
-    }
-    unsigned char const* end = bytes;
-    CryptoObject<ASN1_TYPE> const value(d2i_ASN1_TYPE(nullptr, &end, length));
-    if (value == nullptr || end != bytes + length) {
-        return false;
-    }
-    switch (ASN1_TYPE_get(value.get())) {
-    case V_ASN1_BOOLEAN:
-    case V_ASN1_NULL:
-    case V_ASN1_OBJECT:
-        return false; // not held as strings
-    }
-    ASN1_STRING const* const string = value->value.asn1_string;
-    return X509_NAME_add_entry_by_OBJ(&name, type.get(), ASN1_STRING_type(string),
-                                      ASN1_STRING_get0_data(string), ASN1_STRING_length(string), -1,
-                                      set) == 1;
 }
 
 } // namespace
 
 std::string encodeName(std::string const& option, std::string const& text) {
-    std::vector<Attribute> attributes;
+    std::vector<NameAttribute> attributes;
     if (!NameReader(text).read(attributes)) {
         refuse(option, '"' + text + "\" isn't a name");
     }
-    CryptoObject<X509_NAME> const name(X509_NAME_new());
-    if (name == nullptr) {
-        throw std::bad_alloc();
-    }
+    NameEncoder encoder;
     // The encoding starts with the last one of the text; inside a set the order doesn't matter.
     bool joins = false;
     for (auto attribute = attributes.rbegin(); attribute != attributes.rend(); ++attribute) {
-        if (!add(*name, *attribute, joins ? -1 : 0)) {
+        if (!encoder.add(*attribute, joins)) {
             refuse(option, "\"" + attribute->type + '=' +
                                (attribute->isEncoding ? "#..." : attribute->value) +
                                "\" can't be part of a name");
         }
         joins = attribute->inSetOfPrevious;
     }
-    unsigned char* bytes = nullptr;
-    int const length = i2d_X509_NAME(name.get(), &bytes);
-    if (length < 0) {
+    std::optional<std::string> encoding = encoder.finish();
+    if (!encoding) {
         refuse(option, '"' + text + "\" can't be encoded");
     }
-    std::string encoding(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length));
-    OPENSSL_free(bytes);
-    return encoding;
+    return *std::move(encoding);
 }
 
 } // namespace tvkstore

@@ -1,31 +1,20 @@
 #include "output.h"
 
+#include "descriptors.h"
 #include "failure.h"
 
 #include <cerrno>
-#include <unistd.h>
 
 namespace tvkstore {
 
 namespace {
 
 constexpr std::size_t kBufferSize = 65536;
-constexpr char kStandardOutput[] = "standard output";
+constexpr char kName[] = "standard output";
 
 } // namespace
 
 ByteSink::~ByteSink() = default;
-
-void writeAll(int descriptor, std::string_view bytes, std::string const& object) {
-    while (!bytes.empty()) {
-        ssize_t const count = ::write(descriptor, bytes.data(), bytes.size());
-        if (count >= 0) {
-            bytes.remove_prefix(static_cast<std::size_t>(count));
-        } else if (errno != EINTR) {
-            throw systemFailure(object, errno);
-        }
-    }
-}
 
 void Output::write(std::string_view bytes) {
     buffer_ += bytes;
@@ -36,20 +25,20 @@ void Output::write(std::string_view bytes) {
 
 void Output::writeSecret(std::string_view bytes) {
     flush();
-    writeAll(STDOUT_FILENO, bytes, kStandardOutput);
+    writeAll(kStandardOutput, bytes, kName);
 }
 
 void Output::finish() {
     flush();
-    if (::close(STDOUT_FILENO) != 0) {
-        throw systemFailure(kStandardOutput, errno);
+    if (!closeFile(kStandardOutput)) {
+        throw systemFailure(kName, errno);
     }
 }
 
-bool Output::isTerminal() const { return ::isatty(STDOUT_FILENO) == 1; }
+bool Output::isTerminal() const { return tvkstore::isTerminal(kStandardOutput); }
 
 void Output::flush() {
-    writeAll(STDOUT_FILENO, buffer_, kStandardOutput);
+    writeAll(kStandardOutput, buffer_, kName);
     buffer_.clear();
 }
 

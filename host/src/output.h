@@ -12,9 +12,6 @@ public:
     virtual void write(std::string_view bytes) = 0;
 };
 
-// Writes all of it to a file descriptor. Throws Failure that names `object`.
-void writeAll(int descriptor, std::string_view bytes, std::string const& object);
-
 // Standard output, buffered.
 class Output : public ByteSink {
 public:

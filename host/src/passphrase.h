@@ -6,8 +6,13 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tvkstore {
+
+// How a source's text begins.
+constexpr std::string_view kPassphraseFile = "file:";
+constexpr std::string_view kPassphraseVariable = "env:";
 
 // Where the passphrase of encrypted input comes from: the option's file or environment variable, else the
 // terminal.

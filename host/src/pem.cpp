@@ -1,11 +1,5 @@
 #include "pem.h"
 
-#include "libcrypto_objects.h"
-
-#include <openssl/err.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-
 #include <algorithm>
 
 namespace tvkstore {
@@ -40,34 +34,13 @@ std::vector<PemBlock> splitPem(std::string_view content) {
     return blocks;
 }
 
-std::optional<SecretBytes> decodePem(PemBlock const& block) {
-    CryptoObject<BIO> const input(BIO_new_mem_buf(block.text.data(), static_cast<int>(block.text.size())));
-    if (input == nullptr) {
-        throw std::bad_alloc();
-    }
-    char* name = nullptr;
-    char* header = nullptr;
-    unsigned char* data = nullptr;
-    long length = 0;
-    if (PEM_read_bio(input.get(), &name, &header, &data, &length) != 1) {
-        ERR_clear_error();
-        return std::nullopt;
-    }
-    std::optional<SecretBytes> content(std::in_place);
-    append(*content, {reinterpret_cast<char const*>(data), static_cast<std::size_t>(length)});
-    OPENSSL_free(name);
-    OPENSSL_free(header);
-    OPENSSL_clear_free(data, static_cast<std::size_t>(length));
-    return content;
-}
-
 bool isCertificate(std::string_view pemName) {
-    return pemName == PEM_STRING_X509 || pemName == PEM_STRING_X509_OLD;
+    return pemName == kPemCertificate || pemName == "X509 CERTIFICATE";
 }
 
-bool isPublicKey(std::string_view pemName) { return pemName == PEM_STRING_PUBLIC; }
+bool isPublicKey(std::string_view pemName) { return pemName == kPemPublicKey; }
 
-bool isPrivateKey(std::string_view pemName) { return pemName.ends_with("PRIVATE KEY"); }
+bool isPrivateKey(std::string_view pemName) { return pemName.ends_with(kPemPrivateKey); }
 
 SecretBytes encodePem(std::string_view name, std::string_view bytes) {
     constexpr std::size_t bytesInLine = 48;
@@ -78,14 +51,8 @@ SecretBytes encodePem(std::string_view name, std::string_view bytes) {
         append(text, end);
     };
     addLine(kBegin, name, "-----\n");
-    // Room for the digits of a line and the zero behind them.
-    SecretBytes line(bytesInLine / 3 * 4 + 1);
     for (; !bytes.empty(); bytes.remove_prefix(std::min(bytesInLine, bytes.size()))) {
-        std::string_view const part = bytes.substr(0, bytesInLine);
-        int const length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(line.data()),
-                                           reinterpret_cast<unsigned char const*>(part.data()),
-                                           static_cast<int>(part.size()));
-        addLine("", {line.data(), static_cast<std::size_t>(length)}, "\n");
+        addLine("", bytesOf(encodePemLine(bytes.substr(0, bytesInLine))), "\n");
     }
     addLine("-----END ", name, "-----\n");
     return text;

@@ -20,11 +20,18 @@ std::vector<PemBlock> splitPem(std::string_view content);
 // What a block holds; nothing when its text is damaged. Encryption by the block's own header isn't undone.
 std::optional<SecretBytes> decodePem(PemBlock const& block);
 
+constexpr std::string_view kPemCertificate = "CERTIFICATE";
+constexpr std::string_view kPemPublicKey = "PUBLIC KEY";
+constexpr std::string_view kPemPrivateKey = "PRIVATE KEY"; // PKCS#8, in clear
+
 bool isCertificate(std::string_view pemName);
 bool isPublicKey(std::string_view pemName);
 bool isPrivateKey(std::string_view pemName);
 
 // The text of one block.
 SecretBytes encodePem(std::string_view name, std::string_view bytes);
+
+// The base64 digits of one line's bytes.
+SecretBytes encodePemLine(std::string_view bytes);
 
 } // namespace tvkstore

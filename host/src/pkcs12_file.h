@@ -1,8 +1,7 @@
 #pragma once
 
 #include "passphrase.h"
-
-#include <tvkcore/kry/tvkkrykey.h>
+#include "private_key.h"
 
 #include <optional>
 #include <string>
@@ -18,8 +17,7 @@ struct Pkcs12Certificate {
 
 struct Pkcs12Content {
     std::vector<Pkcs12Certificate> certificates; // that of the key first
-    std::optional<TVKKRYKey> key;                // in clear
-    std::string publicKey;                       // of the key: SubjectPublicKeyInfo, DER
+    std::optional<PrivateKey> key;
 };
 
 // What a PKCS#12 file (RFC 7292) holds. The passphrase is asked for when the empty one doesn't fit. Empty for

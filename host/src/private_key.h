@@ -1,7 +1,8 @@
 #pragma once
 
-#include "libcrypto_objects.h"
+#include "failure.h"
 #include "passphrase.h"
+#include "pem.h"
 
 #include <tvkcore/kry/tvkkrykey.h>
 
@@ -10,17 +11,23 @@
 
 namespace tvkstore {
 
-// The one private key in a file: PKCS#8 or the older RSA form, PEM or DER, encrypted or not. Throws Failure.
-CryptoObject<EVP_PKEY> readPrivateKeyFile(std::string const& path, Passphrase& passphrase);
+// An RSA key as the key store takes it in.
+struct PrivateKey {
+    TVKKRYKey key;         // in clear
+    std::string publicKey; // SubjectPublicKeyInfo, DER: equal keys have equal bytes
+};
+
+// The one private key in a file: PKCS#8 or the older RSA form, PEM or DER, encrypted or not. Throws Failure,
+// also for another kind of key than RSA.
+PrivateKey readPrivateKeyFile(std::string const& path, Passphrase& passphrase);
 
 // That of one PEM block; `object` names it in messages.
-CryptoObject<EVP_PKEY> decodePrivateKey(std::string_view pem, std::string const& object,
-                                        Passphrase& passphrase);
+PrivateKey decodePrivateKey(PemBlock const& block, std::string const& object, Passphrase& passphrase);
 
-// The SubjectPublicKeyInfo in DER; empty when there is no key or libcrypto can't write it.
-std::string publicKeyOf(EVP_PKEY const* key);
+// That of a file in DER.
+PrivateKey decodeDerPrivateKey(std::string_view der, std::string const& object, Passphrase& passphrase);
 
-// The key as the key store takes it in. Throws Failure for another kind than RSA; `object` names it.
-TVKKRYKey keyInClear(EVP_PKEY const& key, std::string const& object);
+// What decoding throws for bytes that are none.
+Failure noPrivateKey(std::string const& object);
 
 } // namespace tvkstore

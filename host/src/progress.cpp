@@ -1,7 +1,8 @@
 #include "progress.h"
 
+#include "descriptors.h"
+
 #include <iostream>
-#include <unistd.h>
 
 namespace tvkstore {
 
@@ -12,7 +13,7 @@ constexpr std::chrono::milliseconds kInterval(100);
 } // namespace
 
 Progress::Progress(std::string what, std::size_t whole)
-    : what_(std::move(what)), whole_(whole), isTerminal_(::isatty(STDERR_FILENO) == 1),
+    : what_(std::move(what)), whole_(whole), isTerminal_(canRewriteLine(kStandardError)),
       next_(std::chrono::steady_clock::now() + kInterval) {}
 
 Progress::~Progress() { hide(); }

@@ -3,9 +3,8 @@
 #include "argument_checks.h"
 #include "bytes.h"
 #include "certificate_json.h"
+#include "descriptors.h"
 #include "failure.h"
-
-#include <unistd.h>
 
 namespace tvkstore {
 
@@ -17,7 +16,7 @@ void ResultOutput::define(CLI::App& command) {
 }
 
 void ResultOutput::open(Session& session, Input const& input) {
-    if (path_.empty() && input.isFile(STDOUT_FILENO)) {
+    if (path_.empty() && input.isFile(kStandardOutput)) {
         throw Failure(ExitCode::usage, input.name() + ": is standard output too");
     }
     if (!path_.empty() && input.isFile(path_)) {

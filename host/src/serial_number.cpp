@@ -1,8 +1,9 @@
 #include "serial_number.h"
 
 #include "bytes.h"
-#include "failure.h"
-#include "libcrypto_objects.h"
+#include "toolkit_bytes.h"
+
+#include <tvkcore/asn/tvkasnutility.h>
 
 #include <cctype>
 
@@ -42,20 +43,38 @@ bool appendRun(std::string& bytes, std::string_view run) {
     return !run.empty();
 }
 
+// Of a number in two's complement.
+void negate(std::string& octets) {
+    bool carry = true;
+    for (auto octet = octets.rbegin(); octet != octets.rend(); ++octet) {
+        *octet = static_cast<char>(~static_cast<unsigned char>(*octet));
+        if (carry) {
+            *octet = static_cast<char>(static_cast<unsigned char>(*octet) + 1);
+            carry = *octet == '\0';
+        }
+    }
+}
+
+// How many octets in front only repeat the sign (X.690, 8.3.2).
+std::size_t spareOctets(std::string_view octets) {
+    std::size_t spare = 0;
+    while (spare + 1 < octets.size()) {
+        bool const isNegative = (static_cast<unsigned char>(octets[spare + 1]) & 0x80) != 0;
+        if (octets[spare] != (isNegative ? '\xFF' : '\0')) {
+            break;
+        }
+        ++spare;
+    }
+    return spare;
+}
+
 } // namespace
 
 std::string serialText(std::string_view octets) {
     bool const negative = !octets.empty() && (static_cast<unsigned char>(octets.front()) & 0x80) != 0;
     std::string magnitude(octets.empty() ? std::string_view("\0", 1) : octets);
     if (negative) {
-        bool carry = true;
-        for (auto octet = magnitude.rbegin(); octet != magnitude.rend(); ++octet) {
-            *octet = static_cast<char>(~static_cast<unsigned char>(*octet));
-            if (carry) {
-                *octet = static_cast<char>(static_cast<unsigned char>(*octet) + 1);
-                carry = *octet == '\0';
-            }
-        }
+        negate(magnitude);
     }
     return textOf(negative, magnitude);
 }
@@ -80,18 +99,18 @@ std::optional<std::string> parseSerial(std::string_view text) {
 }
 
 std::string encodeSerial(std::string const& text) {
-    BIGNUM* number = nullptr;
-    int const digits = BN_hex2bn(&number, text.c_str());
-    CryptoObject<BIGNUM> const owned(number);
-    CryptoObject<ASN1_INTEGER> const integer(digits == 0 ? nullptr : BN_to_ASN1_INTEGER(number, nullptr));
-    unsigned char* bytes = nullptr;
-    int const length = i2d_ASN1_INTEGER(integer.get(), &bytes);
-    if (integer == nullptr || length < 0) {
-        throw Failure(ExitCode::failed, "serial number " + text + " can't be encoded");
+    bool const negative = text.starts_with('-');
+    // Room for the sign in front.
+    std::string octets(1, '\0');
+    appendRun(octets, std::string_view(text).substr(negative ? 1 : 0));
+    if (negative) {
+        negate(octets);
     }
-    std::string encoding(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length));
-    OPENSSL_free(bytes);
-    return encoding;
+    std::size_t const spare = spareOctets(octets);
+    auto const* const begin = reinterpret_cast<unsigned char const*>(octets.data());
+    TVKASNInteger integer(TVKASNNotSecure);
+    integer.set_value(begin + spare, static_cast<unsigned long>(octets.size() - spare));
+    return std::string(bytesOf(TVKASNUtility::getDEREncoding(integer)));
 }
 
 } // namespace tvkstore

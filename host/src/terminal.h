@@ -1,7 +1,5 @@
 #pragma once
 
-#include "secret_bytes.h"
-
 #include <string>
 
 namespace tvkstore {
@@ -11,9 +9,5 @@ bool confirm(std::string const& question);
 
 // Whether somebody can be asked by `confirm`.
 bool canConfirm();
-
-// Asks for a passphrase without showing it, on the terminal of the process, whatever standard input is.
-// Throws Failure, refused, when there is none or the user ends the question.
-SecretBytes askPassphrase(std::string const& object);
 
 } // namespace tvkstore

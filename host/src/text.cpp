@@ -1,62 +1,18 @@
 #include "text.h"
 
-#include <clocale>
+#include "utf8_reader.h"
+
 #include <cstdio>
-#include <cwchar>
-#include <cwctype>
-#include <locale.h>
 
 namespace tvkstore {
 
 namespace {
 
-// A thread locale for UTF-8, so that the caller's environment doesn't change what a byte means. Where the
-// system has none, every byte above 127 counts as invalid and is shown as its number.
-class Utf8Locale {
-public:
-    Utf8Locale() : locale_(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
-        if (locale_ != nullptr) {
-            before_ = uselocale(locale_);
-        }
-    }
-    ~Utf8Locale() {
-        if (locale_ != nullptr) {
-            uselocale(before_);
-            freelocale(locale_);
-        }
-    }
-    Utf8Locale(Utf8Locale const&) = delete;
-    Utf8Locale& operator=(Utf8Locale const&) = delete;
-
-private:
-    locale_t locale_;
-    locale_t before_ = nullptr;
-};
-
-struct Character {
-    bool valid;
-    std::size_t length; // in bytes, 1 for an invalid byte
-    wchar_t value;
-};
-
-Character firstCharacter(std::string_view text) {
-    std::mbstate_t state{};
-    wchar_t value = 0;
-    std::size_t const length = std::mbrtowc(&value, text.data(), text.size(), &state);
-    if (length == 0) {
-        return {true, 1, L'\0'};
-    }
-    if (length > text.size()) {
-        return {false, 1, L'\0'};
-    }
-    return {true, length, value};
-}
-
-bool isHarmless(wchar_t value) {
+bool isHarmless(char32_t value, Utf8Reader const& reader) {
     bool const isMark =
-        (value >= L'\u200B' && value <= L'\u200F') || (value >= L'\u2028' && value <= L'\u202E') ||
-        (value >= L'\u2060' && value <= L'\u206F') || value == L'\u061C' || value == L'\uFEFF';
-    return !isMark && std::iswprint(static_cast<std::wint_t>(value)) != 0;
+        (value >= U'\u200B' && value <= U'\u200F') || (value >= U'\u2028' && value <= U'\u202E') ||
+        (value >= U'\u2060' && value <= U'\u206F') || value == U'\u061C' || value == U'\uFEFF';
+    return !isMark && reader.isPrintable(value);
 }
 
 std::string escaped(char const* format, unsigned long number) {
@@ -68,14 +24,14 @@ std::string escaped(char const* format, unsigned long number) {
 } // namespace
 
 std::string printable(std::string_view text) {
-    Utf8Locale const locale;
+    Utf8Reader const reader;
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
-        Character const character = firstCharacter(text);
+        Utf8Character const character = reader.first(text);
         if (!character.valid) {
             out += escaped("\\x%02lX", static_cast<unsigned char>(text.front()));
-        } else if (!isHarmless(character.value)) {
+        } else if (!isHarmless(character.value, reader)) {
             out += escaped("\\u{%lX}", static_cast<unsigned long>(character.value));
         } else {
             out += text.substr(0, character.length);
@@ -86,10 +42,10 @@ std::string printable(std::string_view text) {
 }
 
 bool isLabel(std::string_view text) {
-    Utf8Locale const locale;
+    Utf8Reader const reader;
     while (!text.empty()) {
-        Character const character = firstCharacter(text);
-        if (!character.valid || character.value == L'\0') {
+        Utf8Character const character = reader.first(text);
+        if (!character.valid || character.value == U'\0') {
             return false;
         }
         text.remove_prefix(character.length);
@@ -98,11 +54,11 @@ bool isLabel(std::string_view text) {
 }
 
 std::size_t displayWidth(std::string_view text) {
-    Utf8Locale const locale;
+    Utf8Reader const reader;
     std::size_t width = 0;
     while (!text.empty()) {
-        Character const character = firstCharacter(text);
-        int const columns = character.valid ? ::wcwidth(character.value) : 1;
+        Utf8Character const character = reader.first(text);
+        int const columns = character.valid ? reader.columnsOf(character.value) : 1;
         width += columns > 0 ? static_cast<std::size_t>(columns) : 0;
         text.remove_prefix(character.length);
     }

@@ -2,11 +2,11 @@
 
 #include "certificate_details.h"
 #include "module_failure.h"
+#include "public_key_factory.h"
 #include "stored_items.h"
 #include "toolkit_bytes.h"
 
 #include <tvkcore/asn/tvkasnutility.h>
-#include <tvksoft/tvksoftalgorithmfactory.h>
 
 #include <vector>
 
@@ -17,7 +17,7 @@ namespace {
 WorkingKey publicKeyOf(std::string const& certificate) {
     TVKASNx509Certificate decoded(TVKASNNotSecure);
     TVKASNUtility::setDEREncoding(viewOf(certificate), decoded);
-    WorkingKey result{std::make_unique<TVKSoftAlgorithmFactory>(), {}, certificate};
+    WorkingKey result{makePublicKeyFactory(), {}, certificate};
     result.key.setType(TVKKRYKey::Public);
     result.key.setFormat(TVKKRYKey::SubjectPublicKeyInfo);
     result.key.setAlgorithm(TVKKRYKey::RSA);

@@ -32,9 +32,10 @@ struct SignatureAlgorithm {
     unsigned long* identifier;
 };
 
-constexpr std::array<SignatureAlgorithm, 3> kAlgorithms{{{"default", nullptr},
-                                                         {"md5", TVKASNOID::VALUE_MD5WithRSASignature},
-                                                         {"sha1", TVKASNOID::VALUE_SHA1WithRSASignature}}};
+// The address of what another library holds is settled only when the program starts.
+std::array<SignatureAlgorithm, 3> const kAlgorithms{{{"default", nullptr},
+                                                     {"md5", TVKASNOID::VALUE_MD5WithRSASignature},
+                                                     {"sha1", TVKASNOID::VALUE_SHA1WithRSASignature}}};
 
 SignatureAlgorithm const* findAlgorithm(std::string_view digest) {
     auto const* const found = std::find_if(kAlgorithms.begin(), kAlgorithms.end(),

@@ -8,8 +8,6 @@
 
 #include <tvkcore/asn/tvkasnutility.h>
 
-#include <openssl/pem.h>
-
 #include <memory>
 
 namespace tvkstore {
@@ -70,9 +68,9 @@ ExitCode exportItem(Session& session, ExportArguments& arguments) {
     if (arguments.der) {
         arguments.output.write(session, bytesOf(encoding));
     } else {
-        char const* const name = arguments.privateKey  ? PEM_STRING_PKCS8INF
-                                 : arguments.publicKey ? PEM_STRING_PUBLIC
-                                                       : PEM_STRING_X509;
+        std::string_view const name = arguments.privateKey  ? kPemPrivateKey
+                                      : arguments.publicKey ? kPemPublicKey
+                                                            : kPemCertificate;
         arguments.output.write(session, bytesOf(encodePem(name, bytesOf(encoding))));
     }
     return ExitCode::done;

@@ -3,6 +3,7 @@
 #include "certificate_walk.h"
 #include "commands/commands.h"
 #include "failure.h"
+#include "fingerprint.h"
 #include "item_name.h"
 #include "text.h"
 

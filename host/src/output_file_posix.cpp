@@ -1,5 +1,6 @@
 #include "output_file.h"
 
+#include "descriptors.h"
 #include "failure.h"
 
 #include <array>

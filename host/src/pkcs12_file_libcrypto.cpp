@@ -1,7 +1,8 @@
 #include "pkcs12_file.h"
 
 #include "failure.h"
-#include "private_key.h"
+#include "libcrypto_key.h"
+#include "libcrypto_objects.h"
 
 #include <openssl/err.h>
 
@@ -81,8 +82,7 @@ Pkcs12Content parse(PKCS12& file, char const* passphrase, std::string const& obj
         add(content, *sk_X509_value(others.get(), i));
     }
     if (key != nullptr) {
-        content.key = keyInClear(*key, object);
-        content.publicKey = publicKeyOf(key.get());
+        content.key = privateKeyOf(*key, object);
     }
     return content;
 }

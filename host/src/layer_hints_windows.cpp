@@ -1,0 +1,11 @@
+#include "layer_hints.h"
+
+namespace tvkstore {
+
+// The platform keeps its files where it will, and asks for PINs by itself.
+char const* const kHintHome = nullptr;
+char const* const kHintFile = nullptr;
+char const* const kHintRestore = nullptr;
+char const* const kHintPin = nullptr;
+
+} // namespace tvkstore
