@@ -100,6 +100,11 @@ auto Pkcs11Token::inSession(Operation operation) {
                 openSession();
             return operation();
         } catch (Pkcs11Failure const& failure) {
+            if (failure.value == CKR_USER_NOT_LOGGED_IN) {
+                CK_FLAGS const now = flags();
+                closeSession(); // whatever it says of itself
+                throw WantsPin{false, now};
+            }
             if (again || !endsSession(failure.value))
                 throw;
             closeSession();
@@ -212,9 +217,11 @@ TokenKeys Pkcs11Token::visibleKeys() {
         return std::any_of(found.keys.begin(), found.keys.end(),
                            [&](auto const& key) { return key.id == id; });
     };
-    // Before the login most tokens show no private keys: the public halves speak for them. Afterwards a
-    // public key alone is somebody else's.
+    // Before the login most tokens show no private keys: the public halves speak for them, though what one is
+    // said to be for need not be what the private key may do. Afterwards a public key alone is somebody
+    // else's.
     if (needsLogin()) {
+        found.isWhole = false;
         for (TokenKeyRecord& half : publicRecords)
             if (!isKnown(half.id))
                 found.keys.push_back(std::move(half));
@@ -275,8 +282,6 @@ SecureBytes Pkcs11Token::use(Use const& kind, TokenKeyRecord const& key, ByteVie
     }
     CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
     CK_RV result = kind.begin(*session_, &mechanism, own.handle);
-    if (result == CKR_USER_NOT_LOGGED_IN)
-        throw WantsPin{false, flags()};
     check(result, kind.beginCall);
     if (pin.given) {
         result = module_->C_Login(*session_, CKU_CONTEXT_SPECIFIC,
@@ -291,11 +296,6 @@ SecureBytes Pkcs11Token::use(Use const& kind, TokenKeyRecord const& key, ByteVie
     SecureBytes output(longestBlock);
     CK_ULONG size = output.size();
     result = kind.finish(*session_, const_cast<CK_BYTE*>(input.data()), input.size(), output.data(), &size);
-    if (result == CKR_USER_NOT_LOGGED_IN && !pin.given) {
-        WantsPin const wanted{!needsLogin(), flags()};
-        closeSession();
-        throw wanted;
-    }
     check(result, kind.finishCall);
     output.resize(size);
     return output;

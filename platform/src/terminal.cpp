@@ -3,10 +3,10 @@
 #include "file_descriptor.h"
 
 #include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <iterator>
+#include <poll.h>
 #include <termios.h>
 
 namespace wincrypt {
@@ -19,26 +19,40 @@ volatile std::sig_atomic_t caught = 0;
 void note(int signal) { caught = signal; }
 
 // Signals that would end or stop the process are taken down and looked at once the terminal is as it was.
+// They come only while the answer is waited for.
 class HeldSignals {
 public:
     HeldSignals() {
         caught = 0;
+        sigset_t held;
+        ::sigemptyset(&held);
         struct sigaction action {};
-        action.sa_handler = note; // without restart: the reading ends
+        action.sa_handler = note;
         ::sigemptyset(&action.sa_mask);
-        for (std::size_t i = 0; i < std::size(signals); ++i)
+        for (std::size_t i = 0; i < std::size(signals); ++i) {
+            ::sigaddset(&held, signals[i]);
             ::sigaction(signals[i], &action, &former_[i]);
+        }
+        ::pthread_sigmask(SIG_BLOCK, &held, &outside_);
     }
     ~HeldSignals() {
         for (std::size_t i = 0; i < std::size(signals); ++i)
             ::sigaction(signals[i], &former_[i], nullptr);
+        ::pthread_sigmask(SIG_SETMASK, &outside_, nullptr);
     }
     HeldSignals(HeldSignals const&) = delete;
     HeldSignals& operator=(HeldSignals const&) = delete;
 
+    // False when a signal came first.
+    bool waitForInput(int terminal) const {
+        pollfd waited{terminal, POLLIN, 0};
+        return ::ppoll(&waited, 1, nullptr, &outside_) > 0;
+    }
+
 private:
     static constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
     struct sigaction former_[std::size(signals)]{};
+    sigset_t outside_{};
 };
 
 class SilencedTerminal {
@@ -65,14 +79,13 @@ void show(int terminal, std::string_view text) {
 }
 
 // The line without its end; nothing at the end of input or after a signal.
-std::optional<SecureBytes> readLine(int terminal) {
+std::optional<SecureBytes> readLine(int terminal, HeldSignals const& signals) {
     constexpr std::size_t longest = 255;
     SecureBytes line;
     line.reserve(longest); // so that no copy is left behind
     for (;;) {
         std::uint8_t octet = 0;
-        ssize_t const count = ::read(terminal, &octet, 1);
-        if (count != 1)
+        if (!signals.waitForInput(terminal) || ::read(terminal, &octet, 1) != 1)
             return std::nullopt;
         if (octet == '\n')
             return line;
@@ -99,7 +112,7 @@ std::optional<SecureBytes> askAtTerminal(std::string const& prompt) {
             HeldSignals const signals;
             SilencedTerminal const silent(terminal.number());
             show(terminal.number(), prompt);
-            line = readLine(terminal.number());
+            line = readLine(terminal.number(), signals);
         }
         if (caught == SIGTSTP) {
             ::raise(SIGSTOP); // with the whole job, and asked again with it

@@ -159,16 +159,15 @@ Token::Pin Token::obtainPin(TokenModule::Turn& turn, std::uint32_t flags, Asking
     }
     if (source.kind == PinSource::Kind::person)
         return {askPerson(turn, flags, asking), true};
+    Pin pin{source.read(), false};
+    if (auto const lock = lockTokens(); refused_.holds(pin.octets)) {
+        logLine(name(), "the PIN was wrong before and isn't tried again");
+        fail(SCARD_W_WRONG_CHV);
+    }
     if (lastTry) {
         logLine(name(),
                 "one try is left before its PIN is blocked; that one is for a person at the terminal");
         fail(SCARD_W_CARD_NOT_AUTHENTICATED);
-    }
-    Pin pin{source.read(), false};
-    auto const lock = lockTokens();
-    if (refused_.holds(pin.octets)) {
-        logLine(name(), "the PIN was wrong before and isn't tried again");
-        fail(SCARD_W_WRONG_CHV);
     }
     return pin;
 }

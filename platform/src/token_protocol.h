@@ -59,7 +59,8 @@ struct TokenKeyRecord {
 
 struct TokenKeys {
     std::vector<TokenKeyRecord> keys; // in the order of their identifiers
-    bool mayHideMore = false;         // a login may show others
+    bool isWhole = true;              // a login has nothing to add
+    bool mayHideMore = false;         // there are signs of keys that only a login shows
 };
 
 inline void write(MessageWriter& out, TokenDescription const& token) {

@@ -1,5 +1,6 @@
 #include "token_provider.h"
 
+#include "boundary.h"
 #include "certificate_fields.h"
 #include "database.h"
 #include "der_cursor.h"
@@ -125,17 +126,31 @@ TokenKeys listKeys(Token& token, Asking asking, bool withLogin) {
     TokenReply const reply = token.call(TokenOperation::listKeys, MessageWriter().word(withLogin), asking);
     MessageReader in = reply.result();
     TokenKeys found;
+    found.isWhole = in.word() != 0;
     found.mayHideMore = in.word() != 0;
     for (std::uint32_t count = in.word(); count != 0; --count)
         found.keys.push_back(readTokenKey(in));
     return found;
 }
 
-// All keys. The login is asked for only where something shows that there may be keys behind it.
+bool isOfPin(DWORD error) {
+    static constexpr HRESULT values[] = {NTE_SILENT_CONTEXT, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED,
+                                         SCARD_W_CARD_NOT_AUTHENTICATED};
+    return std::any_of(std::begin(values), std::end(values),
+                       [&](HRESULT value) { return errorValue(value) == error; });
+}
+
+// All keys. Only the private halves tell what a key is for, so a login goes before the list where that takes
+// no person. A person is asked where something shows that there are keys behind the login; what everybody may
+// see is enough otherwise, and when the PIN isn't right.
 std::vector<TokenKeyRecord> keysOf(Token& token, Asking asking) {
     TokenKeys found = listKeys(token, asking, false);
-    if (found.mayHideMore)
-        found = listKeys(token, asking, true);
+    if (!found.isWhole && (found.mayHideMore || token.hasPinWithoutPerson())) {
+        bool const hasEnough = !found.mayHideMore;
+        DWORD const error = outcome([&] { found = listKeys(token, asking, true); });
+        if (error != ERROR_SUCCESS && !(hasEnough && isOfPin(error)))
+            fail(error);
+    }
     return std::move(found.keys);
 }
 

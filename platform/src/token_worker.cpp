@@ -12,7 +12,7 @@
 #include <iterator>
 #include <list>
 #include <poll.h>
-#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -50,6 +50,9 @@ bool send(ByteView octets) {
 
 // The host is gone while a call into the module, or a question to a person, lasts.
 [[noreturn]] void endWithHost() {
+    sigset_t all; // signals are for the thread that asks the person
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
     pollfd waited{connection, POLLRDHUP, 0};
     while (::poll(&waited, 1, -1) <= 0 || (waited.revents & (POLLRDHUP | POLLHUP | POLLERR)) == 0) {}
     constexpr useconds_t ordinaryEnd = 500'000;
@@ -128,7 +131,9 @@ private:
             return;
         case TokenOperation::listKeys: {
             TokenKeys const found = token.listKeys(in.word() != 0);
-            out.word(found.mayHideMore).word(static_cast<std::uint32_t>(found.keys.size()));
+            out.word(found.isWhole)
+                .word(found.mayHideMore)
+                .word(static_cast<std::uint32_t>(found.keys.size()));
             for (TokenKeyRecord const& key : found.keys)
                 write(out, key);
             return;
@@ -243,7 +248,8 @@ int main(int argumentCount, char** arguments) {
     if (pid_t const child = ::fork(); child != 0)
         ::_exit(child > 0 ? 0 : 1);
     ::close_range(wincrypt::connection + 1, ~0u, 0);
-    ::prctl(PR_SET_DUMPABLE, 0);
+    rlimit const noCoreFile{0, 0}; // it could hold a PIN
+    ::setrlimit(RLIMIT_CORE, &noCoreFile);
     // What the terminal sends to all its processes is for the host to act on.
     for (int const signal : {SIGINT, SIGQUIT, SIGHUP, SIGTERM})
         ::signal(signal, SIG_IGN);
