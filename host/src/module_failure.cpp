@@ -24,7 +24,8 @@ constexpr char kLookAtFile[] =
     "if a line of the layer above names a file: it must be yours, and nobody else may have rights to it";
 constexpr char kRestore[] =
     "nothing was overwritten: restore what the layer's line above names from a backup";
-constexpr char kPin[] = "docs/errors.md tells where the PIN is taken from";
+constexpr char kPin[] = "docs/tokens.md tells where the PIN is taken from";
+constexpr char kToken[] = "docs/tokens.md tells what may be wrong with a token";
 
 // What the user can do something about, in numeric order.
 constexpr std::array kSystemCodes{
@@ -47,9 +48,13 @@ constexpr std::array kSystemCodes{
     SystemCode{0x8009001A, "key container damaged", ExitCode::damaged, kRestore,
                "the pszContainer key container was found but is corrupt."},
     SystemCode{0x80090022, "nobody can be asked for the PIN", ExitCode::refused, kPin, nullptr},
+    SystemCode{0x8010000A, "the token doesn't answer", ExitCode::failed, kToken, nullptr},
+    SystemCode{0x80100013, "the token's module broke down", ExitCode::failed, kToken, nullptr},
+    SystemCode{0x80100069, "the token isn't there", ExitCode::failed, nullptr, nullptr},
     SystemCode{0x8010006B, "wrong PIN", ExitCode::refused, kPin, nullptr},
     SystemCode{0x8010006C, "PIN blocked", ExitCode::refused, nullptr, nullptr},
     SystemCode{0x8010006E, "cancelled", ExitCode::refused, nullptr, nullptr},
+    SystemCode{0x8010006F, "no PIN was given to the token", ExitCode::refused, kPin, nullptr},
 };
 
 // The module's code for an operation that the user cancelled, which comes without a system code.
