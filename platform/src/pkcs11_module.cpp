@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <unistd.h>
 
 namespace wincrypt {
 namespace {
@@ -73,10 +74,27 @@ std::vector<CK_SLOT_ID> Pkcs11Module::slotsWithTokens() {
     }
 }
 
+// A token in software can't be read in the moment in which another process writes down its login.
+CK_RV Pkcs11Module::readTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO& info) {
+    constexpr int tries = 5;
+    for (int i = 1;; ++i) {
+        CK_RV const value = functions_->C_GetTokenInfo(slot, &info);
+        if ((value != CKR_GENERAL_ERROR && value != CKR_FUNCTION_FAILED) || i == tries)
+            return value;
+        constexpr useconds_t pause = 10'000;
+        ::usleep(pause);
+    }
+}
+
 CK_TOKEN_INFO Pkcs11Module::tokenInfo(CK_SLOT_ID slot) {
     CK_TOKEN_INFO info{};
-    check(functions_->C_GetTokenInfo(slot, &info), "C_GetTokenInfo");
+    check(readTokenInfo(slot, info), "C_GetTokenInfo");
     return info;
+}
+
+std::optional<CK_TOKEN_INFO> Pkcs11Module::tokenInfoIfThere(CK_SLOT_ID slot) {
+    CK_TOKEN_INFO info{};
+    return readTokenInfo(slot, info) == CKR_OK ? std::optional(info) : std::nullopt;
 }
 
 bool Pkcs11Module::hasMechanism(CK_SLOT_ID slot, CK_MECHANISM_TYPE mechanism) {

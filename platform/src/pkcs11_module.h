@@ -44,12 +44,15 @@ public:
 
     std::vector<CK_SLOT_ID> slotsWithTokens();
     CK_TOKEN_INFO tokenInfo(CK_SLOT_ID slot);
+    std::optional<CK_TOKEN_INFO> tokenInfoIfThere(CK_SLOT_ID slot);
     bool hasMechanism(CK_SLOT_ID slot, CK_MECHANISM_TYPE mechanism);
     CK_SESSION_HANDLE openSession(CK_SLOT_ID slot); // for writing where the token lets us
 
     CK_FUNCTION_LIST* operator->() const noexcept { return functions_; }
 
 private:
+    CK_RV readTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO& info);
+
     explicit Pkcs11Module(CK_FUNCTION_LIST* functions) noexcept : functions_(functions) {}
 
     CK_FUNCTION_LIST* functions_;

@@ -4,6 +4,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <unistd.h>
 
 namespace wincrypt {
 namespace {
@@ -108,6 +109,8 @@ auto Pkcs11Token::inSession(Operation operation) {
             if (again || !endsSession(failure.value))
                 throw;
             closeSession();
+            constexpr useconds_t pause = 30'000; // the token may only just be coming back
+            ::usleep(pause);
         }
     }
 }
@@ -115,14 +118,14 @@ auto Pkcs11Token::inSession(Operation operation) {
 // The slot may hold another token than before, and the token may lie in another slot.
 void Pkcs11Token::openSession() {
     for (CK_SLOT_ID const slot : module_.slotsWithTokens()) {
-        CK_TOKEN_INFO info{};
-        if (module_->C_GetTokenInfo(slot, &info) != CKR_OK || describe(info) != description_)
+        auto const info = module_.tokenInfoIfThere(slot);
+        if (!info || describe(*info) != description_)
             continue;
         slot_ = slot;
         session_ = module_.openSession(slot);
         return;
     }
-    throw Pkcs11Failure{CKR_TOKEN_NOT_PRESENT, "looking for the token"};
+    throw TokenAbsent{{CKR_TOKEN_NOT_PRESENT, "looking for the token"}};
 }
 
 void Pkcs11Token::closeSession() noexcept {

@@ -14,6 +14,9 @@ struct WantsPin {
     CK_FLAGS flags; // of the token, as they stand now
 };
 
+// The module doesn't show the token.
+struct TokenAbsent : Pkcs11Failure {};
+
 // What makes a use of a private key one: the PIN that goes with it, where the layer has come to know that the
 // key wants one.
 struct KeyPin {

@@ -76,6 +76,7 @@ TokenReply Token::call(TokenOperation operation, MessageWriter const& arguments,
     TokenModule::Turn turn(*module_, deadline);
     finishDescription(turn, deadline);
     bool loggedIn = false;
+    bool startedAgain = false;
     std::optional<Pin> keyPin;
     for (;;) {
         MessageWriter request;
@@ -90,6 +91,12 @@ TokenReply Token::call(TokenOperation operation, MessageWriter const& arguments,
             if (keyPin)
                 keep(*keyPin);
             return reply;
+        case TokenAnswer::absent:
+            turn.leaveWorker();
+            loggedIn = false;
+            if (!std::exchange(startedAgain, true))
+                break; // some modules show only the tokens that were there when they started
+            [[fallthrough]];
         case TokenAnswer::lost:
             turn.leaveWorker();
             [[fallthrough]];
@@ -132,7 +139,7 @@ void Token::login(TokenModule::Turn& turn, std::uint32_t flags, Asking asking) {
         exchange(turn, request.view(), TokenClock::now() + (atKeypad ? personLimit : callLimit()));
     if (reply.kind == TokenAnswer::done)
         return keep(pin);
-    if (reply.kind == TokenAnswer::lost)
+    if (reply.kind == TokenAnswer::lost || reply.kind == TokenAnswer::absent)
         turn.leaveWorker();
     logLine(name(), reply.detail.empty() ? "refused to log in" : reply.detail);
     noteFailedPin(pin, reply.error);

@@ -32,6 +32,7 @@ enum class TokenAnswer : std::uint32_t {
     done,
     failed,
     lost,       // failed, and what the worker knows of the module is worth nothing any more
+    absent,     // lost: the module doesn't show the token, and nothing was begun
     wantsLogin, // the operation needs a login, and was not begun
     wantsPin,   // the key needs the PIN with each use
 };

@@ -95,6 +95,10 @@ private:
         } catch (WantsPin const& wanted) {
             kind = wanted.forKey ? TokenAnswer::wantsPin : TokenAnswer::wantsLogin;
             flags = wanted.flags;
+        } catch (TokenAbsent const& failure) {
+            kind = TokenAnswer::absent;
+            error = publishedValue(failure.value);
+            detail = failure.text();
         } catch (Pkcs11Failure const& failure) {
             kind = spoilsModule(failure.value) ? TokenAnswer::lost : TokenAnswer::failed;
             error = publishedValue(failure.value);
@@ -199,10 +203,10 @@ private:
     void describeTokens(MessageWriter& out) {
         std::vector<TokenDescription> found;
         for (CK_SLOT_ID const slot : module_->slotsWithTokens()) {
-            CK_TOKEN_INFO info{}; // a token that is pulled while they are listed isn't there
-            if ((*module_)->C_GetTokenInfo(slot, &info) == CKR_OK &&
-                (info.flags & CKF_TOKEN_INITIALIZED) != 0 && module_->hasMechanism(slot, CKM_RSA_PKCS))
-                found.push_back(describe(info));
+            auto const info = module_->tokenInfoIfThere(slot); // or it is pulled while they are listed
+            if (info && (info->flags & CKF_TOKEN_INITIALIZED) != 0 &&
+                module_->hasMechanism(slot, CKM_RSA_PKCS))
+                found.push_back(describe(*info));
         }
         out.word(static_cast<std::uint32_t>(found.size()));
         for (TokenDescription const& token : found)
