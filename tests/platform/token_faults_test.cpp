@@ -22,18 +22,22 @@ class TokenFaults : public TokenTest {
 protected:
     void SetUp() override {
         tokens.setModule(tokens.faulty);
-        makeKey("01", "--usage-sign");
+        makeKey("01", "--mark-decrypt");
     }
-    void makeKey(char const* id, char const* option) const {
-        tokens.pkcs11Tool(label,
-                          {"--keypairgen", "--key-type", "rsa:1024", "--label", "k", "--id", id, option});
+    void behave(std::string const& behaviour) const {
+        tokens.write("behaviour", behaviour);
+        tokens.write("calls", "");
+    }
+    void waitForCall(std::string const& name = "") const {
+        while (tokens.calls(name) == 0)
+            std::this_thread::sleep_for(1ms);
     }
 };
 
 TEST_F(TokenFaults, PulledOrFailingBetweenAnyTwoCalls) {
-    ASSERT_EQ(signWithDefault(label), 0u);
-    tokens.behave("");
-    ASSERT_EQ(signWithDefault(label), 0u);
+    ASSERT_EQ(signWithDefault(), 0u);
+    behave("");
+    ASSERT_EQ(signWithDefault(), 0u);
     long const all = tokens.calls();
     DWORD const lost = code(SCARD_W_REMOVED_CARD);
     const struct {
@@ -51,11 +55,11 @@ TEST_F(TokenFaults, PulledOrFailingBetweenAnyTwoCalls) {
             std::string fault = row.fault;
             fault.replace(fault.find('N'), 1, std::to_string(number));
             SCOPED_TRACE(fault);
-            tokens.behave(fault);
-            DWORD const error = signWithDefault(label);
+            behave(fault);
+            DWORD const error = signWithDefault();
             EXPECT_EQ(std::count(row.allowed.begin(), row.allowed.end(), error), 1) << std::hex << error;
-            tokens.behave("");
-            EXPECT_EQ(signWithDefault(label), 0u) << "the next attempt";
+            behave("");
+            EXPECT_EQ(signWithDefault(), 0u) << "the next attempt";
         }
 }
 
@@ -78,26 +82,27 @@ TEST_F(TokenFaults, ThePinIsAskedOnceAndNeverTriedAgainWhenWrong) {
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(row.why);
-        tokens.setPin(row.pin);
+        tokens.write("pin", row.pin);
         EXPECT_TRUE(inChild([&] {
-            tokens.behave(row.behaviour);
-            return signWithDefault(label, row.flags) == row.expected &&
-                   signWithDefault(label, row.flags) == row.expected && tokens.calls("C_Login") == row.logins;
+            behave(row.behaviour);
+            return signWithDefault(row.flags) == row.expected && signWithDefault(row.flags) == row.expected &&
+                   tokens.calls("C_Login") == row.logins;
         })) << tokens.calls("C_Login");
     }
 }
 
 TEST_F(TokenFaults, AKeyMayWantThePinEachTime) {
-    makeKey("00", "--always-auth");
-    tokens.behave("one-session");
+    tokens.tool(label, {"pkcs11-tool", "--keypairgen", "--key-type", "rsa:1024", "--id", "00", "--label",
+                        "card", "--always-auth"});
+    behave("one-session");
     for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(signWithDefault(label), 0u);
+        EXPECT_EQ(signWithDefault(), 0u);
     EXPECT_EQ(tokens.calls("C_Login"), 3) << "to the token once, and for each signature";
 }
 
 TEST_F(TokenFaults, APersonIsAskedAtTheTerminal) {
     EnvironmentVariable const source("WINCRYPT_PIN_SOURCE", "ask");
-    EXPECT_EQ(signWithDefault(label, CRYPT_SILENT), code(NTE_SILENT_CONTEXT));
+    EXPECT_EQ(signWithDefault(CRYPT_SILENT), code(NTE_SILENT_CONTEXT));
     std::pair<std::string, DWORD> const rows[] = {{"00000000\n", code(SCARD_W_WRONG_CHV)},
                                                   {"\x03", code(SCARD_W_CANCELLED_BY_USER)},
                                                   {"12345678\n", 0}};
@@ -107,8 +112,8 @@ TEST_F(TokenFaults, APersonIsAskedAtTheTerminal) {
         pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
         if (child == 0) {
             ::signal(SIGINT, SIG_IGN); // the host goes on
-            bool const good = signWithDefault(label) == expected;
-            ::_exit(good && (expected != 0 || signWithDefault(label) == 0) ? 0 : 1);
+            bool const good = signWithDefault() == expected;
+            ::_exit(good && (expected != 0 || signWithDefault() == 0) ? 0 : 1);
         }
         std::string shown;
         char part[256];
@@ -130,18 +135,17 @@ TEST_F(TokenFaults, APersonIsAskedAtTheTerminal) {
 }
 
 TEST_F(TokenFaults, ATokenThatBlocksHoldsNothingUp) {
-    ASSERT_EQ(signWithDefault(label), 0u);
+    ASSERT_EQ(signWithDefault(), 0u);
     EnvironmentVariable const limit("WINCRYPT_TOKEN_TIMEOUT", "1.5");
     for (char const* fault : {"block C_Sign 60", "block C_FindObjectsInit 60"}) {
-        tokens.behave(fault);
+        behave(fault);
         std::atomic<bool> ended{false};
         auto const began = Clock::now();
         std::thread blocked([&] {
-            EXPECT_EQ(signWithDefault(label), code(SCARD_E_TIMEOUT));
+            EXPECT_EQ(signWithDefault(), code(SCARD_E_TIMEOUT));
             ended = true;
         });
-        while (tokens.calls() == 0)
-            std::this_thread::sleep_for(1ms);
+        waitForCall();
         EXPECT_TRUE(newContainer("own", 512));
         EXPECT_FALSE(openContainer("own", CRYPT_DELETEKEYSET));
         EXPECT_TRUE(openStore("MY"));
@@ -149,18 +153,17 @@ TEST_F(TokenFaults, ATokenThatBlocksHoldsNothingUp) {
         EXPECT_FALSE(ended);
         blocked.join();
         EXPECT_LT(Clock::now() - began, 4s);
-        tokens.behave("");
-        EXPECT_EQ(signWithDefault(label), 0u);
+        behave("");
+        EXPECT_EQ(signWithDefault(), 0u);
     }
 }
 
 TEST_F(TokenFaults, AProcessEndsWithAThreadInItsCall) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     auto const end = [&] {
-        tokens.behave("block C_Sign 60");
-        std::thread([&] { signWithDefault(label); }).detach();
-        while (tokens.calls("C_Sign") == 0)
-            std::this_thread::sleep_for(1ms);
+        behave("block C_Sign 60");
+        std::thread([&] { signWithDefault(); }).detach();
+        waitForCall("C_Sign");
         std::filesystem::remove_all(profile.directory().path());
         ::alarm(5);
         std::exit(0);
@@ -170,24 +173,24 @@ TEST_F(TokenFaults, AProcessEndsWithAThreadInItsCall) {
 
 TEST_F(TokenFaults, AModuleThatIsSlowToStartIsNotWaitedFor) {
     EnvironmentVariable const limit("WINCRYPT_TOKEN_DISCOVERY_TIMEOUT", "0.5");
-    tokens.behave("block C_Initialize 2");
+    behave("block C_Initialize 2");
     auto const began = Clock::now();
     EXPECT_TRUE(openContainer(nullptr));
     EXPECT_LT(Clock::now() - began, 200ms) << "the software provider doesn't look for tokens";
     DWORD type = 0;
     DWORD size = 0;
     EXPECT_TRUE(CryptEnumProvidersA(0, nullptr, 0, &type, nullptr, &size));
-    EXPECT_EQ(acquire(label), code(NTE_KEYSET_NOT_DEF));
+    EXPECT_EQ(acquire(nullptr), code(NTE_KEYSET_NOT_DEF));
     EXPECT_LT(Clock::now() - began, 1900ms);
     std::this_thread::sleep_for(2s);
-    EXPECT_EQ(signWithDefault(label), 0u) << "it is there now";
+    EXPECT_EQ(signWithDefault(), 0u) << "it is there now";
 }
 
 TEST_F(TokenFaults, BothSidesOfAForkGoOn) {
     ProviderHandle provider;
     ASSERT_EQ(acquire(provider, label), 0u);
     ASSERT_EQ(sign(provider), 0u);
-    tokens.setPin("gone"); // what was asked for once is known on both sides
+    tokens.write("pin", "gone"); // what was asked for once is known on both sides
     std::atomic<bool> forking{true};
     std::atomic<int> failed{0};
     std::thread signing([&] {
@@ -197,7 +200,7 @@ TEST_F(TokenFaults, BothSidesOfAForkGoOn) {
     for (int round = 0; round < 8; ++round)
         EXPECT_TRUE(inChild([&] {
             ::alarm(20);
-            return sign(provider) == 0 && signWithDefault(label) == 0;
+            return sign(provider) == 0 && signWithDefault() == 0;
         }));
     forking = false;
     signing.join();

@@ -14,9 +14,9 @@ protected:
         return errorOf(CryptAcquireContextA, handle.address(), container, provider.c_str(), PROV_RSA_FULL,
                        flags);
     }
-    static DWORD acquire(std::string const& provider, char const* container = nullptr, DWORD flags = 0) {
+    DWORD acquire(char const* container, DWORD flags = 0) const {
         ProviderHandle handle;
-        return acquire(handle, provider, container, flags);
+        return acquire(handle, label, container, flags);
     }
 
     // Signs and verifies; the error value, 0 when all is well.
@@ -32,10 +32,15 @@ protected:
                    CryptVerifySignatureA(hash, signature, size, key, nullptr, 0);
         });
     }
-    static DWORD signWithDefault(std::string const& provider, DWORD flags = 0) {
+    DWORD signWithDefault(DWORD flags = 0) const {
         ProviderHandle handle;
-        DWORD const error = acquire(handle, provider, nullptr, flags);
+        DWORD const error = acquire(handle, label, nullptr, flags);
         return error != 0 ? error : sign(handle);
+    }
+
+    void makeKey(char const* id, char const* use, char const* name = "card") const {
+        tokens.tool(label, {"p11tool", "--generate-privkey", "rsa", "--bits", "1024", "--outfile",
+                            "/dev/null", "--id", id, "--label", name, "--mark-sign", use});
     }
 
     test_support::ScratchTokens tokens{profile.directory()};

@@ -49,7 +49,7 @@ ScratchTokens::ScratchTokens(ScratchDirectory const& directory) : folder_(direct
     auto const configuration =
         write("softhsm2.conf", "directories.tokendir = " + (folder_ / "tokens").string() +
                                    "\nobjectstore.backend = file\nlog.level = ERROR\n");
-    setPin(rightPin);
+    write("pin", rightPin);
     variables_.emplace_back("XDG_CONFIG_HOME", folder_.string());
     variables_.emplace_back("FAULTY_TOKEN", folder_.string());
     variables_.emplace_back("SOFTHSM2_CONF", configuration.string());
@@ -79,36 +79,23 @@ std::string ScratchTokens::add(std::string label) const {
     return label;
 }
 
-void ScratchTokens::setPin(std::string const& pin) const { write("pin", pin + "\n"); }
-
-void ScratchTokens::behave(std::string const& behaviour) const {
-    write("behaviour", behaviour + "\n");
-    write("calls", "");
-}
-
 long ScratchTokens::calls(std::string const& name) const {
     std::ifstream input(folder_ / "calls");
     return std::count_if(std::istream_iterator<std::string>(input), {},
                          [&](std::string const& call) { return name.empty() || call == name; });
 }
 
-void ScratchTokens::refuseForeign(std::string const& label) const {
+std::string ScratchTokens::tool(std::string const& label, std::vector<std::string> command) const {
     if (made_.count(label) == 0)
         throw std::invalid_argument("the token \"" + label + "\" isn't one of the test's own");
-}
-
-std::string ScratchTokens::pkcs11Tool(std::string const& label, std::vector<std::string> arguments) const {
-    refuseForeign(label);
-    arguments.insert(arguments.begin(), {"pkcs11-tool", "--module", softHsm, "--token-label", label,
-                                         "--login", "--pin", rightPin});
-    return run(arguments);
-}
-
-std::string ScratchTokens::p11tool(std::string const& label, std::vector<std::string> arguments) const {
-    refuseForeign(label);
-    arguments.insert(arguments.begin(), {"p11tool", "--provider", softHsm, "--login", "--batch"});
-    arguments.push_back(uriOf(label));
-    return run(arguments);
+    if (command.front() == "p11tool") {
+        command.insert(command.begin() + 1, {"--provider", softHsm, "--login", "--batch"});
+        command.push_back(uriOf(label));
+    } else {
+        command.insert(command.begin() + 1,
+                       {"--module", softHsm, "--token-label", label, "--login", "--pin", rightPin});
+    }
+    return run(command);
 }
 
 std::string ScratchTokens::uriOf(std::string const& label) {

@@ -25,27 +25,23 @@ public:
     static constexpr char faulty[] = TVK_FAULTY_MODULE; // faulty_token.cpp
     void setModule(std::string const& path) const;      // the only one from now on
 
-    std::string
-    add(std::string label = "") const;         // gives the label: another one each time when none is given
-    void setPin(std::string const& pin) const; // what WINCRYPT_PIN_SOURCE names; at first the right one
+    // A new token; gives its label, another one each time when none is given.
+    std::string add(std::string label = "") const;
     static constexpr char rightPin[] = "12345678";
 
-    // What the faulty module is to do from now on, and how often it was called since.
-    void behave(std::string const& behaviour) const;
-    long calls(std::string const& name = "") const;
+    // Writes a file of the folder: "pin" is what WINCRYPT_PIN_SOURCE names, "behaviour" what the faulty
+    // module is to do.
+    std::filesystem::path write(std::string const& name, std::string const& text) const;
+    long calls(std::string const& name = "") const; // to the faulty module since the file "calls" was written
 
     // Runs pkcs11-tool or p11tool on the token, logged in, and gives its output. Throws std::invalid_argument
     // for a token whose label wasn't made here, std::runtime_error when the program fails.
-    std::string pkcs11Tool(std::string const& label, std::vector<std::string> arguments) const;
-    std::string p11tool(std::string const& label, std::vector<std::string> arguments) const;
+    std::string tool(std::string const& label, std::vector<std::string> command) const;
 
     static std::string uriOf(std::string const& label);
     std::filesystem::path const& folder() const { return folder_; }
 
 private:
-    std::filesystem::path write(std::string const& name, std::string const& text) const;
-    void refuseForeign(std::string const& label) const;
-
     std::filesystem::path const folder_;
     mutable std::set<std::string> made_;
     std::list<EnvironmentVariable> variables_;
