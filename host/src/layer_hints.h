@@ -7,5 +7,6 @@ extern char const* const kHintHome;    // there is no place for its files
 extern char const* const kHintFile;    // a file was refused
 extern char const* const kHintRestore; // a file is damaged
 extern char const* const kHintPin;     // a PIN is wrong, or couldn't be asked for
+extern char const* const kHintToken;   // a token doesn't work
 
 } // namespace tvkstore

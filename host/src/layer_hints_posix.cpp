@@ -7,6 +7,7 @@ char const* const kHintFile =
     "if a line of the layer above names a file: it must be yours, and nobody else may have rights to it";
 char const* const kHintRestore =
     "nothing was overwritten: restore what the layer's line above names from a backup";
-char const* const kHintPin = "docs/errors.md tells where the PIN is taken from";
+char const* const kHintPin = "docs/tokens.md tells where the PIN is taken from";
+char const* const kHintToken = "docs/tokens.md tells what may be wrong with a token";
 
 } // namespace tvkstore

@@ -7,5 +7,6 @@ char const* const kHintHome = nullptr;
 char const* const kHintFile = nullptr;
 char const* const kHintRestore = nullptr;
 char const* const kHintPin = nullptr;
+char const* const kHintToken = nullptr;
 
 } // namespace tvkstore

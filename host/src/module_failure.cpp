@@ -43,9 +43,13 @@ std::array const kSystemCodes{
     SystemCode{0x8009001A, "key container damaged", ExitCode::damaged, kHintRestore,
                "the pszContainer key container was found but is corrupt."},
     SystemCode{0x80090022, "nobody can be asked for the PIN", ExitCode::refused, kHintPin, nullptr},
+    SystemCode{0x8010000A, "the token doesn't answer", ExitCode::failed, kHintToken, nullptr},
+    SystemCode{0x80100013, "the token's module broke down", ExitCode::failed, kHintToken, nullptr},
+    SystemCode{0x80100069, "the token isn't there", ExitCode::failed, nullptr, nullptr},
     SystemCode{0x8010006B, "wrong PIN", ExitCode::refused, kHintPin, nullptr},
     SystemCode{0x8010006C, "PIN blocked", ExitCode::refused, nullptr, nullptr},
     SystemCode{0x8010006E, "cancelled", ExitCode::refused, nullptr, nullptr},
+    SystemCode{0x8010006F, "no PIN was given to the token", ExitCode::refused, kHintPin, nullptr},
 };
 
 // The module's code for an operation that the user cancelled, which comes without a system code.

@@ -6,7 +6,8 @@
 
 namespace wincrypt {
 
-// Opens the container that the reference names; never makes one. Errors: those of CryptAcquireContextA.
-std::shared_ptr<ProviderContext> openReferenced(KeyReference const& reference);
+// Opens the container that the reference names, silently where the reference or CRYPT_SILENT in `flags` says
+// so; never makes one. Errors: those of CryptAcquireContextA.
+std::shared_ptr<ProviderContext> openReferenced(KeyReference const& reference, DWORD flags = 0);
 
 } // namespace wincrypt

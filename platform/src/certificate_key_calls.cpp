@@ -5,10 +5,10 @@
 
 namespace wincrypt {
 
-std::shared_ptr<ProviderContext> openReferenced(KeyReference const& reference) {
+std::shared_ptr<ProviderContext> openReferenced(KeyReference const& reference, DWORD flags) {
     // The reference's flags tell more than how to open: whether the property is to be cached, for one.
     return openContext(reference.provider.c_str(), reference.type, reference.container,
-                       reference.flags & (CRYPT_MACHINE_KEYSET | CRYPT_SILENT));
+                       (reference.flags & (CRYPT_MACHINE_KEYSET | CRYPT_SILENT)) | flags);
 }
 
 } // namespace wincrypt
@@ -28,7 +28,8 @@ BOOL WINAPI CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dwFlag
         if (!properties.keyInfo)
             fail(CRYPT_E_NO_KEY_PROPERTY);
         KeyReference const reference = readKeyReference(*properties.keyInfo);
-        auto opened = openReferenced(reference);
+        static_assert(CRYPT_ACQUIRE_SILENT_FLAG == CRYPT_SILENT);
+        auto opened = openReferenced(reference, dwFlags & CRYPT_SILENT);
         if ((dwFlags & CRYPT_ACQUIRE_COMPARE_KEY_FLAG) != 0 &&
             !equal(opened->requireKey(reference.keySpec)->publicKey().encoding(),
                    context.fields().publicKey.key.bits))

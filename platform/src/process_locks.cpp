@@ -12,6 +12,7 @@
 #include <new>
 #include <pthread.h>
 #include <sched.h>
+#include <utility>
 
 namespace wincrypt {
 namespace {
@@ -89,6 +90,7 @@ void afterForkInChild() {
         ownCount().store(1);
         carriedOver = true;
     }
+    dropTokenWorkersInChild();
     afterFork();
 }
 
@@ -103,6 +105,17 @@ void atEnd() {
         closeConnectionsAtExit();
     forking.store(false);
     forkLock.unlock();
+}
+
+void begin() {
+    std::atomic<int>& count = ownCount();
+    for (;;) {
+        count.fetch_add(1);
+        if (!forking.load())
+            break;
+        count.fetch_sub(1);
+        std::lock_guard const untilForked(forkLock);
+    }
 }
 
 constinit std::atomic<bool> prepared{false};
@@ -138,20 +151,24 @@ Lease::Lease() {
     }
     if (!prepared.load(std::memory_order_acquire))
         prepareProcess();
-    std::atomic<int>& count = ownCount();
-    for (;;) {
-        count.fetch_add(1);
-        if (!forking.load())
-            break;
-        count.fetch_sub(1);
-        std::lock_guard const untilForked(forkLock);
-    }
+    begin();
     depth = 1;
 }
 
 Lease::~Lease() {
     if (--depth == 0)
         ownCount().fetch_sub(1, std::memory_order_release);
+}
+
+LeaseBreak::LeaseBreak() noexcept : depth_(depth) {
+    if (std::exchange(depth, 0) > 0)
+        ownCount().fetch_sub(1, std::memory_order_release);
+}
+
+LeaseBreak::~LeaseBreak() {
+    if (depth_ > 0)
+        begin();
+    depth = depth_;
 }
 
 } // namespace wincrypt

@@ -17,6 +17,7 @@ enum class ProcessLock : std::size_t {
     keyContexts,
     memoryStores,
     bundle,
+    tokens,
     handles, // the first of handleShards locks
 };
 
@@ -34,6 +35,23 @@ public:
     Lease(Lease const&) = delete;
     Lease& operator=(Lease const&) = delete;
 };
+
+// Ends this thread's lease while it waits for something outside the process, which may take any time, and
+// asks for it again. No process lock and nothing of the database is held over it.
+class LeaseBreak {
+public:
+    LeaseBreak() noexcept;
+    ~LeaseBreak();
+    LeaseBreak(LeaseBreak const&) = delete;
+    LeaseBreak& operator=(LeaseBreak const&) = delete;
+
+private:
+    int depth_;
+};
+
+// Lets go of the connections to token workers, which stay the parent's. Runs in the child of a fork with all
+// process locks held.
+void dropTokenWorkersInChild() noexcept;
 
 // Closes every idle database connection without a checkpoint: a connection must not be carried across a fork.
 // Runs with all leases ended and all process locks held.

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,9 @@ public:
     virtual void setCertificate(DWORD slot, ByteView encoding) = 0; // error: NTE_NO_KEY for an empty slot
 };
 
+// Whether a person may be asked for a PIN on behalf of a provider handle.
+enum class Asking { allowed, silent };
+
 class Provider {
 public:
     virtual ~Provider() = default;
@@ -50,21 +54,27 @@ public:
     virtual DWORD implementation() const = 0; // CRYPT_IMPL_SOFTWARE or CRYPT_IMPL_HARDWARE
 
     // An empty name is the default container.
-    virtual std::shared_ptr<Container> open(Scope scope, std::string const& name) = 0;   // NTE_BAD_KEYSET
-    virtual std::shared_ptr<Container> create(Scope scope, std::string const& name) = 0; // NTE_EXISTS
-    virtual void remove(Scope scope, std::string const& name) = 0;                       // NTE_BAD_KEYSET
+    // Errors: NTE_BAD_KEYSET, NTE_EXISTS for create, NTE_KEYSET_NOT_DEF for a token without a default
+    // container.
+    virtual std::shared_ptr<Container> open(Scope scope, std::string const& name, Asking asking) = 0;
+    virtual std::shared_ptr<Container> create(Scope scope, std::string const& name, Asking asking) = 0;
+    virtual void remove(Scope scope, std::string const& name, Asking asking) = 0;
     virtual std::shared_ptr<Container> temporary() = 0; // holds its keys only while it lives
 
     // The first container name behind this one; nothing at the end.
-    virtual std::optional<std::string> containerAfter(Scope scope, std::string const& name) = 0;
-    virtual std::size_t longestContainerName(Scope scope) = 0; // octets
+    virtual std::optional<std::string> containerAfter(Scope scope, std::string const& name,
+                                                      Asking asking) = 0;
+    virtual std::size_t longestContainerName(Scope scope, Asking asking) = 0; // octets
+
+    virtual void fillRandom(std::span<std::uint8_t> octets) = 0;
 };
 
-// All providers, the software one first. Never waits for a device.
+// All providers, the software one first. Tokens are waited for no longer than their discovery may take.
 std::vector<std::shared_ptr<Provider>> allProviders();
 
-// Null or empty: the first. Errors: NTE_KEYSET_NOT_DEF for an unknown name, NTE_BAD_PROV_TYPE,
-// NTE_PROV_TYPE_NOT_DEF and NTE_PROV_TYPE_NO_MATCH for the type.
+// Null or empty: the first. Another name than the software provider's may be a token's name or its URI.
+// Errors: NTE_KEYSET_NOT_DEF for an unknown name, NTE_BAD_PROV_TYPE, NTE_PROV_TYPE_NOT_DEF and
+// NTE_PROV_TYPE_NO_MATCH for the type.
 std::shared_ptr<Provider> findProvider(char const* name, DWORD type);
 
 inline bool isSlot(DWORD specification) noexcept {

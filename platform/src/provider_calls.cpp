@@ -2,10 +2,7 @@
 #include "boundary.h"
 #include "provider_objects.h"
 
-#include <openssl/rand.h>
-
 #include <algorithm>
-#include <limits>
 
 using namespace wincrypt;
 
@@ -50,20 +47,25 @@ namespace {
 DWORD enumerateContainers(ProviderContext& context, BYTE* buffer, DWORD* length, DWORD flags) {
     if ((flags & ~DWORD{CRYPT_FIRST | CRYPT_NEXT}) != 0)
         return errorValue(NTE_BAD_FLAGS);
-    std::lock_guard const lock(context.enumerationLock);
-    if (flags == CRYPT_FIRST)
-        context.enumerated.reset();
-    auto const next = context.provider->containerAfter(context.scope, context.enumerated.value_or(""));
+    std::string former;
+    if (std::lock_guard const lock(context.enumerationLock); flags != CRYPT_FIRST)
+        former = context.enumerated.value_or("");
+    auto const next = context.provider->containerAfter(context.scope, former, context.asking);
+    bool const fits = next && buffer != nullptr && *length > next->size();
+    {
+        std::lock_guard const lock(context.enumerationLock);
+        context.enumerated = fits ? *next : former;
+    }
     if (!next)
         return ERROR_NO_MORE_ITEMS;
     // A size is room enough for every name, and a name given leaves it alone: one buffer serves the whole
     // walk.
-    if (buffer == nullptr || *length <= next->size()) {
-        *length = lengthOf(std::max(context.provider->longestContainerName(context.scope), next->size()) + 1);
+    if (!fits) {
+        std::size_t const longest = context.provider->longestContainerName(context.scope, context.asking);
+        *length = lengthOf(std::max(longest, next->size()) + 1);
         return buffer == nullptr ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_MORE_DATA};
     }
     std::memcpy(buffer, next->c_str(), next->size() + 1);
-    context.enumerated = next;
     return ERROR_SUCCESS;
 }
 
@@ -100,17 +102,9 @@ BOOL WINAPI CryptGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWO
 
 BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer) {
     return boundary([&] {
-        objectOf<ProviderContext>(hProv);
+        auto const context = objectOf<ProviderContext>(hProv);
         if (pbBuffer == nullptr && dwLen != 0)
             fail(ERROR_INVALID_PARAMETER);
-        ErrorQueueGuard const errors;
-        constexpr DWORD longest = std::numeric_limits<int>::max();
-        while (dwLen != 0) {
-            DWORD const part = std::min(dwLen, longest);
-            if (RAND_bytes(pbBuffer, static_cast<int>(part)) != 1)
-                fail(NTE_FAIL);
-            pbBuffer += part;
-            dwLen -= part;
-        }
+        context->provider->fillRandom({pbBuffer, dwLen});
     });
 }

@@ -1,29 +1,32 @@
 #include "provider.h"
 #include "software_provider.h"
+#include "token_provider.h"
 
 namespace wincrypt {
 
-std::vector<std::shared_ptr<Provider>> allProviders() { return {softwareProvider()}; }
+std::vector<std::shared_ptr<Provider>> allProviders() {
+    std::vector<std::shared_ptr<Provider>> all = {softwareProvider()};
+    for (NamedToken& token : knownTokens())
+        all.push_back(tokenProvider(std::move(token)));
+    return all;
+}
 
 std::shared_ptr<Provider> findProvider(char const* name, DWORD type) {
     constexpr DWORD highestType = 999;
     if (type == 0 || type > highestType)
         fail(NTE_BAD_PROV_TYPE);
-    std::vector<std::shared_ptr<Provider>> const providers = allProviders();
-    if (name == nullptr || *name == '\0') {
-        for (auto const& provider : providers)
-            if (provider->type() == type)
-                return provider;
-        fail(NTE_PROV_TYPE_NOT_DEF);
+    std::shared_ptr<Provider> provider = softwareProvider();
+    bool const isFirst = name == nullptr || *name == '\0';
+    if (!isFirst && provider->name() != name) {
+        // Nothing that names the software provider waits for a token.
+        auto token = findToken(name);
+        if (!token)
+            fail(NTE_KEYSET_NOT_DEF);
+        provider = tokenProvider(std::move(*token));
     }
-    for (auto const& provider : providers) {
-        if (provider->name() != name)
-            continue;
-        if (provider->type() != type)
-            fail(NTE_PROV_TYPE_NO_MATCH);
-        return provider;
-    }
-    fail(NTE_KEYSET_NOT_DEF);
+    if (provider->type() != type)
+        fail(isFirst ? NTE_PROV_TYPE_NOT_DEF : NTE_PROV_TYPE_NO_MATCH);
+    return provider;
 }
 
 } // namespace wincrypt

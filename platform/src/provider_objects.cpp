@@ -105,14 +105,15 @@ std::shared_ptr<ProviderContext> openContext(char const* providerName, DWORD typ
         fail(NTE_BAD_KEYSET_PARAM);
     std::shared_ptr<Provider> const provider = findProvider(providerName, type);
     Scope const scope = (flags & CRYPT_MACHINE_KEYSET) != 0 ? Scope::machine : Scope::user;
+    Asking const asking = (flags & CRYPT_SILENT) != 0 ? Asking::silent : Asking::allowed;
     if (removing) {
-        provider->remove(scope, container);
+        provider->remove(scope, container, asking);
         return nullptr;
     }
     auto opened = temporary ? provider->temporary()
-                  : fresh   ? provider->create(scope, container)
-                            : provider->open(scope, container);
-    return std::make_shared<ProviderContext>(provider, std::move(opened), scope);
+                  : fresh   ? provider->create(scope, container, asking)
+                            : provider->open(scope, container, asking);
+    return std::make_shared<ProviderContext>(provider, std::move(opened), scope, asking);
 }
 
 void releaseContext(HCRYPTPROV handle) { takeObject<ProviderContext>(handle)->releaseChildren(); }

@@ -16,8 +16,9 @@ public:
     static constexpr HandleKind handleKind = HandleKind::provider;
 
     ProviderContext(std::shared_ptr<Provider> ofProvider, std::shared_ptr<Container> ofContainer,
-                    Scope ofScope)
-        : provider(std::move(ofProvider)), container(std::move(ofContainer)), scope(ofScope) {}
+                    Scope ofScope, Asking mayAsk)
+        : provider(std::move(ofProvider)), container(std::move(ofContainer)), scope(ofScope), asking(mayAsk) {
+    }
 
     // Keys and hashes end with the context. Nothing is adopted by a context that was released meanwhile.
     template <class Object>
@@ -38,8 +39,9 @@ public:
     std::shared_ptr<Provider> const provider;
     std::shared_ptr<Container> const container;
     Scope const scope;
+    Asking const asking;
 
-    std::mutex enumerationLock;
+    std::mutex enumerationLock;            // not held while a provider looks for a name
     std::optional<std::string> enumerated; // name given last by PP_ENUMCONTAINERS
 
 private:

@@ -171,6 +171,38 @@ Bytes RsaPublicKey::encrypt(ByteView data) const {
     return block;
 }
 
+LonePublicKey LonePublicKey::from(ByteView modulus, ByteView exponent) {
+    ErrorQueueGuard const errors;
+    constexpr std::size_t longest = maximumKeyBits / 8;
+    if (modulus.size() > longest || exponent.size() > longest)
+        fail(NTE_BAD_PUBLIC_KEY);
+    auto const read = [](ByteView octets) {
+        return BignumPtr(BN_bin2bn(octets.data(), static_cast<int>(octets.size()), nullptr));
+    };
+    BignumPtr const n = read(modulus);
+    BignumPtr const e = read(exponent);
+    if (!n || !e)
+        throw std::bad_alloc();
+    if (BN_num_bits(n.get()) < static_cast<int>(minimumKeyBits) || !BN_is_odd(n.get()) ||
+        !BN_is_odd(e.get()) || BN_is_one(e.get()))
+        fail(NTE_BAD_PUBLIC_KEY);
+    ParamBuilderPtr const builder(OSSL_PARAM_BLD_new());
+    bool good = builder && OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, n.get()) == 1 &&
+                OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_E, e.get()) == 1;
+    ParamsPtr const params(good ? OSSL_PARAM_BLD_to_param(builder.get()) : nullptr);
+    PkeyContextPtr const context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+    EVP_PKEY* made = nullptr;
+    good = params && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
+           EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, params.get()) == 1;
+    if (!good)
+        fail(NTE_BAD_PUBLIC_KEY);
+    PkeyPtr key(made);
+    SecureBytes const first = encodeInteger(n.get());
+    SecureBytes const second = encodeInteger(e.get());
+    RsaPublicKey publicKey(key.get(), derElement(tag::sequence, {first, second}));
+    return {std::move(key), std::move(publicKey)};
+}
+
 RsaPrivateKey::RsaPrivateKey(PkeyPtr key, SecureBytes encoding, Bytes publicEncoding)
     : key_(std::move(key)), encoding_(std::move(encoding)), public_(key_.get(), std::move(publicEncoding)) {}
 

@@ -29,6 +29,15 @@ private:
     DWORD bits_;
 };
 
+// A public key whose private half lies elsewhere.
+struct LonePublicKey {
+    PkeyPtr key;
+    RsaPublicKey publicKey;
+
+    // Error: NTE_BAD_PUBLIC_KEY for integers that are no key.
+    static LonePublicKey from(ByteView modulus, ByteView exponent);
+};
+
 class RsaPrivateKey {
 public:
     // From an RSAPrivateKey (A.1.2) whose values are checked against each other; primality isn't.

@@ -259,7 +259,8 @@ PCCERT_CONTEXT WINAPI CertCreateSelfSignCertificate(HCRYPTPROV_OR_NCRYPT_KEY_HAN
         });
         if (error != ERROR_SUCCESS && signer.isNew)
             static_cast<void>(outcome([&] {
-                signer.context->provider->remove(signer.context->scope, signer.context->container->name());
+                signer.context->provider->remove(signer.context->scope, signer.context->container->name(),
+                                                 signer.context->asking);
             }));
         return error;
     });

@@ -7,8 +7,12 @@
 #include "login_name.h"
 #include "software_key.h"
 
+#include <openssl/rand.h>
+
+#include <algorithm>
 #include <atomic>
 #include <iterator>
+#include <limits>
 
 namespace wincrypt {
 namespace {
@@ -151,33 +155,37 @@ public:
     DWORD type() const override { return PROV_RSA_FULL; }
     DWORD implementation() const override { return CRYPT_IMPL_SOFTWARE; }
 
-    std::shared_ptr<Container> open(Scope scope, std::string const& name) override {
+    std::shared_ptr<Container> open(Scope scope, std::string const& name, Asking) override {
         auto container = containerOf(scope, name);
         if (!isDefault(name) && !container->load())
             fail(NTE_BAD_KEYSET);
         return container;
     }
 
-    std::shared_ptr<Container> create(Scope scope, std::string const& name) override {
+    std::shared_ptr<Container> create(Scope scope, std::string const& name, Asking) override {
         if (isDefault(name))
             fail(NTE_EXISTS);
         storeContainer(*Database::of(scope), name);
         return containerOf(scope, name);
     }
 
-    void remove(Scope scope, std::string const& name) override {
+    void remove(Scope scope, std::string const& name, Asking) override {
         bool const found = removeContainer(*Database::of(scope), name.empty() ? loginName() : name);
         if (!found && !isDefault(name))
             fail(NTE_BAD_KEYSET);
     }
 
-    std::shared_ptr<Container> temporary() override { return std::make_shared<TemporaryContainer>(); }
+    std::shared_ptr<Container> temporary() override { return temporaryContainer(); }
 
-    std::optional<std::string> containerAfter(Scope scope, std::string const& name) override {
+    std::optional<std::string> containerAfter(Scope scope, std::string const& name, Asking) override {
         return storedContainerAfter(*Database::of(scope), name);
     }
 
-    std::size_t longestContainerName(Scope scope) override { return longestStoredName(*Database::of(scope)); }
+    std::size_t longestContainerName(Scope scope, Asking) override {
+        return longestStoredName(*Database::of(scope));
+    }
+
+    void fillRandom(std::span<std::uint8_t> octets) override { fillWithRandom(octets); }
 
 private:
     static bool isDefault(std::string const& name) { return name.empty() || name == loginName(); }
@@ -196,6 +204,19 @@ std::shared_ptr<Provider> softwareProvider() {
     // Never destroyed: a thread may still be signing while the process ends.
     static auto const* const provider = new std::shared_ptr<Provider>(std::make_shared<SoftwareProvider>());
     return *provider;
+}
+
+std::shared_ptr<Container> temporaryContainer() { return std::make_shared<TemporaryContainer>(); }
+
+void fillWithRandom(std::span<std::uint8_t> octets) {
+    ErrorQueueGuard const errors;
+    constexpr std::size_t longest = std::numeric_limits<int>::max();
+    while (!octets.empty()) {
+        std::size_t const part = std::min(octets.size(), longest);
+        if (RAND_bytes(octets.data(), static_cast<int>(part)) != 1)
+            fail(NTE_FAIL);
+        octets = octets.subspan(part);
+    }
 }
 
 } // namespace wincrypt
