@@ -37,7 +37,11 @@ endif()
 
 # The module is loaded by name at run time and linked by nobody.
 if(TARGET tvkbridge)
-    install(TARGETS tvkbridge LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+    if(WIN32)
+        install(TARGETS tvkbridge LIBRARY DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    else()
+        install(TARGETS tvkbridge LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+    endif()
 endif()
 foreach(program IN ITEMS tvkstore wincryptctl)
     if(TARGET ${program})

@@ -18,6 +18,8 @@ constexpr auto kFailed = static_cast<std::size_t>(-1);
 
 #if defined(_WIN32)
 // That platform's conversions follow the process's locale.
+static_assert(sizeof(wchar_t) == 2, "the wide texts of properties");
+
 class Utf8Thread {};
 #else
 // Gives the thread a UTF-8 locale while it lives.
