@@ -17,9 +17,9 @@ namespace {
 constexpr auto kFailed = static_cast<std::size_t>(-1);
 
 #if defined(_WIN32)
-// That platform's conversions follow the process's locale.
-static_assert(sizeof(wchar_t) == 2, "the wide texts of properties");
+static_assert(sizeof(wchar_t) == 2, "the width of that platform's texts");
 
+// That platform's conversions follow the process's locale.
 class Utf8Thread {};
 #else
 // Gives the thread a UTF-8 locale while it lives.
