@@ -33,7 +33,7 @@ std::string hexadecimal(ByteView octets) {
 }
 
 std::string containerOf(ByteView label, ByteView id) {
-    std::string const name(label.begin(), label.end());
+    std::string name(label.begin(), label.end());
     if (!name.empty() && isUtf8(name) && name.find('\0') == std::string::npos)
         return name;
     return id.empty() ? "unnamed" : hexadecimal(id);
@@ -203,6 +203,7 @@ TokenKeys Pkcs11Token::visibleKeys() {
     TokenKeys found;
     auto const publicKeys = find(CKO_PUBLIC_KEY, {}, true);
     std::vector<TokenKeyRecord> publicRecords;
+    publicRecords.reserve(publicKeys.size());
     for (CK_OBJECT_HANDLE const key : publicKeys)
         publicRecords.push_back(record(key, CKA_ENCRYPT, CKA_VERIFY));
     for (CK_OBJECT_HANDLE const key : find(CKO_PRIVATE_KEY, {}, true)) {
