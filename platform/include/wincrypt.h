@@ -332,6 +332,15 @@ typedef struct _CRYPT_PKCS8_IMPORT_PARAMS {
 // NTE_BAD_FLAGS, NTE_BAD_KEYSET_PARAM a name that isn't UTF-8, and those of the database
 // (ERROR_ACCESS_DENIED, ERROR_FILE_CORRUPT, ERROR_REVISION_MISMATCH, ERROR_PATH_NOT_FOUND, ERROR_BUSY,
 // ERROR_DISK_FULL).
+//
+// The provider may be a token, by its name or by a URI (RFC 7512). Its containers are the labels of its RSA
+// keys, and the default one is that of the first key in the order of identifiers; without a key it has none
+// (NTE_KEYSET_NOT_DEF). Calls on its containers and keys may need a PIN, for which nobody is asked under
+// CRYPT_SILENT, and have more errors: SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED, SCARD_W_CANCELLED_BY_USER,
+// NTE_SILENT_CONTEXT, SCARD_W_CARD_NOT_AUTHENTICATED no PIN or its last try; SCARD_W_REMOVED_CARD,
+// SCARD_E_TIMEOUT no answer in time, SCARD_F_COMM_ERROR the module broke down, NTE_PROVIDER_DLL_FAIL it can't
+// be started, SCARD_E_SHARING_VIOLATION no session left, NTE_TOKEN_KEYSET_STORAGE_FULL, NTE_NOT_SUPPORTED,
+// NTE_PERM, NTE_FAIL. The next call starts afresh.
 WINCRYPT_API BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR szProvider,
                                               DWORD dwProvType, DWORD dwFlags);
 
@@ -357,7 +366,8 @@ WINCRYPT_API BOOL WINAPI CryptGetUserKey(HCRYPTPROV hProv, DWORD dwKeySpec, HCRY
 
 // Makes an RSA key pair in the container, in place of the one that the slot may hold. Algid is
 // AT_KEYEXCHANGE, AT_SIGNATURE, CALG_RSA_KEYX or CALG_RSA_SIGN; the upper half of dwFlags is the length in
-// bits (0: 2048; a multiple of 8 from 512 to 16384), the lower half CRYPT_EXPORTABLE or 0. Errors:
+// bits (0: 2048; a multiple of 8 from 512 to 16384), the lower half CRYPT_EXPORTABLE or 0; a token that makes
+// only keys that stay makes one of these. Errors:
 // NTE_BAD_ALGID, NTE_BAD_FLAGS.
 WINCRYPT_API BOOL WINAPI CryptGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY* phKey);
 WINCRYPT_API BOOL WINAPI CryptDestroyKey(HCRYPTKEY hKey);
@@ -369,7 +379,7 @@ WINCRYPT_API BOOL WINAPI CryptGetKeyParam(HCRYPTKEY hKey, DWORD dwParam, BYTE* p
                                           DWORD dwFlags);
 WINCRYPT_API BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, BYTE const* pbData, DWORD dwFlags);
 
-// Fills pbBuffer with dwLen random bytes.
+// Fills pbBuffer with dwLen random bytes; a token's are combined with libcrypto's.
 WINCRYPT_API BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer);
 
 // ---- Hashes, signatures, encryption ----

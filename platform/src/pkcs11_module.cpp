@@ -134,21 +134,26 @@ std::vector<CK_OBJECT_HANDLE> findObjects(Pkcs11Module& module, CK_SESSION_HANDL
 
 std::optional<SecureBytes> attribute(Pkcs11Module& module, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                                      CK_ATTRIBUTE_TYPE type) {
-    CK_ATTRIBUTE wanted{type, nullptr, 0};
-    SecureBytes value;
-    for (bool filled : {false, true}) {
-        CK_RV const result = module->C_GetAttributeValue(session, object, &wanted, 1);
-        if (result == CKR_ATTRIBUTE_SENSITIVE || result == CKR_ATTRIBUTE_TYPE_INVALID)
-            return std::nullopt;
-        check(result, "C_GetAttributeValue");
+    constexpr std::size_t usualSize = 512;
+    SecureBytes value(usualSize);
+    CK_ATTRIBUTE wanted{type, value.data(), value.size()};
+    CK_RV result = module->C_GetAttributeValue(session, object, &wanted, 1);
+    if (result == CKR_BUFFER_TOO_SMALL) {
+        wanted = {type, nullptr, 0};
+        check(module->C_GetAttributeValue(session, object, &wanted, 1), "C_GetAttributeValue");
         constexpr CK_ULONG longest = 1u << 24;
-        if (wanted.ulValueLen == CK_UNAVAILABLE_INFORMATION || wanted.ulValueLen > longest)
+        if (wanted.ulValueLen > longest) // or CK_UNAVAILABLE_INFORMATION
             return std::nullopt;
         value.resize(wanted.ulValueLen);
         wanted.pValue = value.data();
-        if (filled || value.empty())
-            break;
+        result = module->C_GetAttributeValue(session, object, &wanted, 1);
     }
+    if (result == CKR_ATTRIBUTE_SENSITIVE || result == CKR_ATTRIBUTE_TYPE_INVALID)
+        return std::nullopt;
+    check(result, "C_GetAttributeValue");
+    if (wanted.ulValueLen > value.size())
+        return std::nullopt;
+    value.resize(wanted.ulValueLen);
     return value;
 }
 

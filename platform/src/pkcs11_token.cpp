@@ -33,7 +33,7 @@ std::string hexadecimal(ByteView octets) {
 }
 
 std::string containerOf(ByteView label, ByteView id) {
-    std::string const name(label.begin(), label.end());
+    std::string name(label.begin(), label.end());
     if (!name.empty() && isUtf8(name) && name.find('\0') == std::string::npos)
         return name;
     return id.empty() ? "unnamed" : hexadecimal(id);
@@ -161,16 +161,17 @@ void Pkcs11Token::login(bool byPerson, ByteView pin) {
 
 // --- Objects ---
 
-std::vector<CK_OBJECT_HANDLE> Pkcs11Token::find(CK_OBJECT_CLASS kind, ByteView id, bool any) {
-    AttributeTemplate wanted;
-    wanted.add(CKA_CLASS, kind);
+std::vector<CK_OBJECT_HANDLE> Pkcs11Token::find(CK_OBJECT_CLASS kind, std::optional<CK_ATTRIBUTE_TYPE> by,
+                                                ByteView wanted) {
+    AttributeTemplate all;
+    all.add(CKA_CLASS, kind);
     if (kind == CKO_CERTIFICATE)
-        wanted.add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509});
+        all.add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509});
     else
-        wanted.add(CKA_KEY_TYPE, CK_ULONG{CKK_RSA});
-    if (!any)
-        wanted.add(CKA_ID, id);
-    return findObjects(module_, *session_, std::move(wanted));
+        all.add(CKA_KEY_TYPE, CK_ULONG{CKK_RSA});
+    if (by)
+        all.add(*by, wanted);
+    return findObjects(module_, *session_, std::move(all));
 }
 
 std::optional<SecureBytes> Pkcs11Token::value(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
@@ -199,57 +200,77 @@ TokenKeyAccess Pkcs11Token::access(CK_OBJECT_HANDLE privateKey) {
                : TokenKeyAccess::stays;
 }
 
-TokenKeys Pkcs11Token::visibleKeys() {
+// A certificate that isn't an authority's shows that there is a key with its identifier.
+bool Pkcs11Token::hasCertificateWithoutKey(std::vector<TokenKeyRecord> const& keys) {
+    for (CK_OBJECT_HANDLE const certificate : findAll(CKO_CERTIFICATE)) {
+        auto const id = value(certificate, CKA_ID).value_or(SecureBytes{});
+        constexpr CK_ULONG authority = 2;
+        auto const category = value(certificate, CKA_CERTIFICATE_CATEGORY);
+        bool const isAuthority = category && category->size() == sizeof authority &&
+                                 std::memcmp(category->data(), &authority, sizeof authority) == 0;
+        if (!id.empty() && !isAuthority &&
+            std::none_of(keys.begin(), keys.end(), [&](auto const& key) { return equal(key.id, id); }))
+            return true;
+    }
+    return false;
+}
+
+// Before the login most tokens show no private keys: the public halves speak for them, though what one is
+// said to be for need not be what the private key may do. Afterwards a public key alone is somebody else's.
+TokenKeys Pkcs11Token::visibleKeys(std::vector<CK_OBJECT_HANDLE> const& publicKeys,
+                                   std::vector<CK_OBJECT_HANDLE> const& privateKeys) {
     TokenKeys found;
-    auto const publicKeys = find(CKO_PUBLIC_KEY, {}, true);
-    std::vector<TokenKeyRecord> publicRecords;
+    std::vector<TokenKeyRecord> halves;
+    halves.reserve(publicKeys.size());
     for (CK_OBJECT_HANDLE const key : publicKeys)
-        publicRecords.push_back(record(key, CKA_ENCRYPT, CKA_VERIFY));
-    for (CK_OBJECT_HANDLE const key : find(CKO_PRIVATE_KEY, {}, true)) {
+        halves.push_back(record(key, CKA_ENCRYPT, CKA_VERIFY));
+    for (CK_OBJECT_HANDLE const key : privateKeys) {
         TokenKeyRecord made = record(key, CKA_DECRYPT, CKA_SIGN);
         made.access = access(key);
-        for (TokenKeyRecord const& half : publicRecords)
+        for (TokenKeyRecord const& half : halves)
             if (half.id == made.id && !half.id.empty() &&
                 (made.modulus.empty() || half.modulus == made.modulus)) {
                 made.modulus = half.modulus;
                 made.exponent = half.exponent;
             }
+        if (made.exponent.empty() && !made.id.empty())
+            for (CK_OBJECT_HANDLE const half : findById(CKO_PUBLIC_KEY, made.id)) // under another label
+                made.exponent = integer(value(half, CKA_PUBLIC_EXPONENT));
         found.keys.push_back(std::move(made));
     }
-    auto const isKnown = [&](Bytes const& id) {
-        return std::any_of(found.keys.begin(), found.keys.end(),
-                           [&](auto const& key) { return key.id == id; });
-    };
-    // Before the login most tokens show no private keys: the public halves speak for them, though what one is
-    // said to be for need not be what the private key may do. Afterwards a public key alone is somebody
-    // else's.
-    if (needsLogin()) {
-        found.isWhole = false;
-        for (TokenKeyRecord& half : publicRecords)
-            if (!isKnown(half.id))
+    found.isWhole = !needsLogin();
+    if (!found.isWhole)
+        for (TokenKeyRecord& half : halves)
+            if (std::none_of(found.keys.begin(), found.keys.end(),
+                             [&](auto const& key) { return key.id == half.id; }))
                 found.keys.push_back(std::move(half));
-        found.mayHideMore = found.keys.empty();
-        constexpr CK_ULONG authority = 2;
-        for (CK_OBJECT_HANDLE const certificate : find(CKO_CERTIFICATE, {}, true)) {
-            auto const id = value(certificate, CKA_ID).value_or(SecureBytes{});
-            auto const category = value(certificate, CKA_CERTIFICATE_CATEGORY);
-            bool const isAuthority = category && category->size() == sizeof authority &&
-                                     std::memcmp(category->data(), &authority, sizeof authority) == 0;
-            if (!id.empty() && !isAuthority && !isKnown({id.begin(), id.end()}))
-                found.mayHideMore = true;
-        }
-    }
     std::erase_if(found.keys, [](TokenKeyRecord const& key) { return key.slot == 0; });
     std::stable_sort(found.keys.begin(), found.keys.end(),
                      [](auto const& a, auto const& b) { return a.id < b.id; });
     return found;
 }
 
-TokenKeys Pkcs11Token::listKeys(bool withLogin) {
+TokenKeys Pkcs11Token::visibleKeys(std::string const& container) {
+    TokenKeys found;
+    if (!container.empty()) {
+        found = visibleKeys(find(CKO_PUBLIC_KEY, CKA_LABEL, viewOf(container)),
+                            find(CKO_PRIVATE_KEY, CKA_LABEL, viewOf(container)));
+        if (!found.keys.empty())
+            return found;
+    }
+    // All keys, as a name may also stand for an identifier.
+    found = visibleKeys(findAll(CKO_PUBLIC_KEY), findAll(CKO_PRIVATE_KEY));
+    found.mayHideMore = !found.isWhole && (found.keys.empty() || hasCertificateWithoutKey(found.keys));
+    if (!container.empty())
+        std::erase_if(found.keys, [&](TokenKeyRecord const& key) { return key.container != container; });
+    return found;
+}
+
+TokenKeys Pkcs11Token::listKeys(bool withLogin, std::string const& container) {
     return inSession([&] {
         if (withLogin)
             requireLogin();
-        return visibleKeys();
+        return visibleKeys(container);
     });
 }
 
@@ -258,7 +279,7 @@ Pkcs11Token::PrivateKey Pkcs11Token::privateKey(TokenKeyRecord const& key) {
     auto const known = privateKeys_.find(name);
     if (known != privateKeys_.end())
         return known->second;
-    for (CK_OBJECT_HANDLE const each : find(CKO_PRIVATE_KEY, key.id)) {
+    for (CK_OBJECT_HANDLE const each : findById(CKO_PRIVATE_KEY, key.id)) {
         Bytes const modulus = integer(value(each, CKA_MODULUS));
         if (!modulus.empty() && !key.modulus.empty() && modulus != key.modulus)
             continue;
@@ -410,7 +431,7 @@ std::vector<SecureBytes> Pkcs11Token::exportKey(TokenKeyRecord const& key) {
 std::vector<SecureBytes> Pkcs11Token::certificates(ByteView id) {
     return inSession([&] {
         std::vector<SecureBytes> encodings;
-        for (CK_OBJECT_HANDLE const each : find(CKO_CERTIFICATE, id))
+        for (CK_OBJECT_HANDLE const each : findById(CKO_CERTIFICATE, id))
             if (auto encoding = value(each, CKA_VALUE))
                 encodings.push_back(std::move(*encoding));
         return encodings;
@@ -420,7 +441,7 @@ std::vector<SecureBytes> Pkcs11Token::certificates(ByteView id) {
 void Pkcs11Token::setCertificate(NewCertificate const& certificate) {
     inSession([&] {
         requireLogin();
-        auto const former = find(CKO_CERTIFICATE, certificate.id);
+        auto const former = findById(CKO_CERTIFICATE, certificate.id);
         AttributeTemplate made;
         made.add(CKA_CLASS, CK_ULONG{CKO_CERTIFICATE}).add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509});
         made.add(CKA_TOKEN, true).add(CKA_PRIVATE, false).add(CKA_LABEL, viewOf(certificate.container));
@@ -442,17 +463,17 @@ void Pkcs11Token::destroy(CK_OBJECT_HANDLE object) {
 void Pkcs11Token::destroyKey(TokenKeyRecord const& key) {
     std::vector<CK_OBJECT_HANDLE> own;
     bool isShared = false;
-    for (CK_OBJECT_HANDLE const each : find(CKO_PRIVATE_KEY, key.id)) {
+    for (CK_OBJECT_HANDLE const each : findById(CKO_PRIVATE_KEY, key.id)) {
         if (integer(value(each, CKA_MODULUS)) == key.modulus || key.modulus.empty())
             own.push_back(each);
         else
             isShared = true;
     }
-    for (CK_OBJECT_HANDLE const each : find(CKO_PUBLIC_KEY, key.id))
+    for (CK_OBJECT_HANDLE const each : findById(CKO_PUBLIC_KEY, key.id))
         if (!isShared || integer(value(each, CKA_MODULUS)) == key.modulus)
             destroy(each);
     if (!isShared && !key.id.empty())
-        for (CK_OBJECT_HANDLE const each : find(CKO_CERTIFICATE, key.id))
+        for (CK_OBJECT_HANDLE const each : findById(CKO_CERTIFICATE, key.id))
             destroy(each);
     for (CK_OBJECT_HANDLE const each : own)
         destroy(each);
@@ -470,9 +491,7 @@ bool Pkcs11Token::removeContainer(std::string const& container) {
     return inSession([&] {
         requireLogin();
         bool found = false;
-        for (TokenKeyRecord const& key : visibleKeys().keys) {
-            if (key.container != container)
-                continue;
+        for (TokenKeyRecord const& key : visibleKeys(container).keys) {
             destroyKey(key);
             found = true;
         }

@@ -44,7 +44,7 @@ public:
     // Only a person may use the last try before the PIN is locked; error then SCARD_W_CARD_NOT_AUTHENTICATED.
     void login(bool byPerson, ByteView pin);
 
-    TokenKeys listKeys(bool withLogin);
+    TokenKeys listKeys(bool withLogin, std::string const& container); // an empty name: those of all
     SecureBytes sign(TokenKeyRecord const& key, ByteView value, KeyPin pin);
     SecureBytes decrypt(TokenKeyRecord const& key, ByteView block, KeyPin pin); // padding: NTE_BAD_DATA
     TokenKeyRecord generate(NewKey const& key, unsigned bits);
@@ -79,11 +79,19 @@ private:
     bool needsLogin();
     void requireLogin();
 
-    std::vector<CK_OBJECT_HANDLE> find(CK_OBJECT_CLASS kind, ByteView id, bool any = false);
+    std::vector<CK_OBJECT_HANDLE> find(CK_OBJECT_CLASS kind, std::optional<CK_ATTRIBUTE_TYPE> by,
+                                       ByteView wanted);
+    std::vector<CK_OBJECT_HANDLE> findAll(CK_OBJECT_CLASS kind) { return find(kind, std::nullopt, {}); }
+    std::vector<CK_OBJECT_HANDLE> findById(CK_OBJECT_CLASS kind, ByteView id) {
+        return find(kind, CKA_ID, id);
+    }
     std::optional<SecureBytes> value(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
     bool isTrue(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
     TokenKeyRecord record(CK_OBJECT_HANDLE key, CK_ATTRIBUTE_TYPE decrypts, CK_ATTRIBUTE_TYPE signs);
-    TokenKeys visibleKeys();
+    TokenKeys visibleKeys(std::string const& container);
+    TokenKeys visibleKeys(std::vector<CK_OBJECT_HANDLE> const& publicKeys,
+                          std::vector<CK_OBJECT_HANDLE> const& privateKeys);
+    bool hasCertificateWithoutKey(std::vector<TokenKeyRecord> const& keys);
     PrivateKey privateKey(TokenKeyRecord const& key);
     SecureBytes use(Use const& kind, TokenKeyRecord const& key, ByteView input, KeyPin pin);
     TokenKeyAccess access(CK_OBJECT_HANDLE privateKey);

@@ -28,6 +28,7 @@ namespace wincrypt {
 
 // The child of a fork forgets it, as a thread that isn't there may have been using it.
 struct TokenModule::Line {
+    std::shared_ptr<Line> former; // forgotten before this one
     std::mutex lock;
     std::condition_variable changed;
     bool taken = false;
@@ -319,6 +320,7 @@ void TokenModule::Turn::setPersonAsked(bool asked) noexcept {
 
 bool TokenModule::Turn::waitForAny(std::vector<Turn const*> const& turns, TokenClock::time_point deadline) {
     std::vector<pollfd> waited;
+    waited.reserve(turns.size());
     for (Turn const* turn : turns)
         waited.push_back({turn->line_->connection, POLLIN, 0});
     return waitUntilReady(waited, deadline);
@@ -329,6 +331,7 @@ bool TokenModule::Turn::hasAnswer() const { return line_->connection < 0 || hasE
 std::vector<std::shared_ptr<TokenModule>> registeredModules() {
     std::vector<std::shared_ptr<TokenModule>> found;
     auto const names = registeredNames();
+    found.reserve(names.size());
     std::lock_guard const lock(processLock(ProcessLock::tokens));
     for (std::string const& name : names) {
         auto& module = modules()[name];
@@ -347,9 +350,8 @@ void dropTokenWorkersInChild() noexcept {
             ::close(module->line_->connection);
         // Its lock may be held by a thread that isn't here, so it is never looked at again, and never
         // destroyed.
-        static auto* const forgotten = new std::vector<std::shared_ptr<TokenModule::Line>>;
-        forgotten->push_back(std::move(module->line_));
-        module->line_ = nullptr;
+        module->line_->former = std::move(module->forgotten_);
+        module->forgotten_ = std::move(module->line_);
     }
 }
 

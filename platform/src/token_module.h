@@ -27,6 +27,7 @@ private:
 
     std::string const name_;
     std::shared_ptr<Line> line_; // guarded by ProcessLock::tokens
+    std::shared_ptr<Line> forgotten_;
 
     friend void dropTokenWorkersInChild() noexcept;
 };

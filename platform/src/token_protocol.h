@@ -13,7 +13,7 @@ namespace wincrypt {
 
 enum class TokenOperation : std::uint32_t {
     describe,        // no token named -> tokens
-    listKeys,        // whether a login has to be there -> TokenKeys
+    listKeys,        // whether a login has to be there, container (empty: all) -> TokenKeys
     login,           // whether a person typed it, PIN (empty: the token asks at its own keypad)
     sign,            // key, value, PIN for the key (empty: none yet) -> signature
     decrypt,         // key, block, PIN for the key -> clear text

@@ -122,8 +122,9 @@ private:
 
 // --- What is on the token ---
 
-TokenKeys listKeys(Token& token, Asking asking, bool withLogin) {
-    TokenReply const reply = token.call(TokenOperation::listKeys, MessageWriter().word(withLogin), asking);
+TokenKeys listKeys(Token& token, std::string const& container, Asking asking, bool withLogin) {
+    TokenReply const reply =
+        token.call(TokenOperation::listKeys, MessageWriter().word(withLogin).text(container), asking);
     MessageReader in = reply.result();
     TokenKeys found;
     found.isWhole = in.word() != 0;
@@ -140,14 +141,14 @@ bool isOfPin(DWORD error) {
                        [&](HRESULT value) { return errorValue(value) == error; });
 }
 
-// All keys. Only the private halves tell what a key is for, so a login goes before the list where that takes
-// no person. A person is asked where something shows that there are keys behind the login; what everybody may
-// see is enough otherwise, and when the PIN isn't right.
-std::vector<TokenKeyRecord> keysOf(Token& token, Asking asking) {
-    TokenKeys found = listKeys(token, asking, false);
+// The keys of a container, or all of them for an empty name. Only the private halves tell what a key is for,
+// so a login goes before the list where that takes no person. A person is asked where something shows that
+// there are keys behind the login; what everybody may see is enough otherwise, and when the PIN isn't right.
+std::vector<TokenKeyRecord> keysOf(Token& token, std::string const& container, Asking asking) {
+    TokenKeys found = listKeys(token, container, asking, false);
     if (!found.isWhole && (found.mayHideMore || token.hasPinWithoutPerson())) {
         bool const hasEnough = !found.mayHideMore;
-        DWORD const error = outcome([&] { found = listKeys(token, asking, true); });
+        DWORD const error = outcome([&] { found = listKeys(token, container, asking, true); });
         if (error != ERROR_SUCCESS && !(hasEnough && isOfPin(error)))
             fail(error);
     }
@@ -216,18 +217,15 @@ private:
         auto known = place.load();
         if (known)
             return known;
-        bool isThere = false;
-        for (TokenKeyRecord& record : keysOf(*token_, asking_)) {
-            if (record.container != name_)
-                continue;
-            isThere = true;
+        auto keys = keysOf(*token_, name_, asking_);
+        for (TokenKeyRecord& record : keys) {
             if (record.slot == slot) {
                 known = made(std::move(record));
                 place.store(known);
                 return known;
             }
         }
-        if (!isThere && !token_->hasPending(name_))
+        if (keys.empty() && !token_->hasPending(name_))
             fail(NTE_BAD_KEYSET);
         return nullptr;
     }
@@ -263,7 +261,7 @@ private:
     // The former key of the slot goes when the new one is there.
     std::shared_ptr<Key> put(TokenOperation operation, DWORD slot, bool exportable, MessageWriter const& how,
                              std::chrono::milliseconds limit) {
-        auto const former = keysOf(*token_, asking_);
+        auto const former = keysOf(*token_, name_, asking_);
         TokenKeyRecord place;
         place.container = name_;
         place.id = newIdentifier();
@@ -275,7 +273,7 @@ private:
         keys_[placeOf(slot)].store(key);
         token_->removePending(name_);
         for (TokenKeyRecord const& each : former)
-            if (each.container == name_ && each.slot == slot)
+            if (each.slot == slot)
                 token_->call(TokenOperation::removeKey, withKey(each), asking_);
         return key;
     }
@@ -352,7 +350,7 @@ public:
 private:
     std::set<std::string> names(Asking asking) {
         std::set<std::string> all = token_->pending();
-        for (TokenKeyRecord const& key : keysOf(*token_, asking))
+        for (TokenKeyRecord const& key : keysOf(*token_, "", asking))
             all.insert(key.container);
         return all;
     }
@@ -362,11 +360,8 @@ private:
     std::optional<std::string> existing(std::string const& name, Asking asking) {
         if (!name.empty() && token_->hasPending(name))
             return name;
-        auto const keys = keysOf(*token_, asking);
-        auto const found = std::find_if(keys.begin(), keys.end(), [&](TokenKeyRecord const& key) {
-            return name.empty() || key.container == name;
-        });
-        return found != keys.end() ? std::optional(found->container) : std::nullopt;
+        auto const keys = keysOf(*token_, name, asking);
+        return !keys.empty() ? std::optional(keys.front().container) : std::nullopt;
     }
 
     std::shared_ptr<Token> const token_;

@@ -134,7 +134,8 @@ private:
         case TokenOperation::askAtTerminal:
             return;
         case TokenOperation::listKeys: {
-            TokenKeys const found = token.listKeys(in.word() != 0);
+            bool const withLogin = in.word() != 0;
+            TokenKeys const found = token.listKeys(withLogin, in.text());
             out.word(found.isWhole)
                 .word(found.mayHideMore)
                 .word(static_cast<std::uint32_t>(found.keys.size()));
