@@ -38,8 +38,13 @@ CryptoObject<PKCS12> decode(std::string_view bytes, OldCiphers const& ciphers) {
         PKCS12_free(file);
         throw std::bad_alloc();
     }
-    // It frees the file when it fails.
-    return CryptoObject<PKCS12>(d2i_PKCS12_bio(input.get(), &file));
+    // When it fails, it frees the file and takes the pointer back only if it came as far as decoding.
+    bool const decoded = d2i_PKCS12_bio(input.get(), &file) != nullptr;
+    CryptoObject<PKCS12> owner(file);
+    if (!decoded) {
+        owner.reset();
+    }
+    return owner;
 }
 
 // The check value tells whether a passphrase fits. No passphrase and an empty one differ.

@@ -134,7 +134,8 @@ TEST_F(StoreChangeTest, WhatCantBeDoneIsSaidOnceAndChangesNothing) {
         openssl pkcs8 -topk8 -in other -passout env:PW -out sealed
         openssl req -x509 -key other -subj /CN=New -out new
         openssl pkcs12 -export -inkey other -in new -passout env:PW -out p12
-        head -c 300 key >cut; head -c 500 /dev/urandom >random; : >empty; echo no >wrong)");
+        head -c 300 key >cut; : >empty; echo no >wrong
+        { printf '\060\003'; seq 99; } >noise; { printf '\102\250\037\057'; seq 99; } >overlong)");
     expectRun({"import", "=twin", "--label", "twin"}, 0);
     std::string const before = held() + run({"list"}).output;
     for (RefusalRow const& row : std::vector<RefusalRow>{
@@ -142,10 +143,12 @@ TEST_F(StoreChangeTest, WhatCantBeDoneIsSaidOnceAndChangesNothing) {
              {{"import", "=cert", "=twin", "--key", "=key"}, 2, "belongs to more than one"},
              {{"import", "=ec.cert", "--key", "=ec"}, 3, "holds a private key of kind EC"},
              {{"import", "=new", "--key", "=cut"}, 3, "cut: holds no private key"},
-             {{"import", "=new", "--key", "=random"}, 3, "random: holds no private key"},
+             {{"import", "=new", "--key", "=noise"}, 3, "noise: holds no private key"},
+             {{"import", "=new", "--key", "=overlong"}, 3, "overlong: holds no private key"},
              {{"import", "=new", "--key", "=empty"}, 3, "empty: holds no private key"},
              {{"import", "=new", "--key", "=new"}, 3, "new: holds no private key"},
-             {{"import", "=new", "=random"}, 3, "random: holds no certificate"},
+             {{"import", "=new", "=noise"}, 3, "noise: holds no certificate"},
+             {{"import", "=new", "=overlong"}, 3, "overlong: holds no certificate"},
              {{"import", "=empty"}, 3, "empty: holds no certificate"},
              {{"import", "=new", "=twin", "--label", "x"}, 2, "--label names one item"},
              {{"import", "=new", "--label", "\xFF"}, 2, "isn't UTF-8"},
