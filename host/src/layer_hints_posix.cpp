@@ -8,6 +8,7 @@ char const* const kHintFile =
 char const* const kHintRestore =
     "nothing was overwritten: restore what the layer's line above names from a backup";
 char const* const kHintPin = "docs/tokens.md tells where the PIN is taken from";
+char const* const kHintTokenUri = "the URI must fit one token: providers lists their labels";
 char const* const kHintToken = "docs/tokens.md tells what may be wrong with a token";
 
 } // namespace tvkstore

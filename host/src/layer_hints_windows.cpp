@@ -8,5 +8,6 @@ char const* const kHintFile = nullptr;
 char const* const kHintRestore = nullptr;
 char const* const kHintPin = nullptr;
 char const* const kHintToken = nullptr;
+char const* const kHintTokenUri = nullptr;
 
 } // namespace tvkstore

@@ -20,7 +20,12 @@ public:
     // wrote anything, known lines too.
     bool relay();
 
+    // What the layer wrote since the last time won't be shown.
+    void forget();
+
 private:
+    std::string read();
+
     int file_ = -1;
     off_t read_ = 0;
     std::set<std::string> told_;

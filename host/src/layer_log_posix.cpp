@@ -53,7 +53,7 @@ LayerLog::~LayerLog() {
     }
 }
 
-bool LayerLog::relay() {
+std::string LayerLog::read() {
     std::string text;
     std::array<char, 4096> part{};
     for (;;) {
@@ -64,6 +64,13 @@ bool LayerLog::relay() {
         text.append(part.data(), static_cast<std::size_t>(count));
         read_ += count;
     }
+    return text;
+}
+
+void LayerLog::forget() { read(); }
+
+bool LayerLog::relay() {
+    std::string const text = read();
     for (std::size_t begin = 0; begin < text.size();) {
         std::size_t const end = std::min(text.find('\n', begin), text.size() - 1) + 1;
         std::string const line = text.substr(begin, end - begin);

@@ -10,3 +10,5 @@ LayerLog::~LayerLog() = default;
 bool LayerLog::relay() { return false; }
 
 } // namespace tvkstore
+
+void LayerLog::forget() {}

@@ -44,6 +44,7 @@ std::array const kSystemCodes{
                "the pszContainer key container was found but is corrupt."},
     SystemCode{0x80090022, "nobody can be asked for the PIN", ExitCode::refused, kHintPin, nullptr},
     SystemCode{0x8010000A, "the token doesn't answer", ExitCode::failed, kHintToken, nullptr},
+    SystemCode{0x8010000C, "no such token", ExitCode::usage, kHintTokenUri, nullptr},
     SystemCode{0x80100013, "the token's module broke down", ExitCode::failed, kHintToken, nullptr},
     SystemCode{0x80100069, "the token isn't there", ExitCode::failed, nullptr, nullptr},
     SystemCode{0x8010006B, "wrong PIN", ExitCode::refused, kHintPin, nullptr},

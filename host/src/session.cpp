@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include "module_failure.h"
+#include "provider_name.h"
 
 #include <iostream>
 
@@ -33,7 +34,7 @@ TVKCAPIManager& Session::manager() {
 
 // The module takes any name and finds out late, or never, that there is no such provider.
 void Session::checkProvider() const {
-    if (options_.provider.empty()) {
+    if (options_.provider.empty() || isMatchedByLayer(options_.provider)) {
         return;
     }
     std::string listed;
@@ -48,7 +49,13 @@ void Session::checkProvider() const {
 }
 
 std::unique_ptr<TVKCspManager> Session::openStore(std::string const& name) {
+    bool const isFirst = manager_ == nullptr;
     TVKCAPIManager& root = manager();
+    // The module has looked for all providers, and what went wrong with others is no concern of a command
+    // that works with the default one.
+    if (isFirst && options_.provider.empty()) {
+        log_->forget();
+    }
     return attempt("can't open store " + name, [&] {
         return std::unique_ptr<TVKCspManager>(root.getCspManager(options_.provider.c_str(), storeKind(name)));
     });

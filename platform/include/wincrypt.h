@@ -333,14 +333,14 @@ typedef struct _CRYPT_PKCS8_IMPORT_PARAMS {
 // (ERROR_ACCESS_DENIED, ERROR_FILE_CORRUPT, ERROR_REVISION_MISMATCH, ERROR_PATH_NOT_FOUND, ERROR_BUSY,
 // ERROR_DISK_FULL).
 //
-// The provider may be a token, by its name or by a URI (RFC 7512). Its containers are the labels of its RSA
-// keys, and the default one is that of the first key in the order of identifiers; without a key it has none
-// (NTE_KEYSET_NOT_DEF). Calls on its containers and keys may need a PIN, for which nobody is asked under
-// CRYPT_SILENT, and have more errors: SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED, SCARD_W_CANCELLED_BY_USER,
-// NTE_SILENT_CONTEXT, SCARD_W_CARD_NOT_AUTHENTICATED no PIN or its last try; SCARD_W_REMOVED_CARD,
-// SCARD_E_TIMEOUT no answer in time, SCARD_F_COMM_ERROR the module broke down, NTE_PROVIDER_DLL_FAIL it can't
-// be started, SCARD_E_SHARING_VIOLATION no session left, NTE_TOKEN_KEYSET_STORAGE_FULL, NTE_NOT_SUPPORTED,
-// NTE_PERM, NTE_FAIL. The next call starts afresh.
+// The provider may be a token, by its name or by a URI (RFC 7512) that fits one token (SCARD_E_NO_SMARTCARD).
+// Its containers are the labels of its RSA keys, and the default one is that of the first key in the order of
+// identifiers; without a key it has none (NTE_KEYSET_NOT_DEF). Calls on its containers and keys may need a
+// PIN, for which nobody is asked under CRYPT_SILENT, and have more errors: SCARD_W_WRONG_CHV,
+// SCARD_W_CHV_BLOCKED, SCARD_W_CANCELLED_BY_USER, NTE_SILENT_CONTEXT, SCARD_W_CARD_NOT_AUTHENTICATED no PIN
+// or its last try; SCARD_W_REMOVED_CARD, SCARD_E_TIMEOUT no answer in time, SCARD_F_COMM_ERROR the module
+// broke down, NTE_PROVIDER_DLL_FAIL it can't be started, SCARD_E_SHARING_VIOLATION no session left,
+// NTE_TOKEN_KEYSET_STORAGE_FULL, NTE_NOT_SUPPORTED, NTE_PERM, NTE_FAIL. The next call starts afresh.
 WINCRYPT_API BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR szProvider,
                                               DWORD dwProvType, DWORD dwFlags);
 

@@ -1,6 +1,7 @@
 #include "provider.h"
 #include "software_provider.h"
 #include "token_provider.h"
+#include "token_uri.h"
 
 namespace wincrypt {
 
@@ -20,8 +21,9 @@ std::shared_ptr<Provider> findProvider(char const* name, DWORD type) {
     if (!isFirst && provider->name() != name) {
         // Nothing that names the software provider waits for a token.
         auto token = findToken(name);
+        // A name without a default container passes for a card without keys, which a mistyped URI isn't.
         if (!token)
-            fail(NTE_KEYSET_NOT_DEF);
+            fail(isTokenUri(name) ? SCARD_E_NO_SMARTCARD : NTE_KEYSET_NOT_DEF);
         provider = tokenProvider(std::move(*token));
     }
     if (provider->type() != type)

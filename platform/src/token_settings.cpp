@@ -10,7 +10,7 @@
 namespace wincrypt {
 namespace {
 
-std::chrono::milliseconds secondsIn(char const* variable, double otherwise) {
+std::chrono::milliseconds secondsIn(char const* variable, double otherwise, bool mayBeNone) {
     constexpr double least = 0.01;
     constexpr double most = 24 * 3600;
     double seconds = otherwise;
@@ -18,7 +18,8 @@ std::chrono::milliseconds secondsIn(char const* variable, double otherwise) {
         char const* const end = text + std::strlen(text);
         double given = 0;
         auto const [stopped, error] = std::from_chars(text, end, given);
-        if (error == std::errc() && stopped == end && given >= least && given <= most)
+        if (error == std::errc() && stopped == end && (given >= least || (mayBeNone && given == 0)) &&
+            given <= most)
             seconds = given;
         else
             logLine(variable, std::string(text) + " is no number of seconds; " +
@@ -29,8 +30,8 @@ std::chrono::milliseconds secondsIn(char const* variable, double otherwise) {
 
 } // namespace
 
-std::chrono::milliseconds discoveryLimit() { return secondsIn("WINCRYPT_TOKEN_DISCOVERY_TIMEOUT", 5); }
+std::chrono::milliseconds discoveryLimit() { return secondsIn("WINCRYPT_TOKEN_DISCOVERY_TIMEOUT", 5, true); }
 
-std::chrono::milliseconds callLimit() { return secondsIn("WINCRYPT_TOKEN_TIMEOUT", 30); }
+std::chrono::milliseconds callLimit() { return secondsIn("WINCRYPT_TOKEN_TIMEOUT", 30, false); }
 
 } // namespace wincrypt

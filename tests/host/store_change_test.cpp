@@ -15,16 +15,6 @@ protected:
     void SetUp() override {}
     void TearDown() override { profileIsReady(); }
 
-    // In the folder of the test's files, with the program as "$0".
-    test_support::ProgramResult script(std::string const& lines) {
-        return runInShell("set -e; cd " + work.path().string() + "; export PW=secret\n" + lines, {});
-    }
-
-    void expectScript(std::string const& lines) {
-        test_support::ProgramResult const result = script(lines);
-        ASSERT_EQ(result.exitCode, 0) << lines << result.output << result.error;
-    }
-
     // "cert" of the shared key "key", for "Bob".
     void makeBob() {
         auto const encoding =

@@ -70,3 +70,13 @@ void WorkFolderTest::expectRun(Words const& words, int exitCode, std::string con
     EXPECT_NE((result.output + result.error).find(message), std::string::npos)
         << result.output << result.error;
 }
+
+test_support::ProgramResult WorkFolderTest::script(std::string const& lines) {
+    return runInShell("set -e; cd " + work.path().string() + "; export PW=secret\n" + lines, {});
+}
+
+std::string WorkFolderTest::expectScript(std::string const& lines) {
+    test_support::ProgramResult const result = script(lines);
+    EXPECT_EQ(result.exitCode, 0) << lines << result.output << result.error;
+    return result.output;
+}

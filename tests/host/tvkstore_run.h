@@ -56,5 +56,9 @@ protected:
     // The message stands in what the program writes.
     void expectRun(Words const& words, int exitCode, std::string const& message = "");
 
+    // Lines for the shell in that folder, with the program as "$0".
+    test_support::ProgramResult script(std::string const& lines);
+    std::string expectScript(std::string const& lines); // what it writes, having succeeded
+
     test_support::ScratchDirectory work;
 };

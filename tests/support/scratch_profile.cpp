@@ -51,6 +51,6 @@ ScratchProfile::ScratchProfile()
       userVariable_("WINCRYPT_USER_HOME", userHome_.string()),
       machineVariable_("WINCRYPT_MACHINE_HOME", machineHome_.string()),
       noCredentials_("CREDENTIALS_DIRECTORY", std::nullopt),
-      noPinSource_("WINCRYPT_PIN_SOURCE", std::nullopt) {}
+      noPinSource_("WINCRYPT_PIN_SOURCE", std::nullopt), noTokens_("WINCRYPT_TOKEN_DISCOVERY_TIMEOUT", "0") {}
 
 } // namespace test_support

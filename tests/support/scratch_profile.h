@@ -23,7 +23,7 @@ private:
 };
 
 // A user and a machine that have stored nothing: both homes of the layer lie in a scratch directory, and what
-// could bring keys or PINs from outside is out of the environment.
+// could bring keys or PINs from outside is out of the environment. The machine's tokens are left alone.
 class ScratchProfile {
 public:
     ScratchProfile();
@@ -41,6 +41,7 @@ private:
     EnvironmentVariable machineVariable_;
     EnvironmentVariable noCredentials_;
     EnvironmentVariable noPinSource_;
+    EnvironmentVariable noTokens_;
 };
 
 } // namespace test_support

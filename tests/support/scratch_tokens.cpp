@@ -50,6 +50,7 @@ ScratchTokens::ScratchTokens(ScratchDirectory const& directory) : folder_(direct
         write("softhsm2.conf", "directories.tokendir = " + (folder_ / "tokens").string() +
                                    "\nobjectstore.backend = file\nlog.level = ERROR\n");
     write("pin", rightPin);
+    variables_.emplace_back("WINCRYPT_TOKEN_DISCOVERY_TIMEOUT", std::nullopt);
     variables_.emplace_back("XDG_CONFIG_HOME", folder_.string());
     variables_.emplace_back("FAULTY_TOKEN", folder_.string());
     variables_.emplace_back("SOFTHSM2_CONF", configuration.string());

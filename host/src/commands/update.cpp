@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "key_reference.h"
 #include "module_failure.h"
+#include "provider_name.h"
 #include "stored_items.h"
 
 #include <memory>
@@ -39,7 +40,10 @@ bool isLikelyTheMachines(StoredItem const& item, std::string const& store) {
 // elsewhere would be lost to it.
 bool staysReachable(TVKKRYKey const& key, TVKCspManager& store) {
     std::optional<KeyReference> const reference = readKeyReference(key);
-    return reference && reference->isExchangeKey && reference->provider == store.getCSPName().view();
+    TVKString const provider = store.getCSPName();
+    // Under a name that the layer matches the keys of one provider alone are shown.
+    return reference && reference->isExchangeKey &&
+           (reference->provider == provider.view() || isMatchedByLayer(provider.view()));
 }
 
 ExitCode update(Session& session, UpdateArguments& arguments) {
@@ -66,8 +70,10 @@ ExitCode update(Session& session, UpdateArguments& arguments) {
     if (changed == 0) {
         throw Failure(ExitCode::no, what + ": it is gone from store " + name);
     }
+    // Opened anew: what is open of a card doesn't follow its changes.
+    std::unique_ptr<TVKCspManager> const reopened = session.openStore();
     StoredItems const now = findItems(
-        session, *store, [&](CertificateView const& view) { return view.encoding == item.view.encoding; });
+        session, *reopened, [&](CertificateView const& view) { return view.encoding == item.view.encoding; });
     if (now.items.size() != 1 || now.items.front().view.name != arguments.label) {
         throw Failure(ExitCode::refused,
                       what +

@@ -1,0 +1,137 @@
+// Keys on a token, from the command line: what the program does with them, and what other programs see.
+#include "support/scratch_tokens.h"
+#include "tvkstore_run.h"
+
+#include <algorithm>
+
+namespace {
+
+class TokenStoryTest : public WorkFolderTest {
+protected:
+    TokenStoryTest() { tokens.setModule(tokens.softHsm); }
+    void SetUp() override {}
+    void TearDown() override { profileIsReady(); }
+
+    // The names of what is listed, those without a key in brackets.
+    std::string listed(Words words) {
+        words.insert(words.begin(), "list");
+        std::string names;
+        for (auto const& item : json(words))
+            names += (item["hasKey"] ? item["name"].get<std::string>()
+                                     : '[' + item["name"].get<std::string>() + ']') +
+                     ' ';
+        return names;
+    }
+
+    test_support::ScratchTokens tokens{work};
+    std::string const label = tokens.add();
+};
+
+TEST_F(TokenStoryTest, IsThatOfAnyOtherKey) {
+    for (std::string const& provider : {label, tokens.uriOf(label)}) {
+        SCOPED_TRACE(provider);
+        std::string const tvkstore = "$0 --provider '" + provider + "' ";
+        expectScript("s() { " + tvkstore + R"("$@"; }; rm -f *.*; echo the key is under the mat >letter
+            s create --label alice --subject CN=Alice --days 9
+            s sign --label alice --in letter --out by.token
+            $0 sign --label alice --in letter --out by.store
+            cmp by.token by.store
+            s verify --label alice --in letter --signature by.token
+            s export --label alice --out alice.pem
+            s export --label alice --public-key --out alice.pub
+            openssl dgst -sha1 -verify alice.pub -signature by.token letter
+            openssl verify -CAfile alice.pem alice.pem
+            s encrypt --cert alice.pem --in letter --out letter.enc
+            s decrypt --label alice --in letter.enc | cmp - letter
+            openssl pkeyutl -encrypt -certin -inkey alice.pem -in letter | s decrypt --label alice | cmp - letter)");
+        EXPECT_EQ(listed({"--provider", provider, "--keys"}), "alice ");
+        EXPECT_EQ(listed({}), "alice ");
+        for (auto const& [tool, option] :
+             {std::pair{"pkcs11-tool", "--list-objects"}, {"p11tool", "--list-all-certs"}}) {
+            std::string const objects = tokens.tool(label, {tool, option});
+            EXPECT_NE(objects.find("Certificate"), std::string::npos) << objects;
+            EXPECT_NE(objects.find("alice"), std::string::npos) << objects;
+        }
+        expectRun({"--provider", provider, "export", "--label", "alice", "--private-key"}, 4,
+                  "may not leave");
+        expectRun({"--provider", provider, "update", "--label", "alice", "--new-label", "Zoë"}, 0,
+                  "is now Zoë");
+        EXPECT_EQ(listed({"--provider", provider, "--keys"}), "Zoë ");
+        expectRun({"--provider", provider, "delete", "--label", "Zoë", "--force"}, 0, "and 1 private key");
+        EXPECT_EQ(listed({"--provider", provider}) + listed({}), "");
+        EXPECT_EQ(tokens.tool(label, {"pkcs11-tool", "--list-objects"}).find("alice"), std::string::npos);
+    }
+    expectRun({"--provider", "pkcs11:token=none", "list"}, 2, "no such token");
+    expectRun({"--provider", "none", "list"}, 2, label);
+}
+
+TEST_F(TokenStoryTest, ABrokenModuleIsToldToThoseWhoAskForTokens) {
+    tokens.setModule(tokens.faulty);
+    tokens.write("behaviour", "remove 1\n");
+    EXPECT_EQ(run({"list"}).error, "");
+    expectRun({"list"}, 0, "no certificates");
+    expectRun({"providers"}, 0, "token module scratch-");
+    expectRun({"--provider", label, "list"}, 2, "token module scratch-");
+}
+
+struct CardRow {
+    char const* why;
+    std::vector<Words> fill;
+    int listing; // exit codes
+    char const* listed;
+    int signing;
+    char const* message;
+};
+
+TEST_F(TokenStoryTest, OfACardThatAnotherProgramFilled) {
+    expectScript(
+        "openssl genpkey -quiet -algorithm RSA -out key; openssl req -x509 -key key -subj /CN=Bob -days 9 "
+        "-out cert");
+    auto const write = [&](std::string const& kind, char const* id, Words more = {}) {
+        Words words{"p11tool", "--write", "--load-" + kind, file(kind == "privkey" ? "key" : "cert"),
+                    "--id",    id,        "--label",        "card"};
+        words.insert(words.end(), more.begin(), more.end());
+        return words;
+    };
+    Words const exchange = write("privkey", "05", {"--mark-sign", "--mark-decrypt"});
+    Words const signature = write("privkey", "06", {"--mark-sign"});
+    for (CardRow const& row : std::vector<CardRow>{
+             {"no key", {}, 0, "", 1, "no certificate with a private key"},
+             {"an exchange key with its certificate",
+              {exchange, write("certificate", "05")},
+              0,
+              "Bob",
+              0,
+              ""},
+             {"a signature key alone", {signature, write("certificate", "06")}, 0, "Bob", 3, "578015"},
+             {"both keys with one label and certificate",
+              {exchange, signature, write("certificate", "05"), write("certificate", "06")},
+              0,
+              "Bob",
+              0,
+              ""},
+             {"one of the keys without its certificate",
+              {exchange, signature, write("certificate", "06")},
+              3,
+              "",
+              3,
+              "create certificate context fail"},
+         }) {
+        SCOPED_TRACE(row.why);
+        std::string const card = tokens.add();
+        for (Words const& words : row.fill)
+            tokens.tool(card, words);
+        auto const list = run({"--provider", card, "list", "--keys", "--json"});
+        EXPECT_EQ(list.exitCode, row.listing) << list.error;
+        std::size_t const place = list.output.find("CN=Bob");
+        EXPECT_EQ(place != std::string::npos, *row.listed != '\0') << list.output;
+        expectRun({"--provider", card, "sign", "--cert", "=cert", "--in", "=key", "--out", "=signature"},
+                  row.signing, row.message);
+        if (row.signing == 0)
+            expectScript(
+                "openssl x509 -in cert -noout -pubkey >pub; openssl dgst -sha1 -verify pub -signature "
+                "signature key; rm signature; $0 delete --all --force");
+    }
+}
+
+} // namespace
