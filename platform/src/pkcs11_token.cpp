@@ -348,9 +348,31 @@ SecureBytes Pkcs11Token::decrypt(TokenKeyRecord const& key, ByteView block, KeyP
 
 // --- Changes ---
 
+// The identifier is the new key's alone: what bears it before this try, or after the last one, is half a key.
+template <class Make>
+TokenKeyRecord Pkcs11Token::makeKey(NewKey const& key, Make make) {
+    auto const discard = [&] {
+        for (CK_OBJECT_CLASS const kind : {CKO_PUBLIC_KEY, CKO_PRIVATE_KEY})
+            for (CK_OBJECT_HANDLE const each : findById(kind, key.place.id))
+                destroy(each);
+    };
+    try {
+        return inSession([&] {
+            requireLogin();
+            discard();
+            return make();
+        });
+    } catch (Pkcs11Failure const&) {
+        try {
+            inSession(discard);
+        } catch (Pkcs11Failure const&) { // it stays under its label, by which it can be deleted
+        } catch (WantsPin const&) {}
+        throw;
+    }
+}
+
 TokenKeyRecord Pkcs11Token::generate(NewKey const& key, unsigned bits) {
-    return inSession([&] {
-        requireLogin();
+    return makeKey(key, [&] {
         CK_OBJECT_HANDLE publicKey = 0;
         CK_OBJECT_HANDLE privateKey = 0;
         makeAsWanted(key, [&](NewKey const& wanted) {
@@ -386,8 +408,7 @@ TokenKeyRecord Pkcs11Token::import(NewKey const& key, ByteView rsaPrivateKey) {
             octets = octets.subspan(1);
         integers.push_back(octets);
     }
-    return inSession([&] {
-        requireLogin();
+    return makeKey(key, [&] {
         CK_OBJECT_HANDLE privateKey = 0;
         makeAsWanted(key, [&](NewKey const& wanted) {
             AttributeTemplate part = privateTemplate(wanted);
@@ -400,10 +421,7 @@ TokenKeyRecord Pkcs11Token::import(NewKey const& key, ByteView rsaPrivateKey) {
         part.add(CKA_MODULUS, integers[0]).add(CKA_PUBLIC_EXPONENT, integers[1]);
         setKind(part, CKO_PUBLIC_KEY);
         CK_OBJECT_HANDLE publicKey = 0;
-        CK_RV const value = module_->C_CreateObject(*session_, part.data(), part.size(), &publicKey);
-        if (value != CKR_OK)
-            module_->C_DestroyObject(*session_, privateKey);
-        check(value, "C_CreateObject");
+        check(module_->C_CreateObject(*session_, part.data(), part.size(), &publicKey), "C_CreateObject");
         TokenKeyRecord made = key.place;
         made.modulus.assign(integers[0].begin(), integers[0].end());
         made.exponent.assign(integers[1].begin(), integers[1].end());

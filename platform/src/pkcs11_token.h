@@ -73,6 +73,8 @@ private:
 
     template <class Operation>
     auto inSession(Operation operation);
+    template <class Make>
+    TokenKeyRecord makeKey(NewKey const& key, Make make);
     void openSession();
     void closeSession() noexcept;
     CK_FLAGS flags() { return module_.tokenInfo(slot_).flags; }

@@ -237,9 +237,9 @@ void Token::addPending(std::string const& container) {
     pending_.insert(container);
 }
 
-bool Token::removePending(std::string const& container) {
+void Token::removePending(std::string const& container) {
     auto const lock = lockTokens();
-    return pending_.erase(container) != 0;
+    pending_.erase(container);
 }
 
 std::set<std::string> Token::pending() {

@@ -55,7 +55,7 @@ public:
     // Containers that were made and hold no key yet; they are the process's own.
     bool hasPending(std::string const& container);
     void addPending(std::string const& container);
-    bool removePending(std::string const& container);
+    void removePending(std::string const& container);
     std::set<std::string> pending();
 
     // For the directory, under ProcessLock::tokens.

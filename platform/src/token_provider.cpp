@@ -311,8 +311,10 @@ public:
         auto const found = existing(name, asking);
         if (!found)
             fail(NTE_BAD_KEYSET);
-        if (!token_->removePending(*found))
+        // One that is only remembered may have got a key all the same, by a call that failed later on.
+        if (!token_->hasPending(*found) || !keysOf(*token_, *found, asking).empty())
             token_->call(TokenOperation::removeContainer, MessageWriter().text(*found), asking);
+        token_->removePending(*found);
     }
 
     // Its keys would have to leave no trace on the token: they are the software's.

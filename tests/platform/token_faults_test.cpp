@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <set>
 #include <thread>
 
 namespace layer_test {
@@ -28,6 +29,7 @@ protected:
         tokens.write("behaviour", behaviour);
         tokens.write("calls", "");
     }
+    DWORD liveAndDie() const;
     void waitForCall(std::string const& name = "") const {
         while (tokens.calls(name) == 0)
             std::this_thread::sleep_for(1ms);
@@ -61,6 +63,45 @@ TEST_F(TokenFaults, PulledOrFailingBetweenAnyTwoCalls) {
             behave("");
             EXPECT_EQ(signWithDefault(), 0u) << "the next attempt";
         }
+}
+
+// A key's life: made, given a certificate, used, deleted.
+DWORD TokenFaults::liveAndDie() const {
+    Bytes const encoding = certificate(1);
+    Bytes block(128, 0x5A);
+    ProviderHandle provider;
+    HCRYPTKEY key = 0;
+    DWORD size = 50;
+    DWORD error = acquire(provider, label, "brief", CRYPT_NEWKEYSET);
+    error = error != 0 ? error : errorOfCall([&] {
+        return CryptGenKey(provider.get(), AT_KEYEXCHANGE, 1024u << 16, &key) &&
+               CryptSetKeyParam(key, KP_CERTIFICATE, encoding.data(), 0) &&
+               CryptEncrypt(key, 0, TRUE, 0, block.data(), &size, 128) &&
+               CryptDecrypt(key, 0, TRUE, 0, block.data(), &size) &&
+               CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0);
+    });
+    return error != 0 ? error : acquire("brief", CRYPT_DELETEKEYSET);
+}
+
+TEST_F(TokenFaults, PulledOrFailingInTheLifeOfAKey) {
+    ASSERT_EQ(liveAndDie(), 0u);
+    behave("");
+    ASSERT_EQ(liveAndDie(), 0u);
+    long const all = tokens.calls();
+    std::string const before = tokens.tool(label, {"pkcs11-tool", "--list-objects"});
+    std::set<DWORD> const clear{code(SCARD_W_REMOVED_CARD), code(NTE_FAIL)};
+    for (auto const& [fault, value] : {std::pair{"remove ", ""}, {"fail ", " 30"}}) // CKR_DEVICE_ERROR
+        for (long number = 1; number <= all; ++number) {
+            SCOPED_TRACE(fault + std::to_string(number));
+            behave(fault + std::to_string(number) + value);
+            DWORD const error = liveAndDie();
+            EXPECT_TRUE(error == 0 || clear.count(error) != 0) << std::hex << error;
+            behave("");
+            DWORD const left = acquire("brief", CRYPT_DELETEKEYSET);
+            EXPECT_TRUE(left == 0 || left == code(NTE_BAD_KEYSET)) << std::hex << left;
+            EXPECT_EQ(liveAndDie(), 0u) << "the next attempt";
+        }
+    EXPECT_EQ(tokens.tool(label, {"pkcs11-tool", "--list-objects"}), before) << "nothing is left";
 }
 
 TEST_F(TokenFaults, ThePinIsAskedOnceAndNeverTriedAgainWhenWrong) {

@@ -144,6 +144,7 @@ TEST_F(Tokens, FilledByAnotherProgram) {
     EXPECT_EQ(sign(provider, AT_SIGNATURE), 0u) << "a public half isn't needed";
     EXPECT_EQ(acquire("card", CRYPT_DELETEKEYSET), 0u);
     EXPECT_EQ(listed(), "Private earlier, Public earlier, ");
+    EXPECT_THROW(tokens.tool("somebody's", {"pkcs11-tool", "--list-objects"}), std::invalid_argument);
 }
 
 TEST_F(Tokens, AreFoundByNameAndByUri) {
