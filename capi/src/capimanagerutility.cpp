@@ -4,6 +4,7 @@
 #include "cspmanager.h"
 #include "cspmanagerutility.h"
 #include "failure.h"
+#include "keyprovinfo.h"
 #include "platformhandle.h"
 #include "tracing.h"
 #include "widetext.h"
@@ -627,16 +628,7 @@ void storeKey(PCCERT_CONTEXT cert, TVKString const& cspName, OwnedProvider& prov
     if (!CapiManagerUtility::getProvParam(provider.get(), PP_CONTAINER, containerName)) {
         raise(kSource, errorAddFailed, kKeyInfoNotSet);
     }
-    WideText const wideContainer(CapiManagerUtility::convertWildChar(containerName));
-    WideText const wideProvider(CapiManagerUtility::convertWildChar(cspName));
-    CRYPT_KEY_PROV_INFO info;
-    std::memset(&info, 0, sizeof info);
-    info.pwszContainerName = wideContainer.get();
-    info.pwszProvName = wideProvider.get();
-    info.dwProvType = PROV_RSA_FULL;
-    info.dwFlags = CERT_SET_KEY_CONTEXT_PROP_ID;
-    info.dwKeySpec = AT_KEYEXCHANGE;
-    if (!CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
+    if (!KeyProvInfo(containerName, cspName, AT_KEYEXCHANGE, CERT_SET_KEY_CONTEXT_PROP_ID).setOn(cert)) {
         raise(kSource, errorAddFailed, kKeyInfoNotSet);
     }
     CERT_KEY_CONTEXT context;

@@ -4,6 +4,7 @@
 #include "certificateidentifiers.h"
 #include "cspmanager.h"
 #include "failure.h"
+#include "keyprovinfo.h"
 #include "platformhandle.h"
 #include "tracing.h"
 #include "widetext.h"
@@ -702,14 +703,7 @@ PCCERT_CONTEXT CspManagerUtility::createSelfSignCertificate(HCRYPTPROV* provider
         !CapiManagerUtility::getProvParam(*provider, PP_CONTAINER, containerName)) {
         raiseWithLastError(kSource, errorAddFailed, "create self sign certificate fail. return values rc=0x");
     }
-    WideText const wideContainer(CapiManagerUtility::convertWildChar(containerName));
-    WideText const wideProvider(CapiManagerUtility::convertWildChar(providerName));
-    CRYPT_KEY_PROV_INFO info;
-    std::memset(&info, 0, sizeof info);
-    info.pwszContainerName = wideContainer.get();
-    info.pwszProvName = wideProvider.get();
-    info.dwProvType = PROV_RSA_FULL;
-    info.dwKeySpec = AT_KEYEXCHANGE;
+    KeyProvInfo info(containerName, providerName, AT_KEYEXCHANGE);
     char md5[] = szOID_RSA_MD5RSA;
     char sha1[] = szOID_RSA_SHA1RSA;
     CRYPT_ALGORITHM_IDENTIFIER algorithmId;
@@ -721,7 +715,7 @@ PCCERT_CONTEXT CspManagerUtility::createSelfSignCertificate(HCRYPTPROV* provider
     }
     SYSTEMTIME endTime = endOf(validity);
     OwnedCertificate cert(
-        CapiManagerUtility::createSelfSignCertificate(subject, &info, &algorithmId, &endTime));
+        CapiManagerUtility::createSelfSignCertificate(subject, info.get(), &algorithmId, &endTime));
     if (cert.isSet()) {
         CapiManagerUtility::setCertFriendlyName(cert.get(), label);
     }
@@ -833,15 +827,7 @@ bool CapiManagerUtility::addCertToMemoryStore(HCRYPTPROV provider, DWORD keySpec
     bool admin = false;
     OwnedStore const personal(openCertStore(0, kPersonalStore, &admin));
     bool const isMissing = personal.isSet() && !takeFriendlyName(cert.get(), id, personal.get());
-    WideText const wideContainer(convertWildChar(containerName));
-    WideText const wideProvider(convertWildChar(providerName));
-    CRYPT_KEY_PROV_INFO info;
-    std::memset(&info, 0, sizeof info);
-    info.pwszContainerName = wideContainer.get();
-    info.pwszProvName = wideProvider.get();
-    info.dwProvType = PROV_RSA_FULL;
-    info.dwKeySpec = keySpec;
-    if (!CertSetCertificateContextProperty(cert.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
+    if (!KeyProvInfo(containerName, providerName, keySpec).setOn(cert.get())) {
         raise(kSource, errorAddFailed, notTied);
     }
     addReplacing(memoryStore, cert.get());

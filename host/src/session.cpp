@@ -48,7 +48,7 @@ void Session::checkProvider() const {
                   {"listed are " + listed});
 }
 
-std::unique_ptr<TVKCspManager> Session::openStore(std::string const& name) {
+std::unique_ptr<TVKCspManager> Session::openStore(std::string const& name, std::string const& provider) {
     bool const isFirst = manager_ == nullptr;
     TVKCAPIManager& root = manager();
     // The module has looked for all providers, and what went wrong with others is no concern of a command
@@ -57,7 +57,7 @@ std::unique_ptr<TVKCspManager> Session::openStore(std::string const& name) {
         log_->forget();
     }
     return attempt("can't open store " + name, [&] {
-        return std::unique_ptr<TVKCspManager>(root.getCspManager(options_.provider.c_str(), storeKind(name)));
+        return std::unique_ptr<TVKCspManager>(root.getCspManager(provider.c_str(), storeKind(name)));
     });
 }
 

@@ -30,7 +30,10 @@ public:
     // A store, by default the chosen one, over the chosen provider. It has to be gone before the session
     // goes.
     std::unique_ptr<TVKCspManager> openStore() { return openStore(options_.store); }
-    std::unique_ptr<TVKCspManager> openStore(std::string const& name);
+    std::unique_ptr<TVKCspManager> openStore(std::string const& name) {
+        return openStore(name, options_.provider);
+    }
+    std::unique_ptr<TVKCspManager> openStore(std::string const& name, std::string const& provider);
 
     // The factory for algorithm objects that work with keys of an open store.
     std::unique_ptr<TVKKRYAlgorithmFactory> makeAlgorithmFactory(TVKCspManager& store) const;

@@ -57,6 +57,7 @@ TEST_F(TokenStoryTest, IsThatOfAnyOtherKey) {
         expectRun({"--provider", provider, "update", "--label", "alice", "--new-label", "Zoë"}, 0,
                   "is now Zoë");
         EXPECT_EQ(listed({"--provider", provider, "--keys"}), "Zoë ");
+        expectScript("! grep pkcs11: $WINCRYPT_USER_HOME/user.db*"); // which only this layer would understand
         expectRun({"--provider", provider, "delete", "--label", "Zoë", "--force"}, 0, "and 1 private key");
         EXPECT_EQ(listed({"--provider", provider}) + listed({}), "");
         EXPECT_EQ(tokens.tool(label, {"pkcs11-tool", "--list-objects"}).find("alice"), std::string::npos);

@@ -186,14 +186,18 @@ TEST_F(Tokens, ServedByAnotherProcess) {
     std::string const started = test_support::runProgram({{"p11-kit", "server", "--provider", tokens.softHsm,
                                                            "--name", socket, tokens.uriOf(label)}})
                                     .output;
-    for (int tries = 0; tries < 100 && !std::filesystem::exists(socket); ++tries)
-        ::usleep(50'000);
+    auto const waitUntilThere = [&](bool wanted) {
+        for (int tries = 0; tries < 200 && std::filesystem::exists(socket) != wanted; ++tries)
+            ::usleep(50'000);
+    };
+    waitUntilThere(true);
     test_support::EnvironmentVariable const address("P11_KIT_SERVER_ADDRESS", "unix:path=" + socket);
     tokens.setModule("p11-kit-client.so");
     EXPECT_EQ(signWithDefault(), 0u);
     std::smatch process;
     ASSERT_TRUE(std::regex_search(started, process, std::regex("SERVER_PID=(\\d+)")));
     EXPECT_EQ(::kill(std::stoi(process[1]), SIGTERM), 0);
+    waitUntilThere(false); // it removes the socket by itself
 }
 
 } // namespace

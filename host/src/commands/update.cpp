@@ -40,16 +40,23 @@ bool isLikelyTheMachines(StoredItem const& item, std::string const& store) {
 // elsewhere would be lost to it.
 bool staysReachable(TVKKRYKey const& key, TVKCspManager& store) {
     std::optional<KeyReference> const reference = readKeyReference(key);
-    TVKString const provider = store.getCSPName();
-    // Under a name that the layer matches the keys of one provider alone are shown.
-    return reference && reference->isExchangeKey &&
-           (reference->provider == provider.view() || isMatchedByLayer(provider.view()));
+    return reference && reference->isExchangeKey && reference->provider == store.getCSPName().view();
+}
+
+// The certificate will name its key's provider as the store does: not in a way that only the layer
+// understands.
+std::unique_ptr<TVKCspManager> underOwnName(Session& session, std::unique_ptr<TVKCspManager> store,
+                                            StoredItem const& item) {
+    std::optional<KeyReference> const reference =
+        item.key && isMatchedByLayer(session.options().provider) ? readKeyReference(*item.key) : std::nullopt;
+    return reference ? session.openStore(session.options().store, reference->provider) : std::move(store);
 }
 
 ExitCode update(Session& session, UpdateArguments& arguments) {
     arguments.item.check();
-    std::unique_ptr<TVKCspManager> const store = session.openStore();
+    std::unique_ptr<TVKCspManager> store = session.openStore();
     StoredItem const item = findOneItem(session, *store, arguments.item);
+    store = underOwnName(session, std::move(store), item);
     std::string const& name = session.options().store;
     std::string const what = "can't update " + item.view.name;
     if (item.key && name != kKeyStore) {
