@@ -11,13 +11,6 @@ constexpr int placeBits = 40;
 constexpr std::int64_t firstRow(std::int64_t store) { return store << placeBits; }
 constexpr std::int64_t endRow(std::int64_t store) { return (store + 1) << placeBits; }
 
-std::optional<Bytes> optionalBytes(Statement const& row, int column) {
-    if (row.isNull(column))
-        return std::nullopt;
-    ByteView const value = row.bytes(column);
-    return Bytes(value.begin(), value.end());
-}
-
 void bindOptional(Statement& statement, int index, std::optional<Bytes> const& value) {
     if (value)
         statement.bind(index, *value);
@@ -49,7 +42,7 @@ std::optional<Former> findEqual(Connection& connection, std::int64_t store, Sele
     std::int64_t after = firstRow(store);
     for (;;) {
         Statement query = connection.prepare(Query::nextCertificateByIdentity);
-        if (!query.bind(1, after).bind(2, endRow(store)).bind(3, selection.identity).step())
+        if (!query.bind(1, after).bind(2, endRow(store)).bind(3, 1).bind(4, selection.identity).step())
             return std::nullopt;
         after = query.integer(0);
         if (equal(query.bytes(3), encoding))
@@ -94,10 +87,16 @@ auto DatabaseStoreView::change(Body&& body) {
     }
 }
 
-CertificateContext* DatabaseStoreView::next(HCERTSTORE store, CertificateContext const* previous,
-                                            Selection const& selection) {
-    auto reading = std::make_shared<PropertyReading>();
-    reading->stamp = database_->stamp();
+// A walk reads some rows ahead. They count as long as nothing was committed since, which the database's stamp
+// tells without a query.
+std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsBehind(std::optional<std::int64_t> position,
+                                                                     Selection const& selection) {
+    constexpr std::size_t ahead = 16;
+    Stamp const stamp = database_->stamp();
+    bool const isWalk = position && stamp.known && selection.kind == Selection::Kind::any;
+    if (isWalk)
+        if (auto known = rowsAhead_.load(); known && known->tell(*position, stamp))
+            return known;
     auto use = database_->reader();
     if (!use)
         return nullptr;
@@ -106,33 +105,44 @@ CertificateContext* DatabaseStoreView::next(HCERTSTORE store, CertificateContext
     if (!id)
         return nullptr;
     id_.store(*id);
-    std::int64_t after = previous != nullptr ? previous->row : firstRow(*id);
+    std::int64_t const after = position.value_or(firstRow(*id));
+    std::size_t const most = isWalk ? ahead : 1;
+    Statement query = connection.prepare(queryFor(selection.kind));
+    query.bind(1, after).bind(2, endRow(*id)).bind(3, static_cast<std::int64_t>(most));
+    if (selection.kind == Selection::Kind::identity)
+        query.bind(4, selection.identity);
+    auto rows = std::make_shared<CertificateRows const>(after, query, most, stamp);
+    if (isWalk)
+        rowsAhead_.store(rows);
+    return rows;
+}
+
+CertificateContext* DatabaseStoreView::next(HCERTSTORE store, CertificateContext const* previous,
+                                            Selection const& selection) {
+    auto position = previous != nullptr ? std::optional(previous->row) : std::nullopt;
     for (;;) {
-        Statement query = connection.prepare(queryFor(selection.kind));
-        query.bind(1, after).bind(2, endRow(*id));
-        if (selection.kind == Selection::Kind::identity)
-            query.bind(3, selection.identity);
-        if (!query.step())
+        auto const rows = rowsBehind(position, selection);
+        CertificateRows::Row const* const row = rows ? rows->behind(position.value_or(0)) : nullptr;
+        if (row == nullptr)
             return nullptr;
-        after = query.integer(0);
+        position = row->number;
         CertificateFields fields;
-        bool const decoded = parseCertificate(query.bytes(3), fields);
+        bool const decoded = parseCertificate(row->encoding, fields);
         if (decoded && !selection.matches(fields))
             continue;
-        reading->properties = {optionalBytes(query, 1), optionalBytes(query, 2)};
         ContextHolder context;
         DWORD const error = outcome([&] {
             if (!decoded)
                 fail(CRYPT_E_ASN1_CORRUPT);
-            context.reset(
-                CertificateContext::create(fields, store, {shared_from_this(), after, nullptr, reading}));
+            context.reset(CertificateContext::create(
+                fields, store, {shared_from_this(), row->number, nullptr, row->reading}));
         });
         if (error == ERROR_SUCCESS)
             return context.release();
         if (error != errorValue(CRYPT_E_ASN1_CORRUPT))
             fail(error);
         logLine(database_->path(),
-                "store " + name_ + ": row " + std::to_string(after) + " is damaged and passed by");
+                "store " + name_ + ": row " + std::to_string(row->number) + " is damaged and passed by");
     }
 }
 

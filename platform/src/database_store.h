@@ -1,5 +1,6 @@
 #pragma once
 
+#include "certificate_rows.h"
 #include "store_view.h"
 
 #include <string>
@@ -24,6 +25,8 @@ public:
     bool exists();
 
 private:
+    std::shared_ptr<CertificateRows const> rowsBehind(std::optional<std::int64_t> position,
+                                                      Selection const& selection);
     std::optional<std::int64_t> find(Connection& connection);
     std::optional<std::int64_t> lookUp(Connection& connection);
     template <class Body>
@@ -33,6 +36,7 @@ private:
     std::string const name_;
     bool const writable_;
     std::atomic<std::int64_t> id_{0}; // of the store, once it is known: it never changes
+    std::atomic<std::shared_ptr<CertificateRows const>> rowsAhead_;
 };
 
 } // namespace wincrypt

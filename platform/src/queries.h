@@ -58,13 +58,13 @@ inline constexpr char const* queryText[queryCount] = {
     "INSERT INTO store(name, next) VALUES(?1, 1)",
     "UPDATE store SET next = next + 1 WHERE id = ?1 RETURNING next - 1",
     "SELECT id, key_info, friendly_name, encoding FROM certificate WHERE id > ?1 AND id < ?2 ORDER BY id "
-    "LIMIT 1",
+    "LIMIT ?3",
     "SELECT id, key_info, friendly_name, encoding FROM certificate INDEXED BY certificate_key"
-    " WHERE id > ?1 AND id < ?2 AND key_info IS NOT NULL ORDER BY id LIMIT 1",
+    " WHERE id > ?1 AND id < ?2 AND key_info IS NOT NULL ORDER BY id LIMIT ?3",
     "SELECT id, key_info, friendly_name, encoding FROM certificate"
-    " WHERE id > ?1 AND id < ?2 AND friendly_name IS NOT NULL ORDER BY id LIMIT 1",
+    " WHERE id > ?1 AND id < ?2 AND friendly_name IS NOT NULL ORDER BY id LIMIT ?3",
     "SELECT id, key_info, friendly_name, encoding FROM certificate INDEXED BY certificate_identity"
-    " WHERE identity = ?3 AND id > ?1 AND id < ?2 ORDER BY id LIMIT 1",
+    " WHERE identity = ?4 AND id > ?1 AND id < ?2 ORDER BY id LIMIT ?3",
     "SELECT key_info, friendly_name FROM certificate WHERE id = ?1",
     "INSERT INTO certificate(id, identity, key_info, friendly_name, encoding) VALUES(?1, ?2, ?3, ?4, ?5)",
     "UPDATE certificate SET key_info = ?2, friendly_name = ?3 WHERE id = ?1 RETURNING id",

@@ -78,14 +78,17 @@ TEST_P(Stores, OnlyCertificatesGoIn) {
 
 TEST_P(Stores, AWalkGoesOnWhileOthersAddAndDelete) {
     addNumbers(5);
-    ContextHandle second = find(store, certificate(2));
+    PCCERT_CONTEXT at = CertEnumCertificatesInStore(store.get(), nullptr);
+    at = CertEnumCertificatesInStore(store.get(), at);
     for (unsigned const number : {2u, 3u, 5u})
         ASSERT_TRUE(CertDeleteCertificateFromStore(find(store, certificate(number)).release()));
     ASSERT_TRUE(add(store, certificate(6)));
     std::vector<Bytes> rest;
-    PCCERT_CONTEXT at = second.release();
-    while ((at = CertEnumCertificatesInStore(store.get(), at)) != nullptr)
+    while ((at = CertEnumCertificatesInStore(store.get(), at)) != nullptr) {
         rest.push_back(encodingOf(at));
+        EXPECT_EQ(friendlyName(at), rest.size() == 1 ? std::nullopt : std::optional<std::wstring>(L"named"));
+        EXPECT_TRUE(setFriendlyName(find(store, certificate(6)).get(), L"named"));
+    }
     EXPECT_EQ(rest, certificates({4, 6}));
 }
 
