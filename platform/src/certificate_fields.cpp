@@ -155,9 +155,6 @@ bool readToBeSigned(ByteView content, CertificateFields& fields) {
     return body.atEnd();
 }
 
-// Dotted decimal takes at most this much for each content octet, and the terminator with the leading arc.
-std::size_t dottedRoom(ByteView objectId) { return objectId.size() * 4 + 4; }
-
 BYTE* mutableBytes(ByteView view) {
     return const_cast<BYTE*>(
         view.data()); // the published structures have no const; nothing writes through them
@@ -222,14 +219,13 @@ bool fillCertificateInfo(CertificateFields const& fields, std::uint8_t const* en
     };
     auto* const extensions = reinterpret_cast<CERT_EXTENSION*>(room);
     auto* text = reinterpret_cast<char*>(extensions + fields.extensionCount);
-    std::string dotted;
     auto const objectId = [&](ByteView content, LPSTR& target) {
-        dotted.clear();
-        if (!appendObjectId(dotted, content))
-            return false;
         target = text;
-        std::memcpy(text, dotted.c_str(), dotted.size() + 1);
-        text += dotted.size() + 1;
+        char* const end = writeObjectId(text, content);
+        if (end == nullptr)
+            return false;
+        *end = '\0';
+        text = end + 1;
         return true;
     };
     info = {};

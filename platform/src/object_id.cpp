@@ -1,19 +1,23 @@
 #include "object_id.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace wincrypt {
 namespace {
 
-void appendNumber(std::string& text, std::uint64_t value) {
-    char digits[20];
-    auto const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    text.append(digits, end);
+char* writeNumber(char* to, std::uint64_t value) {
+    constexpr std::ptrdiff_t longest = 20;
+    if (value < 10) { // as most arcs are
+        *to = static_cast<char>('0' + value);
+        return to + 1;
+    }
+    return std::to_chars(to, to + longest, value).ptr;
 }
 
 // An arc of more than 64 bits, as UUIDs make them: decimal by repeated multiplication. `less` is what the
 // first arc takes off.
-void appendLongArc(std::string& text, ByteView octets, unsigned less) {
+char* writeLongArc(char* to, ByteView octets, unsigned less) {
     std::string digits = "0"; // least significant first
     for (std::uint8_t const octet : octets) {
         unsigned carry = octet & 0x7F;
@@ -35,7 +39,7 @@ void appendLongArc(std::string& text, ByteView octets, unsigned less) {
             ++less;
         }
     }
-    text.append(digits.rbegin(), digits.rend());
+    return std::copy(digits.rbegin(), digits.rend(), to);
 }
 
 } // namespace
@@ -44,10 +48,10 @@ bool isObjectId(ByteView content) noexcept {
     return !content.empty() && content.size() <= 128 && (content.back() & 0x80) == 0;
 }
 
-bool appendObjectId(std::string& text, ByteView content) {
+char* writeObjectId(char* to, ByteView content) {
     if (!isObjectId(content))
-        return false;
-    bool first = true;
+        return nullptr;
+    bool isFirst = true;
     for (std::size_t begin = 0; begin < content.size();) {
         std::size_t end = begin;
         std::uint64_t arc = 0;
@@ -58,19 +62,18 @@ bool appendObjectId(std::string& text, ByteView content) {
         }
         ByteView const octets = content.subspan(begin, end + 1 - begin);
         bool const isLong = octets.size() > 9;
-        if (first) {
+        unsigned less = 0;
+        if (isFirst) {
             unsigned const root = isLong || arc >= 80 ? 2 : arc >= 40 ? 1 : 0;
-            text += static_cast<char>('0' + root);
-            text += '.';
-            isLong ? appendLongArc(text, octets, 80) : appendNumber(text, arc - root * 40);
-            first = false;
-        } else {
-            text += '.';
-            isLong ? appendLongArc(text, octets, 0) : appendNumber(text, arc);
+            *to++ = static_cast<char>('0' + root);
+            less = root * 40;
+            isFirst = false;
         }
+        *to++ = '.';
+        to = isLong ? writeLongArc(to, octets, less) : writeNumber(to, arc - less);
         begin = end + 1;
     }
-    return true;
+    return to;
 }
 
 std::optional<Bytes> objectIdContent(std::string_view dotted) {

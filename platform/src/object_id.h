@@ -12,9 +12,12 @@ namespace wincrypt {
 // Whether these are content octets of an object identifier, of at most 128 octets.
 bool isObjectId(ByteView content) noexcept;
 
-// Appends the dotted form; false for content octets that are no object identifier. Arcs of any size are
-// taken.
-bool appendObjectId(std::string& text, ByteView content);
+// The dotted form takes at most so many characters, an end among them.
+constexpr std::size_t dottedRoom(ByteView content) { return content.size() * 4 + 4; }
+
+// Writes the dotted form and gives its end, where no zero stands yet; null for content octets that are no
+// object identifier. Arcs of any size are taken.
+char* writeObjectId(char* to, ByteView content);
 
 // Content octets of a dotted form; nothing when it is none. Arcs up to 64 bits.
 std::optional<Bytes> objectIdContent(std::string_view dotted);

@@ -74,6 +74,7 @@ unsigned long nextCharacter(std::string const& text, std::size_t& at) {
 // A text as RFC 5280, 7.1, compares it: folded case, no space at the ends, one between words.
 std::u32string comparable(std::string const& text) {
     std::u32string out;
+    out.reserve(text.size());
     bool space = false;
     for (std::size_t at = 0; at < text.size();) {
         unsigned long const character = nextCharacter(text, at);
@@ -110,21 +111,46 @@ std::string bytesOf(TVKASNCBuffer const& view) {
     return {reinterpret_cast<char const*>(view.data), view.length};
 }
 
-std::vector<ComparableAttribute> comparableAttributes(unsigned char const* content, unsigned long length) {
-    std::vector<ComparableAttribute> attributes;
-    tvk::NameCursor cursor(content, length);
-    tvk::NameAttribute attribute;
-    while (cursor.next(attribute) == TVKASN_OK) {
-        std::string text;
-        bool const isText = tvk::textOfValue(attribute.valueHeader, attribute.valueContent, text);
-        attributes.push_back({attribute.relativeName, bytesOf(attribute.type), isText,
-                              isText ? comparable(text) : std::u32string(),
-                              isText ? std::string() : bytesOf(attribute.value)});
+// The attributes of a name in the order in which names are compared. Most names differ early, so no more is
+// made comparable than is asked for.
+class ComparableAttributes {
+public:
+    ComparableAttributes(unsigned char const* content, unsigned long length) : cursor_(content, length) {
+        advance();
     }
+
+    // The next one, until the one after it is asked for; null at the end.
+    ComparableAttribute const* next() {
+        if (++place_ >= together_.size()) {
+            readRelativeName();
+        }
+        return together_.empty() ? nullptr : &together_[place_];
+    }
+
+private:
+    void advance() { hasAttribute_ = cursor_.next(attribute_) == TVKASN_OK; }
+
     // Within a relative name the attributes come in any order.
-    std::sort(attributes.begin(), attributes.end());
-    return attributes;
-}
+    void readRelativeName() {
+        together_.clear();
+        place_ = 0;
+        for (unsigned int const number = attribute_.relativeName;
+             hasAttribute_ && attribute_.relativeName == number; advance()) {
+            std::string text;
+            bool const isText = tvk::textOfValue(attribute_.valueHeader, attribute_.valueContent, text);
+            together_.push_back({number, bytesOf(attribute_.type), isText,
+                                 isText ? comparable(text) : std::u32string(),
+                                 isText ? std::string() : bytesOf(attribute_.value)});
+        }
+        std::sort(together_.begin(), together_.end());
+    }
+
+    tvk::NameCursor cursor_;
+    tvk::NameAttribute attribute_{};
+    bool hasAttribute_ = false;
+    std::vector<ComparableAttribute> together_; // of one relative name
+    std::size_t place_ = 0;
+};
 
 } // namespace
 
@@ -180,7 +206,16 @@ int TVKASNx500Name::compare(TVKASNx500Name const& a, TVKASNx500Name const& b) {
     if (!a.is_present() || !b.is_present()) {
         return a.is_present() ? 1 : -1;
     }
-    auto const left = comparableAttributes(a.content(), a.content_length());
-    auto const right = comparableAttributes(b.content(), b.content_length());
-    return left == right ? 0 : (left < right ? -1 : 1);
+    ComparableAttributes left(a.content(), a.content_length());
+    ComparableAttributes right(b.content(), b.content_length());
+    for (;;) {
+        ComparableAttribute const* const one = left.next();
+        ComparableAttribute const* const other = right.next();
+        if (one == nullptr || other == nullptr) {
+            return one != nullptr ? 1 : (other != nullptr ? -1 : 0);
+        }
+        if (!(*one == *other)) {
+            return *one < *other ? -1 : 1;
+        }
+    }
 }
