@@ -40,7 +40,7 @@ std::vector<UsageRow> const usageRows{
     {{"list", "--module", "/etc/passwd"}, 3, "invalid ELF header", "not a library"},
 };
 
-class UsageTest : public TvkstoreTest {};
+class UsageTest : public WorkFolderTest {};
 
 TEST_F(UsageTest, WrongCommandLinesEndWithTheirCodeAndWriteNothing) {
     for (auto const& [words, exitCode, message, why] : usageRows) {
@@ -74,6 +74,12 @@ TEST_F(UsageTest, ProvidersAreListedWithTheirType) {
     ASSERT_FALSE(listed.empty());
     EXPECT_EQ(listed[0], (nlohmann::json{{"name", name}, {"type", 1}}));
     EXPECT_NE(run({"providers"}).output.find("1     " + std::string(name) + '\n'), std::string::npos);
+}
+
+TEST_F(UsageTest, LibrariesAreNotTakenFromWhereItIsRun) {
+    expectScript(R"(for i in crypto.so.3 sqlite3.so.0 stdc++.so.6 tvkcore.so.1 tvksoft.so.1 wincrypt.so.1; do
+            echo no library >lib$i; done
+        $0 list; $0 random 8 --hex)");
 }
 
 TEST_F(UsageTest, TheTraceGoesToStandardErrorByComponent) {
