@@ -69,6 +69,7 @@ fs::path emptyHome() { return emptyDirectory("empty"); }
 void enterHome(fs::path const& home) {
     setVariable("WINCRYPT_USER_HOME", home);
     setVariable("WINCRYPT_MACHINE_HOME", emptyDirectory("machine"));
+    setVariable("WINCRYPT_TOKEN_DISCOVERY_TIMEOUT", "0"); // no other program's tokens
     ::unsetenv("CREDENTIALS_DIRECTORY");
     ::unsetenv("WINCRYPT_PIN_SOURCE");
     ::unsetenv("WINCRYPT_LOG");
