@@ -3,7 +3,9 @@
 JOBS ?= $(shell nproc)
 export JOBS
 
-.PHONY: demo check cross bench format format-check tidy clean
+SECONDS ?= 60
+
+.PHONY: demo check fuzz cross bench format format-check tidy clean
 
 # Builds the programs and runs the main job in a scratch profile.
 demo:
@@ -15,6 +17,12 @@ demo:
 check:
 	scripts/install-dependencies build test
 	scripts/check release asan
+
+# Fuzzes each target for so many seconds, and stops at the first finding. TARGETS=name takes some alone.
+fuzz:
+	scripts/install-dependencies build test fuzz
+	scripts/build fuzz
+	scripts/fuzz build/fuzz $(SECONDS) $(TARGETS)
 
 # Measures beside libcrypto and SQLite, prints the table, and writes docs/performance.md and its chart.
 bench:

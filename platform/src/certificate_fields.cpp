@@ -18,11 +18,11 @@ bool readAlgorithm(DerCursor& from, AlgorithmView& view) {
         return false;
     view.objectId = objectId->content;
     view.parameters = inside.rest();
-    return true;
+    return inside.atEnd() || (inside.next() && inside.atEnd());
 }
 
 bool readBits(ByteView content, BitStringView& view) {
-    if (content.empty() || content[0] > 7)
+    if (content.empty() || content[0] > 7 || (content[0] != 0 && content.size() == 1))
         return false;
     view.unused = content[0];
     view.bits = content.subspan(1);
@@ -81,6 +81,13 @@ FILETIME readTime(DerElement const& element) {
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 
+// A string in pieces isn't DER, and nobody in the layer joins them.
+bool isInPieces(std::uint8_t identifier) {
+    bool const isUniversal = (identifier & 0xC0) == 0;
+    bool const isConstructed = (identifier & 0x20) != 0;
+    return isUniversal && isConstructed && identifier != tag::sequence && identifier != tag::set;
+}
+
 struct Extension {
     ByteView objectId;
     bool critical = false;
@@ -99,7 +106,7 @@ bool readExtension(DerCursor& from, Extension& extension) {
     auto const critical = inside.next(tag::boolean);
     extension.critical = critical && !critical->content.empty() && critical->content[0] != 0;
     auto const value = inside.next(tag::octetString);
-    if (!value || !inside.atEnd())
+    if ((critical && critical->content.size() != 1) || !value || !inside.atEnd())
         return false;
     extension.value = value->content;
     return true;
@@ -110,20 +117,21 @@ bool readToBeSigned(ByteView content, CertificateFields& fields) {
     if (auto const version = body.next(tag::contextConstructed(0))) {
         DerCursor inside(version->content);
         auto const number = inside.next(tag::integer);
-        if (!number || number->content.size() != 1)
+        if (!number || number->content.size() != 1 || !inside.atEnd())
             return false;
         fields.version = number->content[0];
     }
     auto const serial = body.next(tag::integer);
     AlgorithmView inner;
-    if (!serial || !readAlgorithm(body, inner))
+    if (!serial || serial->content.empty() || !readAlgorithm(body, inner))
         return false;
     fields.serialNumber = serial->content;
     auto const issuer = body.next(tag::sequence);
     auto const validity = body.next(tag::sequence);
     auto const subject = body.next(tag::sequence);
     auto const publicKey = body.next(tag::sequence);
-    if (!issuer || !validity || !subject || !publicKey || !parsePublicKey(publicKey->whole, fields.publicKey))
+    if (!issuer || !validity || !subject || !publicKey || !isName(issuer->whole) || !isName(subject->whole) ||
+        !parsePublicKey(publicKey->whole, fields.publicKey))
         return false;
     fields.issuer = issuer->whole;
     fields.subject = subject->whole;
@@ -133,7 +141,7 @@ bool readToBeSigned(ByteView content, CertificateFields& fields) {
     };
     auto const notBefore = times.next();
     auto const notAfter = times.next();
-    if (!isTime(notBefore) || !isTime(notAfter))
+    if (!isTime(notBefore) || !isTime(notAfter) || !times.atEnd())
         return false;
     fields.notBefore = readTime(*notBefore);
     fields.notAfter = readTime(*notAfter);
@@ -144,7 +152,7 @@ bool readToBeSigned(ByteView content, CertificateFields& fields) {
     if (auto const wrapper = body.next(tag::contextConstructed(3))) {
         DerCursor inside(wrapper->content);
         auto const list = inside.next(tag::sequence);
-        if (!list)
+        if (!list || !inside.atEnd())
             return false;
         fields.extensions = list->content;
         Extension extension;
@@ -165,6 +173,27 @@ CRYPT_INTEGER_BLOB blobOf(ByteView view) {
 }
 
 } // namespace
+
+bool isName(ByteView encoding) {
+    DerCursor outer(encoding);
+    auto const sequence = outer.next(tag::sequence);
+    if (!sequence || !outer.atEnd())
+        return false;
+    for (DerCursor sets(sequence->content); !sets.atEnd();) {
+        auto const set = sets.next(tag::set);
+        if (!set)
+            return false;
+        for (DerCursor attributes(set->content); !attributes.atEnd();) {
+            auto const attribute = attributes.next(tag::sequence);
+            DerCursor inside(attribute ? attribute->content : ByteView{});
+            auto const type = inside.next(tag::objectId);
+            auto const value = inside.next();
+            if (!type || !isObjectId(type->content) || !value || !inside.atEnd() || isInPieces(value->tag))
+                return false;
+        }
+    }
+    return true;
+}
 
 bool parsePublicKey(ByteView subjectPublicKeyInfo, PublicKeyView& view) {
     DerCursor outer(subjectPublicKeyInfo);

@@ -48,6 +48,9 @@ bool parseCertificate(ByteView encoding, CertificateFields& fields);
 // The extension's value, empty when the certificate has none.
 ByteView extensionValue(CertificateFields const& fields, ByteView objectId);
 
+// Whether the bytes are one Name (RFC 5280, 4.1.2.4) with every attribute in its place.
+bool isName(ByteView encoding);
+
 bool parsePublicKey(ByteView subjectPublicKeyInfo, PublicKeyView& view);
 
 // Room that fillCertificateInfo needs behind a copy of the encoding.

@@ -45,7 +45,15 @@ char* writeLongArc(char* to, ByteView octets, unsigned less) {
 } // namespace
 
 bool isObjectId(ByteView content) noexcept {
-    return !content.empty() && content.size() <= 128 && (content.back() & 0x80) == 0;
+    if (content.empty() || content.size() > 128 || (content.back() & 0x80) != 0)
+        return false;
+    bool begins = true; // an arc, which 0x80 in front would only lengthen (X.690, 8.19.2)
+    for (std::uint8_t const octet : content) {
+        if (begins && octet == 0x80)
+            return false;
+        begins = (octet & 0x80) == 0;
+    }
+    return true;
 }
 
 char* writeObjectId(char* to, ByteView content) {

@@ -117,12 +117,16 @@ CK_SESSION_HANDLE Pkcs11Module::openSession(CK_SLOT_ID slot) {
 std::vector<CK_OBJECT_HANDLE> findObjects(Pkcs11Module& module, CK_SESSION_HANDLE session,
                                           AttributeTemplate wanted) {
     check(module->C_FindObjectsInit(session, wanted.data(), wanted.size()), "C_FindObjectsInit");
+    constexpr std::size_t mostObjects = 1u << 20;
     std::vector<CK_OBJECT_HANDLE> found;
     CK_OBJECT_HANDLE part[64];
     CK_ULONG count = 0;
     CK_RV value = CKR_OK;
     do {
         value = module->C_FindObjects(session, part, std::size(part), &count);
+        // A module that says that it gave more than there is room for, or that never comes to an end.
+        if (value == CKR_OK && (count > std::size(part) || found.size() > mostObjects))
+            value = CKR_GENERAL_ERROR;
         if (value == CKR_OK)
             found.insert(found.end(), part, part + count);
     } while (value == CKR_OK && count != 0);

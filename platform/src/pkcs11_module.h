@@ -35,6 +35,8 @@ private:
 
 class Pkcs11Module {
 public:
+    explicit Pkcs11Module(CK_FUNCTION_LIST* functions) noexcept : functions_(functions) {}
+
     // Loads the module that the registry has under this name. Nothing when it has none that is enabled here,
     // or when it is one of those that hold trust anchors.
     static std::optional<Pkcs11Module> load(std::string const& name);
@@ -52,8 +54,6 @@ public:
 
 private:
     CK_RV readTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO& info);
-
-    explicit Pkcs11Module(CK_FUNCTION_LIST* functions) noexcept : functions_(functions) {}
 
     CK_FUNCTION_LIST* functions_;
 };

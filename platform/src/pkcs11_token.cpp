@@ -321,6 +321,8 @@ SecureBytes Pkcs11Token::use(Use const& kind, TokenKeyRecord const& key, ByteVie
     CK_ULONG size = output.size();
     result = kind.finish(*session_, const_cast<CK_BYTE*>(input.data()), input.size(), output.data(), &size);
     check(result, kind.finishCall);
+    if (size > output.size())
+        throw Pkcs11Failure{CKR_GENERAL_ERROR, kind.finishCall};
     output.resize(size);
     return output;
 }

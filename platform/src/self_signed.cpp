@@ -41,22 +41,13 @@ SignatureKind const& signatureKind(CRYPT_ALGORITHM_IDENTIFIER const* algorithm) 
 Bytes checkedName(CERT_NAME_BLOB const* blob) {
     if (blob == nullptr)
         fail(ERROR_INVALID_PARAMETER);
-    DerCursor outer(viewOf(blob->pbData, blob->cbData));
-    auto const sequence = outer.next(tag::sequence);
-    if (!sequence || !outer.atEnd())
+    ByteView const name = viewOf(blob->pbData, blob->cbData);
+    if (!isName(name))
         fail(CRYPT_E_INVALID_X500_STRING);
-    for (DerCursor sets(sequence->content); !sets.atEnd();) {
-        auto const set = sets.next(tag::set);
-        if (!set || set->content.empty())
+    for (DerCursor sets(DerCursor(name).next()->content); auto const set = sets.next();)
+        if (set->content.empty())
             fail(CRYPT_E_INVALID_X500_STRING);
-        for (DerCursor attributes(set->content); !attributes.atEnd();) {
-            auto const attribute = attributes.next(tag::sequence);
-            DerCursor inside(attribute ? attribute->content : ByteView{});
-            if (!inside.next(tag::objectId) || !inside.next() || !inside.atEnd())
-                fail(CRYPT_E_INVALID_X500_STRING);
-        }
-    }
-    return {sequence->whole.begin(), sequence->whole.end()};
+    return {name.begin(), name.end()};
 }
 
 bool isDate(SYSTEMTIME const& time) {

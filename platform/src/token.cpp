@@ -44,6 +44,10 @@ TokenReply::TokenReply(SecureBytes message) : message_(std::move(message)) {
     error = in.word();
     detail = in.text();
     flags = in.word();
+    bool const failed =
+        kind == TokenAnswer::failed || kind == TokenAnswer::lost || kind == TokenAnswer::absent;
+    if (kind > TokenAnswer::wantsPin || (failed && error == ERROR_SUCCESS))
+        fail(SCARD_F_COMM_ERROR);
     head_ = 4 * sizeof(std::uint32_t) + detail.size();
 }
 

@@ -12,6 +12,7 @@ namespace wincrypt {
 
 class TokenReply {
 public:
+    // Error: SCARD_F_COMM_ERROR for what is no answer, such as a failure without an error value.
     explicit TokenReply(SecureBytes message);
 
     TokenAnswer kind;

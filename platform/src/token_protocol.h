@@ -93,4 +93,19 @@ inline TokenKeyRecord readTokenKey(MessageReader& in) {
     return key;
 }
 
+inline void write(MessageWriter& out, TokenKeys const& all) {
+    out.word(all.isWhole).word(all.mayHideMore).word(static_cast<std::uint32_t>(all.keys.size()));
+    for (TokenKeyRecord const& key : all.keys)
+        write(out, key);
+}
+
+inline TokenKeys readTokenKeys(MessageReader& in) {
+    TokenKeys all;
+    all.isWhole = in.word() != 0;
+    all.mayHideMore = in.word() != 0;
+    for (std::uint32_t count = in.word(); count != 0; --count)
+        all.keys.push_back(readTokenKey(in));
+    return all;
+}
+
 } // namespace wincrypt

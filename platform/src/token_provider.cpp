@@ -126,12 +126,7 @@ TokenKeys listKeys(Token& token, std::string const& container, Asking asking, bo
     TokenReply const reply =
         token.call(TokenOperation::listKeys, MessageWriter().word(withLogin).text(container), asking);
     MessageReader in = reply.result();
-    TokenKeys found;
-    found.isWhole = in.word() != 0;
-    found.mayHideMore = in.word() != 0;
-    for (std::uint32_t count = in.word(); count != 0; --count)
-        found.keys.push_back(readTokenKey(in));
-    return found;
+    return readTokenKeys(in);
 }
 
 bool isOfPin(DWORD error) {

@@ -135,13 +135,7 @@ private:
             return;
         case TokenOperation::listKeys: {
             bool const withLogin = in.word() != 0;
-            TokenKeys const found = token.listKeys(withLogin, in.text());
-            out.word(found.isWhole)
-                .word(found.mayHideMore)
-                .word(static_cast<std::uint32_t>(found.keys.size()));
-            for (TokenKeyRecord const& key : found.keys)
-                write(out, key);
-            return;
+            return write(out, token.listKeys(withLogin, in.text()));
         }
         case TokenOperation::login: {
             bool const byPerson = in.word() != 0;

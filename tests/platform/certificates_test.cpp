@@ -67,6 +67,26 @@ TEST_F(Certificates, EveryPrefixIsRefused) {
         EXPECT_FALSE(contextOf(firstOf(whole, length))) << length;
 }
 
+TEST_F(Certificates, WhatTheToolkitCouldntReadIsRefused) {
+    std::tuple<char const*, char const*, char const*> const rows[] = {
+        {"3111300F", "7A11300F", "a name that is no list of sets"},
+        {"300F0603550403", "310F0603550403", "an attribute that is no sequence"},
+        {"0603550403", "0603800403", "an arc with a superfluous octet"},
+        {"0C08506572736F6E", "2C08506572736F6E", "a string in pieces"},
+        {"06092A864886F70D01010B0500", "06072A864886F70D0105000500", "parameters twice"},
+        {"170D3233", "130D3233", "a time that is a text"},
+    };
+    for (auto const& [good, bad, why] : rows) {
+        Bytes changed = certificate(1);
+        Bytes const part = test_support::fromHex(good);
+        Bytes const other = test_support::fromHex(bad);
+        auto const place = std::search(changed.begin(), changed.end(), part.begin(), part.end());
+        ASSERT_NE(place, changed.end()) << why;
+        std::copy(other.begin(), other.end(), place);
+        EXPECT_FALSE(contextOf(changed)) << why;
+    }
+}
+
 ContextHandle certified(test_support::Name const& subject) {
     test_support::CertificateFields const fields{.subject = subject,
                                                  .issuer = test_support::commonName("Issuer")};

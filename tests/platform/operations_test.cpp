@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <tuple>
 
 namespace layer_test {
 namespace {
@@ -182,6 +183,88 @@ TEST_F(Operations, DecryptionOfWhatLibcryptoMadeAndOfRubbish) {
     EXPECT_EQ(decrypt(Bytes(128, 0xFF), TRUE), code(NTE_BAD_DATA)) << "above the modulus";
     block[0] ^= 1;
     EXPECT_EQ(decrypt(block, TRUE), code(NTE_BAD_DATA)) << "one bit";
+}
+
+// A block of the key's size, out of hexadecimal digits: `filler` between the ends as often as it takes.
+Bytes blockOf(std::string const& start, std::string const& filler, std::string const& end) {
+    std::string digits = start;
+    while (digits.size() + end.size() < 256)
+        digits += filler;
+    return test_support::fromHex(digits + end);
+}
+
+TEST_F(Operations, OneEncodingIsASignatureAndNoOther) {
+    std::string const value = "11F6AD8EC52A2984ABAAFD7C3B516503785C2072"; // SHA-1 of the letter x
+    std::string const sha1 = "06052B0E03021A";
+    std::string const good = "3021300906052B0E03021A05000414" + value;
+    auto const padded = [](std::string const& info) { return blockOf("0001", "FF", "00" + info); };
+    std::pair<char const*, Bytes> const rows[] = {
+        {"no parameters", padded("301F3007" + sha1 + "0414" + value)},
+        {"other parameters", padded("30213009" + sha1 + "04000414" + value)},
+        {"parameters with content", padded("3022300A" + sha1 + "0501000414" + value)},
+        {"a long length", padded("308121" + good.substr(4))},
+        {"a long length with a zero", padded("30820021" + good.substr(4))},
+        {"a long length inside", padded("3022308109" + sha1 + "05000414" + value)},
+        {"a long length of NULL", padded("3022300A" + sha1 + "0581000414" + value)},
+        {"a long length of the value", padded("30223009" + sha1 + "0500048114" + value)},
+        {"no definite length", padded("3080" + good.substr(4) + "0000")},
+        {"another algorithm", padded("3024300C06082A864886F70D020505000414" + value)},
+        {"an unknown algorithm", padded("3021300906052B0E03021B05000414" + value)},
+        {"a value that is cut", padded("30203009" + sha1 + "05000413" + value.substr(2))},
+        {"an octet in the value", padded("30223009" + sha1 + "05000415" + value + "00")},
+        {"an octet behind the value", padded("30223009" + sha1 + "05000414" + value + "00")},
+        {"an octet behind it all", padded(good + "00")},
+        {"no value", padded("300D3009" + sha1 + "05000400")},
+        {"the value alone", padded(value)},
+        {"rubbish behind a short padding", blockOf("0001FFFFFFFFFFFFFFFF00" + good, "AB", "")},
+        {"no padding", blockOf("000100" + good, "00", "")},
+        {"another octet in the padding", blockOf("0001FFFFFE", "FF", "00" + good)},
+        {"no separator", blockOf("0001", "FF", good)},
+        {"type 0", blockOf("0000", "00", "00" + good)},
+        {"type 2", blockOf("0002", "FF", "00" + good)},
+        {"a first octet that isn't 0", blockOf("0101", "FF", "00" + good)},
+    };
+    HCRYPTHASH const handle = hash(CALG_SHA1);
+    BYTE const letter = 'x';
+    ASSERT_TRUE(CryptHashData(handle, &letter, 1, 0));
+    auto const verify = [&](Bytes const& signature) {
+        auto const size = static_cast<DWORD>(signature.size());
+        return errorOf(CryptVerifySignatureA, handle, signature.data(), size, key(), nullptr, 0u);
+    };
+    auto const signatureWith = [&](Bytes const& block) {
+        Bytes made = test_support::rsa(pair.get(), EVP_PKEY_sign_init, EVP_PKEY_sign, RSA_NO_PADDING, block);
+        std::reverse(made.begin(), made.end());
+        return made;
+    };
+    Bytes signature = signatureWith(padded(good));
+    EXPECT_EQ(verify(signature), 0u);
+    for (auto const& [why, block] : rows)
+        EXPECT_EQ(verify(signatureWith(block)), code(NTE_BAD_SIGNATURE)) << why;
+    signature.push_back(0);
+    for (Bytes const& each : {signature, Bytes(1), Bytes(128), Bytes(128, 0xFF)})
+        EXPECT_EQ(verify(each), code(NTE_BAD_SIGNATURE)) << each.size() << " octets";
+}
+
+TEST_F(Operations, EveryWrongPaddingIsTheSameError) {
+    DWORD const wrong = code(NTE_BAD_DATA);
+    std::tuple<char const*, Bytes, DWORD> const rows[] = {
+        {"the shortest padding", blockOf("0002010203040506070800", "AB", ""), 0},
+        {"no clear text", blockOf("0002", "11", "00"), 0},
+        {"seven octets of padding", blockOf("00020102030405060700", "AB", ""), wrong},
+        {"no padding", blockOf("000200", "AB", ""), wrong},
+        {"no separator", blockOf("0002", "11", ""), wrong},
+        {"type 0", blockOf("0000", "11", "00AB"), wrong},
+        {"type 1", blockOf("0001", "FF", "00AB"), wrong},
+        {"a first octet that isn't 0", blockOf("0102", "11", "00AB"), wrong},
+        {"zeros", Bytes(128), wrong},
+    };
+    for (auto const& [why, clear, error] : rows) {
+        Bytes block =
+            test_support::rsa(pair.get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_NO_PADDING, clear);
+        std::reverse(block.begin(), block.end());
+        DWORD size = 128;
+        EXPECT_EQ(errorOf(CryptDecrypt, key(), 0u, TRUE, 0u, block.data(), &size), error) << why;
+    }
 }
 
 TEST_F(Operations, HandlesThatAreStaleForeignOrOfAnotherKind) {
