@@ -1,0 +1,90 @@
+#include "stress.h"
+
+#include <algorithm>
+
+namespace stress {
+namespace {
+
+struct Pattern {
+    Bytes encoding;
+    std::ptrdiff_t place; // of the numbers
+};
+
+Pattern const& pattern() {
+    static Pattern const made = [] {
+        Bytes const serial = {0x53, 0xA5, 0x5A, 0xA5, 0x5A, 0xA5, 0x5A};
+        test_support::CertificateFields fields;
+        fields.serial = serial;
+        Pattern result{makeCertificate(fields, test_support::TestKey::shared(512)), 0};
+        Bytes const& bytes = result.encoding;
+        result.place =
+            std::search(bytes.begin(), bytes.end(), serial.begin(), serial.end()) - bytes.begin() + 1;
+        return result;
+    }();
+    return made;
+}
+
+} // namespace
+
+Bytes certificateOf(unsigned high, unsigned low) {
+    Bytes encoding = pattern().encoding;
+    for (std::ptrdiff_t i = 0; i < 3; ++i) {
+        encoding[static_cast<std::size_t>(pattern().place + i)] =
+            static_cast<std::uint8_t>(high >> (16 - 8 * i));
+        encoding[static_cast<std::size_t>(pattern().place + 3 + i)] =
+            static_cast<std::uint8_t>(low >> (16 - 8 * i));
+    }
+    return encoding;
+}
+
+std::pair<unsigned, unsigned> numbersOf(Bytes const& encoding) {
+    auto const at = [&](std::ptrdiff_t place) {
+        auto const octet = encoding.begin() + pattern().place + place;
+        return unsigned{octet[0]} << 16 | unsigned{octet[1]} << 8 | octet[2];
+    };
+    return {at(0), at(3)};
+}
+
+ContextHandle findIn(StoreHandle const& store, Bytes const& encoding) {
+    ContextHandle const wanted = contextOf(encoding);
+    return ContextHandle(CertFindCertificateInStore(store.get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING,
+                                                    wanted.get(), nullptr));
+}
+
+bool importKey(char const* container, unsigned bits) {
+    Bytes key = test_support::TestKey::shared(bits).privateKeyInfo();
+    CRYPT_PKCS8_IMPORT_PARAMS parameters{};
+    parameters.PrivateKey = {static_cast<DWORD>(key.size()), key.data()};
+    parameters.pResolvehCryptProvFunc = [](CRYPT_PRIVATE_KEY_INFO*, HCRYPTPROV* provider, LPVOID name) {
+        return CryptAcquireContextA(provider, static_cast<char const*>(name), MS_ENHANCED_PROV_A,
+                                    PROV_RSA_FULL, 0);
+    };
+    parameters.pVoidResolveFunc = const_cast<char*>(container);
+    ProviderHandle provider;
+    return CryptImportPKCS8(parameters, CRYPT_EXPORTABLE, provider.address(), nullptr) != FALSE;
+}
+
+std::map<std::string, unsigned> boxes() {
+    std::map<std::string, unsigned> found;
+    ProviderHandle const provider = openContainer(nullptr);
+    char name[256];
+    DWORD length = sizeof name;
+    for (DWORD step = CRYPT_FIRST;
+         CryptGetProvParam(provider.get(), PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name), &length, step);
+         step = CRYPT_NEXT, length = sizeof name) {
+        if (!std::string(name).starts_with("box"))
+            continue;
+        ProviderHandle const box = openContainer(name);
+        HCRYPTKEY key = 0;
+        DWORD bits = 0;
+        DWORD size = sizeof bits;
+        bool const good = CryptGetUserKey(box.get(), AT_KEYEXCHANGE, &key)
+                              ? CryptGetKeyParam(key, KP_KEYLEN, reinterpret_cast<BYTE*>(&bits), &size, 0)
+                              : GetLastError() == code(NTE_NO_KEY);
+        EXPECT_TRUE(good) << name << ": " << std::hex << GetLastError();
+        found[name] = bits;
+    }
+    return found;
+}
+
+} // namespace stress
