@@ -13,7 +13,6 @@
 #include <atomic>
 #include <csignal>
 #include <fstream>
-#include <set>
 
 namespace {
 
@@ -148,7 +147,8 @@ struct Progress {
     unsigned acknowledged = 0;
 };
 
-class Kills : public StressTest {
+// A kill takes nothing from the system's cache, so a disk would only cost time.
+class Kills : InMemory, public LayerTest {
 protected:
     Kills() {
         certificateOf(0, 0), test_support::TestKey::shared(512), test_support::TestKey::shared(1024);
