@@ -27,8 +27,7 @@ struct InMemory {
     std::optional<test_support::EnvironmentVariable> place;
 };
 
-// Certificates that differ in their serial numbers: 0x53, the high and the low number. Nobody looks at their
-// signatures.
+// Certificates that differ in their serial numbers and in their signatures, which nobody verifies.
 Bytes certificateOf(unsigned high, unsigned low);
 std::pair<unsigned, unsigned> numbersOf(Bytes const& encoding);
 ContextHandle findIn(StoreHandle const& store, Bytes const& encoding); // by issuer and serial number
