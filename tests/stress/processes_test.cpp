@@ -167,7 +167,7 @@ TEST_F(Processes, WriteAndWalkOneStoreWithoutAFailure) {
         found.insert(numbersOf(encoding));
     EXPECT_EQ(found, left);
     EXPECT_GT(shared.progress[0].added, 0u);
-    EXPECT_TRUE(boxes().empty());
+    EXPECT_TRUE(readState().boxes.empty());
 }
 
 } // namespace

@@ -64,6 +64,8 @@ bool importKey(char const* container, unsigned bits) {
     return CryptImportPKCS8(parameters, CRYPT_EXPORTABLE, provider.address(), nullptr) != FALSE;
 }
 
+namespace {
+
 std::map<std::string, unsigned> boxes() {
     std::map<std::string, unsigned> found;
     ProviderHandle const provider = openContainer(nullptr);
@@ -85,6 +87,78 @@ std::map<std::string, unsigned> boxes() {
         found[name] = bits;
     }
     return found;
+}
+
+} // namespace
+
+std::ostream& operator<<(std::ostream& out, State const& state) {
+    for (auto const& [number, certificate] : state.certificates)
+        out << number << '(' << certificate.name << ',' << certificate.container << ") ";
+    for (auto const& [name, bits] : state.boxes)
+        out << name << '=' << bits << ' ';
+    return out;
+}
+
+State readState() {
+    State state;
+    state.boxes = boxes();
+    StoreHandle const store = openStore("MY");
+    EXPECT_TRUE(store) << std::hex << GetLastError();
+    PCCERT_CONTEXT context = nullptr;
+    while ((context = CertEnumCertificatesInStore(store.get(), context)) != nullptr) {
+        Certificate& seen = state.certificates[numbersOf(encodingOf(context)).second];
+        if (auto const name = friendlyName(context))
+            seen.name = static_cast<unsigned>(std::stoul(*name));
+        if (auto const info = property(context, CERT_KEY_PROV_INFO_PROP_ID))
+            seen.container = static_cast<unsigned>(
+                std::stoul(reinterpret_cast<CRYPT_KEY_PROV_INFO const*>(info->data())->pwszContainerName));
+    }
+    EXPECT_EQ(GetLastError(), code(CRYPT_E_NOT_FOUND));
+    return state;
+}
+
+bool change(Random& numbers, State& state, bool inPlatform) {
+    unsigned const choice = numbers() % 12;
+    unsigned const number = numbers() % 10 + 1;
+    unsigned const value = numbers() % 1000 + 1;
+    auto& certificates = state.certificates;
+    if (choice < 4) {
+        std::string const box = "box" + std::to_string(number);
+        auto const found = state.boxes.find(box);
+        if (found == state.boxes.end()) {
+            state.boxes[box] = 0;
+            return !inPlatform || openContainer(box.c_str(), CRYPT_NEWKEYSET);
+        }
+        if (choice == 0 || (choice == 1 && found->second == 0)) {
+            state.boxes.erase(found);
+            HCRYPTPROV none = 0;
+            return !inPlatform || CryptAcquireContextA(&none, box.c_str(), MS_ENHANCED_PROV_A, PROV_RSA_FULL,
+                                                       CRYPT_DELETEKEYSET);
+        }
+        found->second = found->second == 512 ? 1024 : 512;
+        return !inPlatform || importKey(box.c_str(), found->second);
+    }
+    StoreHandle const store = inPlatform ? openStore("MY") : StoreHandle();
+    Bytes const encoding = certificateOf(0, number);
+    if (!certificates.contains(number)) {
+        certificates[number] = {};
+        return !inPlatform || add(store, encoding);
+    }
+    ContextHandle context = inPlatform ? findIn(store, encoding) : ContextHandle();
+    if (inPlatform && !context)
+        return false;
+    if (choice < 6) {
+        certificates.erase(number);
+        return !inPlatform || CertDeleteCertificateFromStore(context.release());
+    }
+    if (choice < 8) {
+        certificates[number] = {};
+        return !inPlatform || add(store, encoding, CERT_STORE_ADD_REPLACE_EXISTING);
+    }
+    auto& which = choice < 10 ? certificates[number].name : certificates[number].container;
+    which = value;
+    return !inPlatform || (choice < 10 ? setFriendlyName(context.get(), std::to_wstring(value))
+                                       : setKeyInfo(context.get(), std::to_wstring(value)));
 }
 
 } // namespace stress

@@ -30,13 +30,10 @@ struct InMemory {
 // Certificates that differ in their serial numbers and in their signatures, which nobody verifies.
 Bytes certificateOf(unsigned high, unsigned low);
 std::pair<unsigned, unsigned> numbersOf(Bytes const& encoding);
-ContextHandle findIn(StoreHandle const& store, Bytes const& encoding); // by issuer and serial number
+ContextHandle findIn(StoreHandle const& store, Bytes const& encoding); // by the platform's search
 
 // Puts the shared key of this size into the exchange slot of a container that exists, in place of another.
 bool importKey(char const* container, unsigned bits);
-
-// The names that begin with "box", each with the size of its exchange key, 0 without one.
-std::map<std::string, unsigned> boxes();
 
 // The same numbers for the same seed, everywhere.
 class Random {
@@ -47,6 +44,27 @@ public:
 private:
     std::mt19937 engine_;
 };
+
+// What a user has: certificates, and the containers whose names begin with "box", each with the bits of its
+// exchange key, 0 without one.
+struct Certificate {
+    unsigned name = 0; // 0: without
+    unsigned container = 0;
+    bool operator==(Certificate const&) const = default;
+};
+
+struct State {
+    std::map<unsigned, Certificate> certificates;
+    std::map<std::string, unsigned> boxes;
+    bool operator==(State const&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, State const& state);
+State readState();
+
+// Makes one change, in the platform where asked, and in the state that it leads to. Which one, the numbers
+// and the state tell.
+bool change(Random& numbers, State& state, bool inPlatform);
 
 using Clock = std::chrono::steady_clock;
 
