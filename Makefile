@@ -5,7 +5,7 @@ export JOBS
 
 SECONDS ?= 60
 
-.PHONY: demo check fuzz cross bench format format-check tidy clean
+.PHONY: demo check fuzz stress cross bench format format-check tidy clean
 
 # Builds the programs and runs the main job in a scratch profile.
 demo:
@@ -34,6 +34,12 @@ bench:
 cross:
 	scripts/install-dependencies build test
 	scripts/check-cross
+
+# Kills, many processes, threads, forks and a long load, in full: at most a quarter of an hour.
+stress:
+	scripts/install-dependencies build test
+	scripts/build release -DTVK_BUILD_TESTS=ON
+	scripts/stress build/release
 
 format:
 	scripts/install-dependencies style

@@ -3,6 +3,7 @@
 #include "capimanager.h"
 #include "failure.h"
 #include "tracing.h"
+#include "untilunloaded.h"
 
 #include <tvkcore/base/tvkglobal.h>
 #include <tvkcore/base/tvklibrarymanager.h>
@@ -50,8 +51,16 @@ CAPIGlobal const s_registration;
 
 } // namespace
 
-TVKString s_cspName;
-TVKString s_containerName;
+namespace {
+
+UntilUnloaded<TVKString> s_lastCspName;
+UntilUnloaded<TVKString> s_lastContainerName;
+
+} // namespace
+
+TVKString& s_cspName = s_lastCspName.get();
+TVKString& s_containerName = s_lastContainerName.get();
+TVKProcessMutex s_lastManagerMutex;
 
 CAPIGlobal::CAPIGlobal() {
     OperationTrace const trace(kSource, "CAPIGlobal::ctor");

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <tvkcore/base/tvkexport.h>
+#include <tvkcore/base/tvkprocessmutex.h>
 #include <tvkcore/base/tvkstring.h>
 
 // Provider and key container of the CSPManager that was constructed last; empty until then. Every CSPManager
-// constructor writes them, without a lock; the import of keys reads them.
-extern TVKString s_cspName;
-extern TVKString s_containerName;
+// constructor writes them, the import of keys reads them, both under the lock.
+extern TVKString& s_cspName;
+extern TVKString& s_containerName;
+extern TVKProcessMutex s_lastManagerMutex;
 
 // Registers the module with the toolkit's library manager while it lives.
 class CAPIGlobal {

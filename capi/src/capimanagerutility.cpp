@@ -19,6 +19,7 @@
 #include <cwchar>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <new>
 
 namespace {
@@ -596,12 +597,15 @@ BOOL WINAPI CapiManagerUtility::cryptResolvehCryptProvFunc(CRYPT_PRIVATE_KEY_INF
     if (context != nullptr) {
         voidResolveFunc();
     }
-    TVKString const container = CspManagerUtility::makeDefaultLabel(s_containerName);
+    auto const [cspName, containerName] = [] {
+        std::lock_guard<TVKProcessMutex> const guard(s_lastManagerMutex);
+        return std::pair(s_cspName, s_containerName);
+    }();
+    TVKString const container = CspManagerUtility::makeDefaultLabel(containerName);
     if (context != nullptr) {
         voidResolveFunc();
     }
-    if (!CryptAcquireContextA(provider, container.c_str(), s_cspName.c_str(), PROV_RSA_FULL,
-                              CRYPT_NEWKEYSET)) {
+    if (!CryptAcquireContextA(provider, container.c_str(), cspName.c_str(), PROV_RSA_FULL, CRYPT_NEWKEYSET)) {
         raiseWithLastError(kSource, errorKeyNotReached, "CryptAcquireContext() return values rc=0x");
     }
     return TRUE;

@@ -1,5 +1,9 @@
 #include "certificateidentifiers.h"
 
+#include "untilunloaded.h"
+
+#include <tvkcore/base/tvkprocessmutex.h>
+
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -8,8 +12,8 @@
 namespace {
 
 struct Table {
-    std::mutex mutex;
-    std::map<std::string, CertificateIdentifiers::Copy> copies;
+    TVKProcessMutex mutex;
+    UntilUnloaded<std::map<std::string, CertificateIdentifiers::Copy>> copies;
 };
 
 Table& table() {
@@ -44,14 +48,15 @@ CERT_ID CertificateIdentifiers::Copy::id() const {
 void CertificateIdentifiers::remember(CERT_ID const& id) {
     std::string const image(reinterpret_cast<char const*>(&id), sizeof id);
     Copy const copy(bytesOf(id.IssuerSerialNumber.Issuer), bytesOf(id.IssuerSerialNumber.SerialNumber));
-    std::lock_guard<std::mutex> const guard(table().mutex);
+    std::lock_guard<TVKProcessMutex> const guard(table().mutex);
     // The same image again means that the memory of a certificate that is gone was used for another.
-    table().copies.insert_or_assign(image, copy);
+    table().copies.get().insert_or_assign(image, copy);
 }
 
 std::optional<CertificateIdentifiers::Copy> CertificateIdentifiers::find(TVKBuffer const& image) {
     std::string const key(reinterpret_cast<char const*>(image.getValue()), image.getLength());
-    std::lock_guard<std::mutex> const guard(table().mutex);
-    auto const found = table().copies.find(key);
-    return found == table().copies.end() ? std::nullopt : std::optional<Copy>(found->second);
+    std::lock_guard<TVKProcessMutex> const guard(table().mutex);
+    auto const& copies = table().copies.get();
+    auto const found = copies.find(key);
+    return found == copies.end() ? std::nullopt : std::optional<Copy>(found->second);
 }

@@ -15,6 +15,7 @@
 
 #include <array>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -54,8 +55,18 @@ CSPManager::CSPManager(TVKString const& cspName, unsigned long storeKind) {
     }
     bool const isDefault = cspName.size() == 0 || cspName.compare(kDefaultProvider) == 0;
     data->cspName = isDefault ? TVKString(kDefaultProvider) : cspName;
-    s_cspName = data->cspName;
-    CapiManagerUtility::getProvParam(provider.get(), PP_CONTAINER, s_containerName);
+    // The platform isn't waited for under the lock. A container name that it doesn't tell stays as it was.
+    TVKString containerName;
+    {
+        std::lock_guard<TVKProcessMutex> const guard(s_lastManagerMutex);
+        containerName = s_containerName;
+    }
+    CapiManagerUtility::getProvParam(provider.get(), PP_CONTAINER, containerName);
+    {
+        std::lock_guard<TVKProcessMutex> const guard(s_lastManagerMutex);
+        s_cspName = data->cspName;
+        s_containerName = containerName;
+    }
     bool admin = false;
     data->hardwareCSP = !isDefault && storeKind == kPersonalStore;
     OwnedStore store(data->hardwareCSP

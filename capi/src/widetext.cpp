@@ -1,5 +1,7 @@
 #include "widetext.h"
 
+#include "untilunloaded.h"
+
 #include <tvkcore/base/tvkexception.h>
 #include <tvkcore/base/tvkwideinterntable.h>
 
@@ -44,8 +46,8 @@ private:
     };
 
     static locale_t utf8() {
-        static Locale const s_locale;
-        return s_locale.handle;
+        static UntilUnloaded<Locale> s_locale;
+        return s_locale.get().handle;
     }
 
     locale_t before_;

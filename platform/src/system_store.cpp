@@ -36,20 +36,33 @@ bool isSystemName(std::string const& name) {
                        [&](char const* known) { return isNamed(name, known); });
 }
 
+// The user's part of a store; null where there is nothing to keep it in, when it isn't the only part.
+std::shared_ptr<DatabaseStoreView> userView(std::string const& name, bool writable, bool isJoined) {
+    std::shared_ptr<DatabaseStoreView> view;
+    DWORD const error = outcome([&] { view = databaseView(Scope::user, name, writable, systemStore); });
+    // Without a home, which the log has told, a user has no certificates but the machine's.
+    if (error != ERROR_SUCCESS && !(isJoined && error == ERROR_PATH_NOT_FOUND))
+        fail(error);
+    return view;
+}
+
 std::shared_ptr<StoreObject> openUserStore(std::string const& name, bool mustExist, bool readOnly) {
+    bool const isRoot = isNamed(name, "ROOT");
+    bool const isJoined = isRoot || isNamed(name, "CA");
     // The write bit is the handle's alone. A user's certificates that can't be written just now must not look
     // like the machine's, which have the system store bit and no other.
-    auto const own = databaseView(Scope::user, name, !readOnly, systemStore);
-    if (mustExist && !isSystemName(name)) {
-        if (!own->exists())
+    auto const own = userView(name, !readOnly, isJoined);
+    std::vector<StoreObject::Member> members;
+    if (own) {
+        if (!mustExist || isSystemName(name))
+            Database::of(Scope::user)->probe();
+        else if (!own->exists())
             fail(ERROR_FILE_NOT_FOUND);
-    } else {
-        Database::of(Scope::user)->probe();
+        members.push_back({own, !readOnly, false});
     }
-    std::vector<StoreObject::Member> members{{own, !readOnly, false}};
-    if (isNamed(name, "ROOT"))
+    if (isRoot)
         members.push_back({std::make_shared<BundleStoreView>(systemStore), false, true});
-    if (isNamed(name, "ROOT") || isNamed(name, "CA"))
+    if (isJoined)
         members.push_back({databaseView(Scope::machine, name, false, systemStore), false, true});
     return std::make_shared<StoreObject>(std::move(members), true);
 }

@@ -1,6 +1,9 @@
 // What becomes of the database: who may use it, what is wrong with it, other processes, forks, power.
 #include "layer_fixture.h"
 
+#include "support/trust_bundle.h"
+
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -132,12 +135,43 @@ TEST_F(DatabaseFiles, WithoutAHomeDirectoryReadingSaysSo) {
     test_support::EnvironmentVariable const noHome("HOME", std::nullopt);
     if (::geteuid() != 0)
         GTEST_SKIP() << "becoming an unknown user takes root";
+    std::ofstream(profile.file("log")).close();
+    fs::permissions(profile.file("log"), fs::perms(0666));
+    fs::permissions(profile.directory().path(), fs::perms(0755));
+    fs::permissions(profile.machineHome(), fs::perms(0755));
+    certificate(1);
     EXPECT_TRUE(inChild(
         [] {
             return openContainer(nullptr) &&
-                   errorOf([] { return openStore("MY"); }) == DWORD{ERROR_PATH_NOT_FOUND};
+                   errorOf([] { return openStore("MY"); }) == DWORD{ERROR_PATH_NOT_FOUND} &&
+                   all(openStore("ROOT")) == test_support::readTrustBundle() &&
+                   errorOf([] { return add(openStore("CA"), certificate(1)); }) == code(E_ACCESSDENIED);
         },
         otherUser));
+    EXPECT_NE(log().find("no home directory"), std::string::npos);
+}
+
+TEST_F(DatabaseFiles, AFullDiskTakesNoChangeAndHarmsNone) {
+    struct Mount {
+        explicit Mount(fs::path const& where)
+            : place(where), isThere(::mount("none", place.c_str(), "tmpfs", 0, "size=256k,mode=700") == 0) {}
+        ~Mount() { isThere&& ::umount2(place.c_str(), MNT_DETACH); }
+        fs::path const place;
+        bool const isThere;
+    };
+    Mount const disk(profile.userHome());
+    if (!disk.isThere)
+        GTEST_SKIP() << "a small disk can't be mounted here: what a full one does was not looked at";
+    unsigned added = 0;
+    DWORD error = 0;
+    while (error == 0 && added < 300)
+        error = errorOf([&] { return add(openStore("MY"), certificate(1), CERT_STORE_ADD_ALWAYS); }),
+        added += error == 0;
+    EXPECT_EQ(error, DWORD{ERROR_DISK_FULL}) << added;
+    EXPECT_EQ(all(openStore("MY")), std::vector<Bytes>(added, certificate(1)));
+    EXPECT_NE(log().find(userDatabase().string()), std::string::npos);
+    EXPECT_EQ(::mount("none", disk.place.c_str(), "tmpfs", MS_REMOUNT, "size=2m"), 0);
+    EXPECT_TRUE(add(openStore("MY"), certificate(2))) << "as soon as there is room";
 }
 
 TEST_F(DatabaseFiles, AcknowledgedChangesSurviveAKill) {

@@ -3,10 +3,12 @@
 #include "sharedlibrary.h"
 
 #include <tvkcore/base/tvkexception.h>
+#include <tvkcore/base/tvkprocessmutex.h>
 
 #include <algorithm>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -24,7 +26,7 @@ struct LoadedLibrary {
 };
 
 struct Registry {
-    std::mutex mutex;
+    TVKProcessMutex mutex;
     std::vector<Entry> entries;
     std::vector<LoadedLibrary> libraries;
 };
@@ -34,6 +36,8 @@ Registry& registry() {
     static auto* const s_registry = new Registry;
     return *s_registry;
 }
+
+constinit thread_local bool s_isUnloading = false;
 
 void* openBareName(std::string const& name, std::string& error) {
     std::string const file = tvk::moduleFileName(name);
@@ -52,17 +56,17 @@ void* openBareName(std::string const& name, std::string& error) {
 } // namespace
 
 void TVKLibraryManager::addLibEntry(TVKString const& name, LibraryFunction function) {
-    std::lock_guard<std::mutex> const guard(registry().mutex);
+    std::lock_guard<TVKProcessMutex> const guard(registry().mutex);
     registry().entries.push_back({name, function});
 }
 
 void TVKLibraryManager::removeLibEntries(LibraryFunction function) {
-    std::lock_guard<std::mutex> const guard(registry().mutex);
+    std::lock_guard<TVKProcessMutex> const guard(registry().mutex);
     std::erase_if(registry().entries, [function](Entry const& entry) { return entry.function == function; });
 }
 
 TVKLibraryManager::LibraryFunction TVKLibraryManager::getLibEntry(TVKString const& name) {
-    std::lock_guard<std::mutex> const guard(registry().mutex);
+    std::lock_guard<TVKProcessMutex> const guard(registry().mutex);
     auto const& entries = registry().entries;
     auto const found = std::find_if(entries.rbegin(), entries.rend(),
                                     [&name](Entry const& entry) { return entry.name == name; });
@@ -79,7 +83,7 @@ void TVKLibraryManager::loadLibrary(TVKString const& name) {
                            ("module " + text + " can't be loaded: " + error).c_str());
     }
     try {
-        std::lock_guard<std::mutex> const guard(registry().mutex);
+        std::lock_guard<TVKProcessMutex> const guard(registry().mutex);
         registry().libraries.push_back({name, library});
     } catch (...) {
         tvk::closeSharedLibrary(library);
@@ -90,7 +94,7 @@ void TVKLibraryManager::loadLibrary(TVKString const& name) {
 void TVKLibraryManager::unloadLibrary(TVKString const& name) {
     void* library = nullptr;
     {
-        std::lock_guard<std::mutex> const guard(registry().mutex);
+        std::lock_guard<TVKProcessMutex> const guard(registry().mutex);
         auto& libraries = registry().libraries;
         auto const found = std::find_if(libraries.begin(), libraries.end(),
                                         [&name](LoadedLibrary const& loaded) { return loaded.name == name; });
@@ -101,5 +105,10 @@ void TVKLibraryManager::unloadLibrary(TVKString const& name) {
         library = found->library;
         libraries.erase(found);
     }
+    // A module that is unloaded may unload another.
+    bool const before = std::exchange(s_isUnloading, true);
     tvk::closeSharedLibrary(library);
+    s_isUnloading = before;
 }
+
+bool TVKLibraryManager::isUnloading() { return s_isUnloading; }

@@ -31,21 +31,21 @@ void TVKTrace::writeExit(unsigned long component, char const* label) noexcept {
 }
 
 void TVKTrace::enable(unsigned long components, TVKTraceSink& sink, unsigned long levels) {
-    std::lock_guard<std::mutex> const guard(mutex_);
+    std::lock_guard<TVKProcessMutex> const guard(mutex_);
     sink_ = &sink;
     levels_.store(levels, std::memory_order_relaxed);
     components_.store(components, std::memory_order_relaxed);
 }
 
 void TVKTrace::disable() {
-    std::lock_guard<std::mutex> const guard(mutex_);
+    std::lock_guard<TVKProcessMutex> const guard(mutex_);
     components_.store(0, std::memory_order_relaxed);
     sink_ = nullptr;
 }
 
 bool TVKTrace::deliver(TVKTraceRecord const& record) {
     try {
-        std::lock_guard<std::mutex> const guard(mutex_);
+        std::lock_guard<TVKProcessMutex> const guard(mutex_);
         // Looked at again under the lock: the trace may have been turned off since.
         if (sink_ == nullptr || (components_.load(std::memory_order_relaxed) & record.component) == 0 ||
             (levels_.load(std::memory_order_relaxed) & record.level) == 0) {

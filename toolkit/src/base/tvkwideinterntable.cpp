@@ -1,8 +1,9 @@
 #include <tvkcore/base/tvkwideinterntable.h>
 
+#include <tvkcore/base/tvkprocessmutex.h>
+
 #include <memory>
 #include <mutex>
-#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -11,7 +12,7 @@
 namespace {
 
 struct Table {
-    std::shared_mutex mutex;
+    TVKProcessMutex mutex;
     std::unordered_map<std::wstring_view, wchar_t*> byText;
     std::unordered_set<wchar_t const*> pointers;
 };
@@ -26,14 +27,7 @@ Table& table() {
 
 wchar_t* TVKWideInternTable::intern(wchar_t const* text) {
     std::wstring_view const key(text);
-    {
-        std::shared_lock<std::shared_mutex> const guard(table().mutex);
-        auto const found = table().byText.find(key);
-        if (found != table().byText.end()) {
-            return found->second;
-        }
-    }
-    std::unique_lock<std::shared_mutex> const guard(table().mutex);
+    std::lock_guard<TVKProcessMutex> const guard(table().mutex);
     auto const found = table().byText.find(key);
     if (found != table().byText.end()) {
         return found->second;
@@ -51,6 +45,6 @@ wchar_t* TVKWideInternTable::intern(wchar_t const* text) {
 }
 
 bool TVKWideInternTable::holds(wchar_t const* pointer) {
-    std::shared_lock<std::shared_mutex> const guard(table().mutex);
+    std::lock_guard<TVKProcessMutex> const guard(table().mutex);
     return table().pointers.contains(pointer);
 }

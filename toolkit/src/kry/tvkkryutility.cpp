@@ -3,6 +3,7 @@
 #include "systemrandom.h"
 
 #include <tvkcore/base/tvkexception.h>
+#include <tvkcore/base/tvkprocessmutex.h>
 
 #include <atomic>
 #include <memory>
@@ -38,7 +39,7 @@ public:
 };
 
 struct Factories {
-    std::mutex mutex;
+    TVKProcessMutex mutex;
     std::vector<std::unique_ptr<TVKKRYAlgorithmFactory const>> installed;
     SystemAlgorithmFactory system;
     std::atomic<TVKKRYAlgorithmFactory const*> current{&system};
@@ -61,7 +62,7 @@ void TVKKRYUtility::setDefaultAlgorithmFactory(TVKKRYAlgorithmFactory const& fac
     if (copy == nullptr) {
         throw TVKException(kFile, __LINE__, TVKCORE_NOT_AVAILABLE, "the factory can't be duplicated");
     }
-    std::lock_guard<std::mutex> const guard(factories().mutex);
+    std::lock_guard<TVKProcessMutex> const guard(factories().mutex);
     factories().installed.push_back(std::move(copy));
     factories().current.store(factories().installed.back().get(), std::memory_order_release);
 }

@@ -29,4 +29,8 @@ public:
     // Unloads a module that was loaded under this name. Everything that came from it must be gone by then.
     // Throws TVKException TVKCORE_LIBRARY_NOT_KNOWN for a name that isn't loaded.
     static void unloadLibrary(TVKString const& name);
+
+    // Whether the calling thread is in unloadLibrary: what a module destroys then is destroyed because the
+    // module goes, and otherwise because the process ends.
+    static bool isUnloading();
 };

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <tvkcore/base/tvkexport.h>
+#include <tvkcore/base/tvkprocessmutex.h>
 
 #include <atomic>
 #include <iosfwd>
-#include <mutex>
 
 // One trace record. The pointers are those of the traced operation: literals that live as long as its module
 // does.
@@ -73,7 +73,7 @@ private:
 
     std::atomic<unsigned long> components_{0};
     std::atomic<unsigned long> levels_{0};
-    std::mutex mutex_;
+    TVKProcessMutex mutex_;
     TVKTraceSink* sink_ = nullptr;
 };
 

@@ -1,0 +1,4 @@
+#include <tvkcore/base/tvkprocessmutex.h>
+
+TVKProcessMutex::TVKProcessMutex() = default;
+TVKProcessMutex::~TVKProcessMutex() = default;
