@@ -100,7 +100,7 @@ protected:
         bool const isKilledHere = calls == 0;
         ssize_t count = ::read(ends[0], letters, 1);
         if (isWatched)
-            readState(); // so that the database is open elsewhere when the child dies
+            all(openStore("MY")); // so that the database is open elsewhere when the child dies
         if (isKilledHere) {
             ::usleep(microseconds);
             ::kill(child, SIGKILL);

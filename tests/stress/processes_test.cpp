@@ -138,7 +138,8 @@ TEST_F(Processes, WriteAndWalkOneStoreWithoutAFailure) {
             bool good = true;
             if (i < writers)
                 good = write(i);
-            while (i >= writers && good && !shared.isOver)
+            // With pauses: where walks alone keep the processors busy, nothing else goes on.
+            for (; i >= writers && good && !shared.isOver; ::usleep(5000))
                 good = walk();
             ::_exit(good ? 0 : 1);
         }
