@@ -9,6 +9,6 @@ LayerLog::~LayerLog() = default;
 
 bool LayerLog::relay() { return false; }
 
-} // namespace tvkstore
-
 void LayerLog::forget() {}
+
+} // namespace tvkstore
