@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 
 namespace stress {
@@ -70,13 +71,13 @@ protected:
 };
 
 TEST_F(Load, LeavesNothingBehind) {
-    unsigned const operations = fullOr(1'000'000u, 30'000u);
+    unsigned const operations = fullOr(1'000'000u, 60'000u);
     signer = openContainer("signer", CRYPT_NEWKEYSET);
     ASSERT_TRUE(importKey("signer", 512));
     signer = openContainer("signer");
     ASSERT_TRUE(CryptGetUserKey(signer.get(), AT_KEYEXCHANGE, &key) && sign(signer, signature));
     Random numbers(5);
-    unsigned const warm = operations / 10;
+    unsigned const warm = std::max(operations / 10, 20'000u);
     long residentBefore = 0;
     long descriptorsBefore = 0;
     std::size_t const objects = WincryptLiveObjectCount();
