@@ -2,6 +2,7 @@
 
 #include "widetext.h"
 
+#include <windows.h>
 #include <wincrypt.h>
 
 // The property that ties a certificate to its key, with the wide names that it points to.

@@ -151,6 +151,7 @@ int statusOf(Body&& body) {
     return status;
 }
 
+#ifndef __SANITIZE_ADDRESS__ // whose allocator a fork leaves locked in the child when another thread is in it
 TEST_F(Module, ForksWhileThreadsAreInIt) {
     unsigned const forks = fullOr(1000u, 60u);
     std::atomic<bool> isOver{false};
@@ -180,6 +181,7 @@ TEST_F(Module, ForksWhileThreadsAreInIt) {
     std::printf("%u forks while 4 threads were in the module, %u children that failed\n", forks,
                 failedChildren);
 }
+#endif
 
 TEST_F(Module, AnyThreadMayUnloadItOrEndTheProcess) {
     char const* const rows[] = {"exit in a thread", "unload in a thread, then exit",

@@ -1,9 +1,26 @@
 #include <tvkcore/base/tvktrace.h>
 
+#include <new>
 #include <ostream>
 
+namespace {
+
 // Never destroyed: modules that go late can still trace.
-TVKTrace* TVKTrace::s_defaultTracePtr = new TVKTrace;
+union Room {
+    constexpr Room() : nothing('\0') {}
+    ~Room() {}
+
+    char nothing;
+    TVKTrace trace;
+};
+
+constinit Room s_room;
+
+[[maybe_unused]] TVKTrace* const s_made = ::new (&s_room.trace) TVKTrace;
+
+} // namespace
+
+constinit TVKTrace* TVKTrace::s_defaultTracePtr = &s_room.trace;
 
 TVKTraceSink::~TVKTraceSink() = default;
 
