@@ -27,7 +27,7 @@ std::string file(std::string const& name) { return std::string(std::getenv("FAUL
 
 long lines(std::string const& name) {
     std::ifstream input(file(name));
-    return std::count(std::istreambuf_iterator<char>(input), {}, '\n');
+    return static_cast<long>(std::count(std::istreambuf_iterator<char>(input), {}, '\n'));
 }
 
 // The line that begins with this word, word by word; none when there is none.

@@ -82,8 +82,9 @@ std::string ScratchTokens::add(std::string label) const {
 
 long ScratchTokens::calls(std::string const& name) const {
     std::ifstream input(folder_ / "calls");
-    return std::count_if(std::istream_iterator<std::string>(input), {},
-                         [&](std::string const& call) { return name.empty() || call == name; });
+    return static_cast<long>(
+        std::count_if(std::istream_iterator<std::string>(input), {},
+                      [&](std::string const& call) { return name.empty() || call == name; }));
 }
 
 std::string ScratchTokens::tool(std::string const& label, std::vector<std::string> command) const {
