@@ -91,12 +91,11 @@ auto DatabaseStoreView::change(Body&& body) {
 // tells without a query.
 std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsBehind(std::optional<std::int64_t> position,
                                                                      Selection const& selection) {
-    constexpr std::size_t ahead = 16;
     Stamp const stamp = database_->stamp();
     bool const isWalk = position && stamp.known && selection.kind == Selection::Kind::any;
-    if (isWalk)
-        if (auto known = rowsAhead_.load(); known && known->tell(*position, stamp))
-            return known;
+    auto known = isWalk ? rowsAhead_.load() : nullptr;
+    if (known && known->tell(*position, stamp))
+        return known;
     auto use = database_->reader();
     if (!use)
         return nullptr;
@@ -106,7 +105,7 @@ std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsBehind(std::option
         return nullptr;
     id_.store(*id);
     std::int64_t const after = position.value_or(firstRow(*id));
-    std::size_t const most = isWalk ? ahead : 1;
+    std::size_t const most = !isWalk ? 1 : known ? known->countToFollow(*position) : CertificateRows::fewest;
     Statement query = connection.prepare(queryFor(selection.kind));
     query.bind(1, after).bind(2, endRow(*id)).bind(3, static_cast<std::int64_t>(most));
     if (selection.kind == Selection::Kind::identity)
