@@ -67,9 +67,9 @@ CertificateFields CertificateContext::fields() const {
     return fields;
 }
 
-PropertySet CertificateContext::properties() {
+std::shared_ptr<PropertySet const> CertificateContext::properties() {
     if (memory)
-        return *memory->properties.load();
+        return memory->properties.load();
     return view->properties(*this);
 }
 

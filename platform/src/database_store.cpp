@@ -207,22 +207,27 @@ void DatabaseStoreView::remove(CertificateContext const& context) {
     });
 }
 
-PropertySet DatabaseStoreView::properties(CertificateContext& context) {
+std::shared_ptr<PropertySet const> DatabaseStoreView::properties(CertificateContext& context) {
+    auto const propertiesOf = [](std::shared_ptr<PropertyReading const> reading) {
+        PropertySet const* const properties = &reading->properties;
+        return std::shared_ptr<PropertySet const>(std::move(reading), properties);
+    };
     std::shared_ptr<PropertyReading const> const known = context.reading.load();
-    auto reading = std::make_shared<PropertyReading>();
-    reading->stamp = database_->stamp();
-    if (reading->stamp.sameAs(known->stamp))
-        return known->properties;
+    Stamp const stamp = database_->stamp();
+    if (stamp.sameAs(known->stamp))
+        return propertiesOf(known);
     auto use = database_->reader();
     if (!use)
-        return known->properties;
+        return propertiesOf(known);
+    auto reading = std::make_shared<PropertyReading>();
+    reading->stamp = stamp;
     Statement query = (*use)->prepare(Query::certificateProperties);
     // A certificate that was deleted meanwhile keeps what was read last.
     if (!query.bind(1, context.row).step())
-        return known->properties;
+        return propertiesOf(known);
     reading->properties = {optionalBytes(query, 0), optionalBytes(query, 1)};
     context.reading.store(reading);
-    return reading->properties;
+    return propertiesOf(std::move(reading));
 }
 
 void DatabaseStoreView::setProperty(CertificateContext& context, DWORD property,
