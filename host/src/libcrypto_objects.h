@@ -18,11 +18,19 @@ struct FreeCryptoObject {
     void operator()(ASN1_TYPE* object) const noexcept { ASN1_TYPE_free(object); }
     void operator()(EVP_PKEY* object) const noexcept { EVP_PKEY_free(object); }
     void operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept { PKCS8_PRIV_KEY_INFO_free(object); }
+    void operator()(PBEPARAM* object) const noexcept { PBEPARAM_free(object); }
+    void operator()(PBE2PARAM* object) const noexcept { PBE2PARAM_free(object); }
+    void operator()(PBKDF2PARAM* object) const noexcept { PBKDF2PARAM_free(object); }
+    void operator()(SCRYPT_PARAMS* object) const noexcept { SCRYPT_PARAMS_free(object); }
     void operator()(X509_SIG* object) const noexcept { X509_SIG_free(object); }
     void operator()(PKCS12* object) const noexcept { PKCS12_free(object); }
     void operator()(OSSL_LIB_CTX* object) const noexcept { OSSL_LIB_CTX_free(object); }
     void operator()(OSSL_PROVIDER* object) const noexcept { OSSL_PROVIDER_unload(object); }
     void operator()(STACK_OF(X509) * object) const noexcept { sk_X509_pop_free(object, X509_free); }
+    void operator()(STACK_OF(PKCS7) * object) const noexcept { sk_PKCS7_pop_free(object, PKCS7_free); }
+    void operator()(STACK_OF(PKCS12_SAFEBAG) * object) const noexcept {
+        sk_PKCS12_SAFEBAG_pop_free(object, PKCS12_SAFEBAG_free);
+    }
 };
 
 template <typename T>

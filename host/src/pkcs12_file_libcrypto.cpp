@@ -1,5 +1,6 @@
 #include "pkcs12_file.h"
 
+#include "derivation_work.h"
 #include "failure.h"
 #include "libcrypto_key.h"
 #include "libcrypto_objects.h"
@@ -67,6 +68,39 @@ void add(Pkcs12Content& content, X509& certificate) {
     content.certificates.push_back(std::move(added));
 }
 
+using Bags = CryptoObject<STACK_OF(PKCS12_SAFEBAG)>;
+
+void addWork(DerivationWork& work, STACK_OF(PKCS12_SAFEBAG) const* bags) {
+    for (int i = 0; i < sk_PKCS12_SAFEBAG_num(bags); ++i) {
+        PKCS12_SAFEBAG const* const bag = sk_PKCS12_SAFEBAG_value(bags, i);
+        int const kind = PKCS12_SAFEBAG_get_nid(bag);
+        if (kind == NID_safeContentsBag) {
+            addWork(work, PKCS12_SAFEBAG_get0_safes(bag));
+        } else if (kind == NID_pkcs8ShroudedKeyBag) {
+            X509_ALGOR const* scheme = nullptr;
+            X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &scheme, nullptr);
+            work.add(scheme);
+        }
+    }
+}
+
+// Parsing derives a key for each part of the file, so what that takes is counted before.
+void addWork(DerivationWork& work, PKCS12& file, char const* passphrase) {
+    CryptoObject<STACK_OF(PKCS7)> const parts(PKCS12_unpack_authsafes(&file));
+    for (int i = 0; i < sk_PKCS7_num(parts.get()); ++i) {
+        PKCS7* const part = sk_PKCS7_value(parts.get(), i);
+        Bags bags;
+        if (PKCS7_type_is_data(part)) {
+            bags.reset(PKCS12_unpack_p7data(part));
+        } else if (PKCS7_type_is_encrypted(part) && part->d.encrypted != nullptr) {
+            work.add(part->d.encrypted->enc_data->algorithm);
+            bags.reset(PKCS12_unpack_p7encdata(part, passphrase, -1));
+        }
+        addWork(work, bags.get());
+    }
+    ERR_clear_error();
+}
+
 Pkcs12Content parse(PKCS12& file, char const* passphrase, std::string const& object) {
     EVP_PKEY* rawKey = nullptr;
     X509* rawCertificate = nullptr;
@@ -102,8 +136,15 @@ std::optional<Pkcs12Content> readPkcs12File(std::string_view bytes, std::string 
         ERR_clear_error();
         return std::nullopt;
     }
+    DerivationWork work(object);
     bool const isChecked = PKCS12_mac_present(file.get()) == 1;
+    if (isChecked) {
+        ASN1_INTEGER const* rounds = nullptr;
+        PKCS12_get0_mac(nullptr, nullptr, nullptr, &rounds, file.get());
+        work.addRounds(rounds);
+    }
     if (isChecked && (fits(*file, nullptr, 0) || fits(*file, "", 0))) {
+        addWork(work, *file, "");
         return parse(*file, "", object);
     }
     ERR_clear_error();
@@ -114,6 +155,7 @@ std::optional<Pkcs12Content> readPkcs12File(std::string_view bytes, std::string 
         ERR_clear_error();
         throw Failure(ExitCode::refused, object + ": the passphrase doesn't open it");
     }
+    addWork(work, *file, secret.data());
     return parse(*file, secret.data(), object);
 }
 

@@ -1,5 +1,6 @@
 #include "private_key.h"
 
+#include "derivation_work.h"
 #include "libcrypto_key.h"
 #include "libcrypto_objects.h"
 
@@ -52,6 +53,9 @@ CryptoObject<EVP_PKEY> decodeEncrypted(std::string_view bytes, std::string const
         ERR_clear_error();
         throw noPrivateKey(path);
     }
+    X509_ALGOR const* scheme = nullptr;
+    X509_SIG_get0(sealed.get(), &scheme, nullptr);
+    DerivationWork(path).add(scheme);
     SecretBytes const& secret = passphrase.get(path);
     CryptoObject<PKCS8_PRIV_KEY_INFO> const info(
         PKCS8_decrypt(sealed.get(), secret.data(), static_cast<int>(secret.size())));
@@ -88,6 +92,13 @@ TVKKRYKey keyInClear(EVP_PKEY const& key, std::string const& object) {
 } // namespace
 
 PrivateKey decodePrivateKey(PemBlock const& block, std::string const& object, Passphrase& passphrase) {
+    if (block.name == "ENCRYPTED PRIVATE KEY") {
+        std::optional<SecretBytes> const der = decodePem(block);
+        if (!der) {
+            throw noPrivateKey(object);
+        }
+        return privateKeyOf(*decodeEncrypted(bytesOf(*der), object, passphrase), object);
+    }
     CryptoObject<BIO> const input(BIO_new_mem_buf(block.text.data(), static_cast<int>(block.text.size())));
     if (input == nullptr) {
         throw std::bad_alloc();

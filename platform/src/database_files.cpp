@@ -39,12 +39,6 @@ std::string homeDirectory() {
     fail(ERROR_ACCESS_DENIED);
 }
 
-void syncDirectory(std::string const& directory) {
-    FileDescriptor const file(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!file || ::fsync(file.number()) != 0)
-        failErrno(directory, "can't be made durable");
-}
-
 } // namespace
 
 std::string databasePath(Scope scope) {
@@ -124,6 +118,12 @@ std::string directoryOf(std::string const& path) {
     return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
+void syncDirectory(std::string const& directory) {
+    FileDescriptor const file(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!file || ::fsync(file.number()) != 0)
+        failErrno(directory, "can't be made durable");
+}
+
 void createDirectories(std::string const& directory) {
     struct stat status {};
     if (::stat(directory.c_str(), &status) == 0)
@@ -141,30 +141,6 @@ void createDirectories(std::string const& directory) {
     if (::chmod(directory.c_str(), 0700) != 0)
         failErrno(directory, "its mode can't be set");
     syncDirectory(parent);
-}
-
-TemporaryFile::TemporaryFile(std::string const& besides) : path_(besides + ".XXXXXX") {
-    FileDescriptor const file(::mkostemp(path_.data(), O_CLOEXEC));
-    if (!file)
-        failErrno(path_, "can't be made");
-    if (::fchmod(file.number(), 0600) != 0) {
-        int const number = errno;
-        ::unlink(path_.c_str());
-        errno = number;
-        failErrno(path_, "its mode can't be set");
-    }
-}
-
-TemporaryFile::~TemporaryFile() {
-    for (char const* suffix : {"", "-journal", "-wal", "-shm"})
-        if (::unlink((path_ + suffix).c_str()) != 0 && errno != ENOENT)
-            logLine(path_, "is left behind");
-}
-
-void TemporaryFile::nameIt(std::string const& name) const {
-    if (::link(path_.c_str(), name.c_str()) != 0 && errno != EEXIST)
-        failErrno(name, "can't be made");
-    syncDirectory(directoryOf(name));
 }
 
 void unprotectLogs(std::string const& path) {

@@ -29,24 +29,7 @@ void requireTrustedDirectory(std::string const& directory);
 
 std::string directoryOf(std::string const& path);
 void createDirectories(std::string const& directory); // 0700 whatever the umask, and durable
-
-// A new empty file of mode 0600 beside the path. It goes with this, and so do the logs that SQLite puts
-// beside it.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(std::string const& besides);
-    ~TemporaryFile();
-    TemporaryFile(TemporaryFile const&) = delete;
-    TemporaryFile& operator=(TemporaryFile const&) = delete;
-
-    std::string const& path() const noexcept { return path_; }
-
-    // Makes its name the file's, durably. A file of that name is left alone, which is no error.
-    void nameIt(std::string const& name) const;
-
-private:
-    std::string path_;
-};
+void syncDirectory(std::string const& directory);     // makes the names in it durable
 
 // True where the file system can't share memory between machines, which a write-ahead log needs.
 bool isOnNetwork(std::string const& path);

@@ -4,6 +4,7 @@
 #include "digest.h"
 #include "file_descriptor.h"
 #include "log.h"
+#include "new_file.h"
 
 #include <openssl/rand.h>
 
@@ -93,7 +94,6 @@ std::optional<SealingKey> fileKey(Database const& database) {
     return secret ? std::optional(derive(*secret)) : std::nullopt;
 }
 
-// The file is complete and durable before it bears its name, and a file of that name is never replaced.
 void makeKeyFile(Database const& database) {
     std::string const path = keyFilePath(database);
     createDirectories(database.directory());
@@ -101,13 +101,7 @@ void makeKeyFile(Database const& database) {
     SecureBytes secret(keyFileSize);
     if (RAND_priv_bytes(secret.data(), static_cast<int>(secret.size())) != 1)
         fail(NTE_FAIL);
-    TemporaryFile const temporary(path);
-    FileDescriptor file(::open(temporary.path().c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (!file ||
-        ::write(file.number(), secret.data(), secret.size()) != static_cast<ssize_t>(secret.size()) ||
-        ::fsync(file.number()) != 0 || !file.close())
-        failErrno(temporary.path(), "can't be written");
-    temporary.nameIt(path);
+    createFile(path, secret);
 }
 
 // The one that a key was sealed under.

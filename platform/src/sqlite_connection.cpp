@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <ctime>
+#include <memory>
 #include <new>
 
 namespace wincrypt {
@@ -156,6 +157,17 @@ bool Connection::setJournalMode(char const* mode) {
 std::int64_t Connection::number(char const* sql) {
     std::string const value = text(sql);
     return value.empty() ? 0 : std::stoll(value);
+}
+
+Bytes Connection::image() const {
+    struct Free {
+        void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }
+    };
+    sqlite3_int64 size = 0;
+    std::unique_ptr<unsigned char, Free> const bytes(sqlite3_serialize(database_, "main", &size, 0));
+    if (!bytes)
+        throw std::bad_alloc();
+    return {bytes.get(), bytes.get() + size};
 }
 
 volatile std::uint32_t const* Connection::logIndex() {

@@ -70,6 +70,8 @@ public:
     Mode mode() const noexcept { return mode_; }
     std::string const& path() const noexcept { return path_; }
 
+    Bytes image() const; // the database as a file of it would be
+
     // Start of the write-ahead log's index in shared memory, null where the database has none.
     volatile std::uint32_t const* logIndex();
 

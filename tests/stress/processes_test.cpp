@@ -138,8 +138,7 @@ TEST_F(Processes, WriteAndWalkOneStoreWithoutAFailure) {
             bool good = true;
             if (i < writers)
                 good = write(i);
-            // With pauses: where walks alone keep the processors busy, nothing else goes on.
-            for (; i >= writers && good && !shared.isOver; ::usleep(5000))
+            while (i >= writers && good && !shared.isOver)
                 good = walk();
             ::_exit(good ? 0 : 1);
         }
