@@ -1,3 +1,4 @@
+#include "libcrypto_memory.h"
 #include "program.h"
 #include "standard_streams.h"
 
@@ -9,5 +10,6 @@ int main(int argc, char** argv) {
     // by a pipe would get it nevertheless; one byte is refused in both ways.
     rlimit const limit{1, 1};
     ::setrlimit(RLIMIT_CORE, &limit);
+    tvkstore::wipeLibcryptoMemory();
     return static_cast<int>(tvkstore::runProgram(argc, argv));
 }

@@ -37,9 +37,9 @@ public:
         if (wanted > placeSize)
             return nullptr;
         for (std::size_t i = 0; i < words_.size(); ++i)
-            for (std::uint64_t taken = words_[i].load(std::memory_order_relaxed); ~taken != 0;) {
+            for (std::uint32_t taken = words_[i].load(std::memory_order_relaxed); ~taken != 0;) {
                 auto const bit = static_cast<std::size_t>(std::countr_one(taken));
-                if (!words_[i].compare_exchange_weak(taken, taken | std::uint64_t{1} << bit,
+                if (!words_[i].compare_exchange_weak(taken, taken | std::uint32_t{1} << bit,
                                                      std::memory_order_acquire))
                     continue;
                 std::byte* const place = memory_ + (i * bitsInWord + bit) * placeSize;
@@ -57,17 +57,17 @@ public:
             return false;
         ASAN_POISON_MEMORY_REGION(memory, placeSize);
         std::size_t const place = offset / placeSize;
-        words_[place / bitsInWord].fetch_and(~(std::uint64_t{1} << place % bitsInWord),
+        words_[place / bitsInWord].fetch_and(~(std::uint32_t{1} << place % bitsInWord),
                                              std::memory_order_release);
         return true;
     }
 
 private:
-    static constexpr std::size_t bitsInWord = 64;
+    static constexpr std::size_t bitsInWord = 32;
     static_assert(placeCount % bitsInWord == 0);
 
     std::byte* const memory_;
-    std::array<std::atomic<std::uint64_t>, placeCount / bitsInWord> words_{};
+    std::array<std::atomic<std::uint32_t>, placeCount / bitsInWord> words_{};
 };
 
 // One mapping for all: sealing keys and integers, and keys of all ordinary sizes.
