@@ -60,6 +60,8 @@ public:
             checkFile(database_->scope(), database_->path(), S_IWGRP | S_IWOTH, Links::follow, findings);
         if (!hasDatabase_)
             add(Finding::Kind::note, database_->path(), "there is none");
+        if (DWORD const error = outcome([&] { refuseLogAlone(database_->path()); }); error != ERROR_SUCCESS)
+            add(Finding::Kind::damaged, database_->path(), "is missing, and its log holds changes");
         checkLogs(*database_, findings);
         isRefused_ = exitCodeOf(findings) == ExitCode::refused;
         std::string const keyFile = keyFileOf(*database_);
@@ -139,7 +141,7 @@ private:
         if (!mode)
             return true;
         if (FileVersion const version(database_->path()); version.exists && version.status.st_size == 0) {
-            found.push_back({Finding::Kind::note, database_->path(), "is empty"});
+            found.push_back({Finding::Kind::damaged, database_->path(), "is empty"});
             return false;
         }
         Connection connection(database_->path(), *mode);
@@ -149,6 +151,8 @@ private:
         if (format == Format::older)
             found.push_back(
                 {Finding::Kind::note, database_->path(), "an older format, which the next use migrates"});
+        if (format == Format::empty)
+            found.push_back({Finding::Kind::damaged, database_->path(), "has no tables"});
         if (format == Format::current)
             contents(connection, found, counted);
         return *mode != Connection::Mode::immutable;

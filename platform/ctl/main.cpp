@@ -1,3 +1,4 @@
+#include "core_file.h"
 #include "program.h"
 #include "terminal_text.h"
 
@@ -23,6 +24,7 @@ void secureStandardStreams() {
 
 int main(int argc, char** argv) {
     secureStandardStreams();
+    wincrypt::leaveNoCoreFile(); // it could hold a sealing key
     wincryptctl::useUtf8();
     // Path and cause stand in the layer's log alone.
     if (::setenv("WINCRYPT_LOG", "stderr", 0) != 0)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "failure.h"
+#include "secret_memory.h"
 
 #include <openssl/crypto.h>
 
@@ -20,20 +21,17 @@ using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<std::uint8_t const>;
 
 template <class T>
-struct WipingAllocator {
+struct SecretAllocator {
     using value_type = T;
-    WipingAllocator() noexcept = default;
+    SecretAllocator() noexcept = default;
     template <class U>
-    WipingAllocator(WipingAllocator<U> const&) noexcept {}
-    T* allocate(std::size_t count) { return static_cast<T*>(::operator new(count * sizeof(T))); }
-    void deallocate(T* memory, std::size_t count) noexcept {
-        OPENSSL_cleanse(memory, count * sizeof(T));
-        ::operator delete(memory);
-    }
-    bool operator==(WipingAllocator const&) const noexcept = default;
+    SecretAllocator(SecretAllocator<U> const&) noexcept {}
+    T* allocate(std::size_t count) { return static_cast<T*>(allocateSecret(count * sizeof(T))); }
+    void deallocate(T* memory, std::size_t count) noexcept { releaseSecret(memory, count * sizeof(T)); }
+    bool operator==(SecretAllocator const&) const noexcept = default;
 };
 
-using SecureBytes = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
+using SecureBytes = std::vector<std::uint8_t, SecretAllocator<std::uint8_t>>;
 
 inline bool equal(ByteView a, ByteView b) noexcept {
     return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0);

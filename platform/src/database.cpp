@@ -141,8 +141,10 @@ void Database::leaveLogOnNetwork(Connection& connection) {
 
 std::unique_ptr<Connection> Database::openExisting() {
     FileState const state = examineFile(scope_, path_);
-    if (state == FileState::absent)
+    if (state == FileState::absent) {
+        refuseLogAlone(path_);
         return nullptr;
+    }
     auto const opened = [&](Connection::Mode mode) {
         auto connection = std::make_unique<Connection>(path_, mode);
         if (mode == Connection::Mode::readWrite) {
@@ -184,6 +186,21 @@ std::unique_ptr<Connection> Database::openExisting() {
     return opened(Connection::Mode::immutable);
 }
 
+// SQLite fills up a last page that was cut short, and so drops rows without a word. While a log holds
+// changes, the page may still be written whole.
+void Database::refuseCutPage(Connection& connection, off_t size) const {
+    constexpr off_t usualPage = 4096;
+    if (size % usualPage == 0 || size % connection.number("PRAGMA page_size") == 0)
+        return;
+    for (char const* suffix : {"-wal", "-journal"}) {
+        struct stat log {};
+        if (::stat((path_ + suffix).c_str(), &log) == 0 && log.st_size != 0)
+            return;
+    }
+    logLine(path_, "damaged: its last page was cut short");
+    fail(ERROR_FILE_CORRUPT);
+}
+
 std::unique_ptr<Connection> Database::open(bool create) {
     std::unique_ptr<Connection> connection = openExisting();
     if (!connection) {
@@ -197,21 +214,20 @@ std::unique_ptr<Connection> Database::open(bool create) {
         }
     }
     Format const format = examineFormat(*connection);
-    if (format != Format::current) {
-        if (format == Format::empty && !create)
-            return nullptr;
+    if (format == Format::empty) { // ours are made with their tables
+        logLine(path_, "refused: a database without tables");
+        fail(ERROR_FILE_CORRUPT);
+    }
+    if (format == Format::older) {
         if (connection->mode() != Connection::Mode::readWrite) {
-            if (format == Format::empty)
-                return nullptr;
             logLine(path_, "an older format that can't be migrated without write access");
             fail(ERROR_ACCESS_DENIED);
         }
         migrate(*connection);
-        if (format == Format::empty && !isOnNetwork(path_))
-            connection->setJournalMode("wal"); // without it, the rollback journal does as well
     }
     struct stat status {};
     if (::stat(path_.c_str(), &status) == 0) {
+        refuseCutPage(*connection, status.st_size);
         device_.store(status.st_dev);
         inode_.store(status.st_ino);
         opened_.store(true);

@@ -87,6 +87,7 @@ private:
     void undo(Connection& connection) noexcept;
     std::unique_ptr<Connection> open(bool create);
     std::unique_ptr<Connection> openExisting();
+    void refuseCutPage(Connection& connection, off_t size) const;
     void leaveLogOnNetwork(Connection& connection);
     Connection* idle() noexcept;
     void giveBack(Connection* connection) noexcept;

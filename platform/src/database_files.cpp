@@ -89,8 +89,25 @@ FileState examineFile(Scope scope, std::string const& path) {
     }
     requireTrusted(scope, path, status, S_IWGRP | S_IWOTH);
     requireTrustedDirectory(directoryOf(path));
+    // To SQLite it would be a new database, and the log of the former one would be removed.
+    if (status.st_size == 0) {
+        logLine(path, "damaged: it is empty");
+        fail(ERROR_FILE_CORRUPT);
+    }
     return ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0 ? FileState::writable
                                                                       : FileState::readOnly;
+}
+
+void refuseLogAlone(std::string const& path) {
+    for (char const* suffix : {"-wal", "-journal"}) {
+        struct stat status {};
+        std::string const name = path + suffix;
+        // Another process may have made both meanwhile.
+        if (::stat(name.c_str(), &status) != 0 || status.st_size == 0 || ::access(path.c_str(), F_OK) == 0)
+            continue;
+        logLine(name, "holds changes of a database that is missing");
+        fail(ERROR_FILE_CORRUPT);
+    }
 }
 
 void requireTrusted(Scope scope, std::string const& path, struct stat const& status, unsigned forbidden) {

@@ -17,8 +17,13 @@ std::string databasePath(Scope scope);
 enum class FileState { absent, readOnly, writable };
 
 // Refuses what isn't a regular file of this user (or of root, for the machine's) or what others may write,
-// with ERROR_ACCESS_DENIED and a log line; also what lies in a directory that isn't trusted.
+// with ERROR_ACCESS_DENIED and a log line; also what lies in a directory that isn't trusted. An empty file is
+// ERROR_FILE_CORRUPT.
 FileState examineFile(Scope scope, std::string const& path);
+
+// For a database that isn't there: fails with ERROR_FILE_CORRUPT when a log of one is. A log isn't bound to
+// its database, so what it says of the former one's pages would go into a new one.
+void refuseLogAlone(std::string const& path);
 
 // The rule for files, for one that is open. `forbidden` are the mode bits that it must not have.
 void requireTrusted(Scope scope, std::string const& path, struct stat const& status, unsigned forbidden);

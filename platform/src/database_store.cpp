@@ -2,6 +2,8 @@
 
 #include "boundary.h"
 
+#include <algorithm>
+
 namespace wincrypt {
 namespace {
 
@@ -30,6 +32,20 @@ Query queryFor(Selection::Kind kind) {
         return Query::nextCertificateByIdentity;
     }
     fail(ERROR_INTERNAL_ERROR);
+}
+
+// For a row that was found without the selection's own query.
+bool isWanted(Selection const& selection, PropertySet const& properties) {
+    switch (selection.kind) {
+    case Selection::Kind::withKeyInfo:
+        return properties.keyInfo.has_value();
+    case Selection::Kind::withFriendlyName:
+        return properties.friendlyName.has_value();
+    case Selection::Kind::any:
+    case Selection::Kind::identity: // which the certificate itself tells
+        return true;
+    }
+    return false;
 }
 
 struct Former {
@@ -116,11 +132,58 @@ std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsBehind(std::option
     return rows;
 }
 
+// A damaged page ends a query that comes to it. The index leads past it to the rows of the other pages.
+std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsPastDamage(std::optional<std::int64_t> position,
+                                                                         Selection const& selection) {
+    auto use = database_->reader();
+    if (!use)
+        return nullptr;
+    Connection& connection = *use->operator->();
+    auto const id = find(connection);
+    if (!id)
+        return nullptr;
+    std::int64_t const after = position.value_or(firstRow(*id));
+    std::vector<std::int64_t> candidates;
+    {
+        Statement index = connection.prepare(Query::certificateRowsByIndex);
+        while (index.step())
+            if (index.integer(0) > after && index.integer(0) < endRow(*id))
+                candidates.push_back(index.integer(0));
+    }
+    std::sort(candidates.begin(), candidates.end());
+    std::size_t unreadable = 0;
+    std::shared_ptr<CertificateRows const> rows;
+    for (std::int64_t const row : candidates) {
+        DWORD const error = outcome([&] {
+            Statement query = connection.prepare(Query::nextCertificate);
+            query.bind(1, row - 1).bind(2, row + 1).bind(3, 1);
+            rows = std::make_shared<CertificateRows const>(after, query, 1, Stamp());
+        });
+        if (error != ERROR_SUCCESS && error != ERROR_FILE_CORRUPT)
+            fail(error);
+        unreadable += error != ERROR_SUCCESS ? 1 : 0;
+        CertificateRows::Row const* const read = error == ERROR_SUCCESS ? rows->behind(after) : nullptr;
+        if (read == nullptr || !isWanted(selection, read->reading->properties))
+            continue;
+        if (unreadable != 0)
+            logLine(database_->path(),
+                    "store " + name_ +
+                        ": certificates that can't be read are passed by: " + std::to_string(unreadable));
+        return rows;
+    }
+    fail(ERROR_FILE_CORRUPT); // nothing whole stands behind the damage
+}
+
 CertificateContext* DatabaseStoreView::next(HCERTSTORE store, CertificateContext const* previous,
                                             Selection const& selection) {
     auto position = previous != nullptr ? std::optional(previous->row) : std::nullopt;
     for (;;) {
-        auto const rows = rowsBehind(position, selection);
+        std::shared_ptr<CertificateRows const> rows;
+        DWORD const found = outcome([&] { rows = rowsBehind(position, selection); });
+        if (found == ERROR_FILE_CORRUPT)
+            rows = rowsPastDamage(position, selection);
+        else if (found != ERROR_SUCCESS)
+            fail(found);
         CertificateRows::Row const* const row = rows ? rows->behind(position.value_or(0)) : nullptr;
         if (row == nullptr)
             return nullptr;

@@ -27,6 +27,8 @@ public:
 private:
     std::shared_ptr<CertificateRows const> rowsBehind(std::optional<std::int64_t> position,
                                                       Selection const& selection);
+    std::shared_ptr<CertificateRows const> rowsPastDamage(std::optional<std::int64_t> position,
+                                                          Selection const& selection);
     std::optional<std::int64_t> find(Connection& connection);
     std::optional<std::int64_t> lookUp(Connection& connection);
     template <class Body>

@@ -74,4 +74,10 @@ void keepOpened(ByteView context, SealedKey const& sealed, std::shared_ptr<RsaPr
     known.entries.insert_or_assign(nameOf(sealed), std::move(entry));
 }
 
+void forgetOpened() noexcept {
+    std::unordered_map<std::string, Entry> former; // let go after the lock
+    std::lock_guard const lock(processLock(ProcessLock::keyCache));
+    former.swap(cache().entries);
+}
+
 } // namespace wincrypt

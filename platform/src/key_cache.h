@@ -1,4 +1,5 @@
 // Decoded keys, kept by the process: decoding a key and its first use cost as much as several signatures.
+// They go with the last provider handle of the process.
 #pragma once
 
 #include "key_sealing.h"
@@ -15,5 +16,8 @@ std::shared_ptr<RsaPrivateKey const> openCached(Database const& database, ByteVi
 
 // Makes a key that was just sealed known, so that its first use needn't open it.
 void keepOpened(ByteView context, SealedKey const& sealed, std::shared_ptr<RsaPrivateKey const> key);
+
+// Lets go of all of them. Those in use stay with their users.
+void forgetOpened() noexcept;
 
 } // namespace wincrypt

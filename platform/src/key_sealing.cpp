@@ -108,6 +108,11 @@ void makeKeyFile(Database const& database) {
     createFile(path, secret);
 }
 
+bool hasKeys(Database& database) {
+    auto use = database.reader();
+    return use && (*use)->prepare(Query::anyKey).step();
+}
+
 // The one that a key was sealed under.
 std::optional<SealingKey> keyNamed(Database const& database, Bytes const& identifier) {
     std::optional<SealingKey> key = credentialKey();
@@ -145,11 +150,19 @@ Bytes sealingContext(std::string const& container, DWORD slot, DWORD flags) {
     return context;
 }
 
-SealedKey sealKey(Database const& database, ByteView context, ByteView clear) {
+SealedKey sealKey(Database& database, ByteView context, ByteView clear) {
     ErrorQueueGuard const errors;
     std::optional<SealingKey> key = credentialKey();
     if (!key)
         key = fileKey(database);
+    if (!key) {
+        bool const isLost = hasKeys(database);
+        key = fileKey(database); // which another process may have made meanwhile, and sealed a key under it
+        if (!key && isLost) {
+            logLine(keyFilePath(database), "is missing, and private keys are sealed under it: restore it");
+            fail(NTE_KEYSET_ENTRY_BAD);
+        }
+    }
     if (!key) {
         makeKeyFile(database);
         key = fileKey(database);

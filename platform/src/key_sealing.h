@@ -18,8 +18,9 @@ struct SealedKey {
 Bytes sealingContext(std::string const& container, DWORD slot, DWORD flags);
 
 // Seals under $CREDENTIALS_DIRECTORY/wincrypt-key where that exists, else under the key file beside the
-// database, which is made when it is missing.
-SealedKey sealKey(Database const& database, ByteView context, ByteView clear);
+// database. That is made for the first key; error NTE_KEYSET_ENTRY_BAD, logged, where it is missing and the
+// database holds keys, which a new one would leave behind.
+SealedKey sealKey(Database& database, ByteView context, ByteView clear);
 
 // Whether the sealing key is at hand that the key was sealed under. Errors: those of a key file that is
 // refused.

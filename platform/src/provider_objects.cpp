@@ -1,10 +1,29 @@
 #include "provider_objects.h"
 
+#include "key_cache.h"
 #include "text.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace wincrypt {
+namespace {
+
+constinit std::atomic<std::size_t> contexts{0};
+
+} // namespace
+
+ProviderContext::ProviderContext(std::shared_ptr<Provider> ofProvider, std::shared_ptr<Container> ofContainer,
+                                 Scope ofScope, Asking mayAsk) noexcept
+    : provider(std::move(ofProvider)), container(std::move(ofContainer)), scope(ofScope), asking(mayAsk) {
+    contexts.fetch_add(1);
+}
+
+// Every manager of the module has one, so a process that has ended its last one has no private key left.
+ProviderContext::~ProviderContext() {
+    if (contexts.fetch_sub(1) == 1)
+        forgetOpened();
+}
 
 bool ProviderContext::remember(HandleKind kind, ULONG_PTR handle) {
     std::lock_guard const lock(lock_);

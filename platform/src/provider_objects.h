@@ -16,9 +16,10 @@ public:
     static constexpr HandleKind handleKind = HandleKind::provider;
 
     ProviderContext(std::shared_ptr<Provider> ofProvider, std::shared_ptr<Container> ofContainer,
-                    Scope ofScope, Asking mayAsk)
-        : provider(std::move(ofProvider)), container(std::move(ofContainer)), scope(ofScope), asking(mayAsk) {
-    }
+                    Scope ofScope, Asking mayAsk) noexcept;
+    ~ProviderContext();
+    ProviderContext(ProviderContext const&) = delete;
+    ProviderContext& operator=(ProviderContext const&) = delete;
 
     // Keys and hashes end with the context. Nothing is adopted by a context that was released meanwhile.
     template <class Object>

@@ -125,6 +125,22 @@ PkeyPtr makeKey(Parts const& parts) {
     return PkeyPtr(key);
 }
 
+// Through memory of ours: libcrypto's own call for one number leaves it on the stack.
+Parts partsOf(EVP_PKEY* key) {
+    Parts parts;
+    SecureBytes octets(maximumKeyBits / 8);
+    for (std::size_t i = 0; i < partCount; ++i) {
+        OSSL_PARAM wanted[] = {OSSL_PARAM_construct_BN(partNames[i], octets.data(), octets.size()),
+                               OSSL_PARAM_construct_end()};
+        if (EVP_PKEY_get_params(key, wanted) != 1)
+            fail(NTE_FAIL);
+        parts[i].reset(BN_native2bn(octets.data(), static_cast<int>(wanted[0].return_size), nullptr));
+        if (!parts[i])
+            throw std::bad_alloc();
+    }
+    return parts;
+}
+
 PkeyContextPtr contextOf(EVP_PKEY* key) {
     PkeyContextPtr context(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
     if (!context)
@@ -203,18 +219,16 @@ LonePublicKey LonePublicKey::from(ByteView modulus, ByteView exponent) {
     return {std::move(key), std::move(publicKey)};
 }
 
-RsaPrivateKey::RsaPrivateKey(PkeyPtr key, SecureBytes encoding, Bytes publicEncoding)
-    : key_(std::move(key)), encoding_(std::move(encoding)), public_(key_.get(), std::move(publicEncoding)) {}
+RsaPrivateKey::RsaPrivateKey(PkeyPtr key, Bytes publicEncoding)
+    : key_(std::move(key)), public_(key_.get(), std::move(publicEncoding)) {}
 
 RsaPrivateKey RsaPrivateKey::fromEncoding(ByteView encoding) {
     ErrorQueueGuard const errors;
     Parts parts;
     if (!readParts(encoding, parts) || !partsFit(parts))
         fail(NTE_BAD_DATA);
-    // Encoded anew: an import may bring integers with more octets than they need.
-    return {makeKey(parts), encodeKey(parts),
-            derElement(tag::sequence,
-                       {encodeInteger(parts[modulus].get()), encodeInteger(parts[publicExponent].get())})};
+    return {makeKey(parts), derElement(tag::sequence, {encodeInteger(parts[modulus].get()),
+                                                       encodeInteger(parts[publicExponent].get())})};
 }
 
 RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
@@ -226,14 +240,12 @@ RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
         EVP_PKEY_generate(context.get(), &made) != 1)
         fail(NTE_FAIL);
     PkeyPtr const key(made);
-    Parts parts;
-    for (std::size_t i = 0; i < partCount; ++i) {
-        BIGNUM* value = nullptr;
-        if (EVP_PKEY_get_bn_param(key.get(), partNames[i], &value) != 1)
-            fail(NTE_FAIL);
-        parts[i].reset(value);
-    }
-    return fromEncoding(encodeKey(parts));
+    return fromEncoding(encodeKey(partsOf(key.get())));
+}
+
+SecureBytes RsaPrivateKey::encoding() const {
+    ErrorQueueGuard const errors;
+    return encodeKey(partsOf(key_.get()));
 }
 
 Bytes RsaPrivateKey::sign(ByteView signedValue) const {

@@ -45,17 +45,18 @@ public:
     static RsaPrivateKey fromEncoding(ByteView encoding);
     static RsaPrivateKey generate(unsigned bits);
 
-    RsaPrivateKey(PkeyPtr key, SecureBytes encoding, Bytes publicEncoding);
+    RsaPrivateKey(PkeyPtr key, Bytes publicEncoding);
 
     RsaPublicKey const& publicKey() const noexcept { return public_; }
-    SecureBytes const& encoding() const noexcept { return encoding_; }
+
+    // Written anew each time, with no octet more than each integer needs: what isn't kept isn't found.
+    SecureBytes encoding() const;
 
     Bytes sign(ByteView signedValue) const;    // 8.2.1; error NTE_BAD_LEN for more than fits
     SecureBytes decrypt(ByteView block) const; // 7.2.2; error NTE_BAD_DATA, whatever is wrong
 
 private:
     PkeyPtr key_;
-    SecureBytes encoding_;
     RsaPublicKey public_;
 };
 

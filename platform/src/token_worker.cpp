@@ -2,6 +2,7 @@
 // the other. A module that hangs, crashes or can't bear a fork does so here and not in the host. It is
 // started by the layer with its end of the connection as descriptor 3 and ends with the connection.
 #define P11_KIT_FUTURE_UNSTABLE_API
+#include "core_file.h"
 #include "pkcs11_token.h"
 #include "terminal.h"
 
@@ -12,7 +13,6 @@
 #include <iterator>
 #include <list>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -247,8 +247,7 @@ int main(int argumentCount, char** arguments) {
     if (pid_t const child = ::fork(); child != 0)
         ::_exit(child > 0 ? 0 : 1);
     ::close_range(wincrypt::connection + 1, ~0u, 0);
-    rlimit const noCoreFile{0, 0}; // it could hold a PIN
-    ::setrlimit(RLIMIT_CORE, &noCoreFile);
+    wincrypt::leaveNoCoreFile(); // it could hold a PIN
     // What the terminal sends to all its processes is for the host to act on.
     for (int const signal : {SIGINT, SIGQUIT, SIGHUP, SIGTERM})
         ::signal(signal, SIG_IGN);

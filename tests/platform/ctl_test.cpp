@@ -102,6 +102,38 @@ TEST_F(Ctl, DamageIsNamedAndWhatIsWholeIsListed) {
         damage(profile.file(why) / "user.db");
         expectRun({"check"}, 5, text);
         expectRun({"containers"}, 5, "MY: Person 20 (420014)");
+        EXPECT_GE(all(openStore("MY")).size(), 13u) << why << ": a page holds seven";
+    }
+}
+
+TEST_F(Ctl, HoweverItIsDamagedItIsToldAndNothingIsMadeAnew) {
+    fill();
+    intoOneFile(userDatabase());
+    std::ofstream(profile.file("cert"))
+        .write(reinterpret_cast<char const*>(certificate(40).data()),
+               static_cast<std::streamsize>(certificate(40).size()));
+    std::string const whole = content(userDatabase());
+    std::vector<std::string> damaged{"", "S"};
+    for (std::size_t size = 512; size < whole.size(); size += 512)
+        damaged.push_back(whole.substr(0, size));
+    for (std::size_t page = 0; page < whole.size(); page += 4096) {
+        std::fill_n(&damaged.emplace_back(whole)[page], 4096, '\0');
+        std::generate_n(&damaged.emplace_back(whole)[page], 4096, std::minstd_rand());
+    }
+    for (std::string const& bytes : damaged) {
+        SCOPED_TRACE(&bytes - damaged.data());
+        fs::remove(userDatabase() += "-wal"), fs::remove(userDatabase() += "-shm");
+        std::ofstream(userDatabase(), std::ios::binary) << bytes;
+        expectRun({"check"}, 5, "damaged: ");
+        auto const list = test_support::runProgram({.arguments = {TVKSTORE, "list"}});
+        bool const isListed = std::count(list.output.begin(), list.output.end(), '\n') > 20;
+        EXPECT_TRUE(list.exitCode == 5 || (list.exitCode == 0 && isListed))
+            << list.exitCode << list.output << list.error;
+        auto const change =
+            test_support::runProgram({.arguments = {TVKSTORE, "import", profile.file("cert")}});
+        EXPECT_TRUE(change.exitCode == 0 || change.exitCode == 3 || change.exitCode == 5) << change.exitCode;
+        EXPECT_TRUE(change.exitCode == 0 || change.error.find("tvkstore: error: ") < change.error.size());
+        EXPECT_TRUE(change.exitCode == 0 || content(userDatabase()) == bytes) << "written";
     }
 }
 

@@ -3,14 +3,28 @@
 
 #include "support/trust_bundle.h"
 
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <fstream>
 #include <tuple>
+
+static bool saysNetwork = false;
+
+// Stands before the system's for the layer too.
+extern "C" int statfs(char const* path, struct statfs* system) noexcept {
+    int const file = ::open(path, O_PATH | O_CLOEXEC);
+    int const result = ::fstatfs(file, system);
+    ::close(file);
+    if (saysNetwork)
+        system->f_type = 0x6969;
+    return result;
+}
 
 namespace layer_test {
 namespace {
@@ -50,6 +64,12 @@ TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
         {"writable by others", [](auto& p) { fs::permissions(p, fs::perms(0622)); }, ERROR_ACCESS_DENIED},
         {"of another user", [](auto& p) { EXPECT_EQ(::chown(p.c_str(), otherUser, otherUser), 0); },
          ERROR_ACCESS_DENIED},
+        {"without its log's database",
+         [](auto& p) { std::ofstream(p.string() + "-wal") << "log", fs::resize_file(p, 0); },
+         ERROR_FILE_CORRUPT},
+        {"in another user's directory",
+         [](auto& p) { EXPECT_EQ(::chown(p.parent_path().c_str(), otherUser, otherUser), 0); },
+         ERROR_ACCESS_DENIED},
         {"no file", [](auto& p) { EXPECT_TRUE(fs::remove(p) && fs::create_directory(p)); },
          ERROR_ACCESS_DENIED},
     };
@@ -67,7 +87,7 @@ TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
         EXPECT_EQ(errorOf([] { return openContainer("new", CRYPT_NEWKEYSET); }), expected);
         EXPECT_TRUE(openContainer(nullptr)) << "which touches no database";
         EXPECT_EQ(content(home / "user.db"), before);
-        EXPECT_NE(log().find((home / "user.db").string()), std::string::npos) << "the log names the file";
+        EXPECT_NE(log().find(home.string()), std::string::npos) << "the log names the file";
     }
 }
 
@@ -77,14 +97,6 @@ TEST_F(DatabaseFiles, ADamagedEntryIsPassedByAndNamed) {
     sql(userDatabase(), "UPDATE certificate SET encoding = x'3000' WHERE id & 255 = 2");
     EXPECT_EQ(all(openStore("MY")), certificates({1, 3}));
     EXPECT_NE(log().find("damaged"), std::string::npos);
-}
-
-TEST_F(DatabaseFiles, AnEmptyFileIsADatabaseThatHoldsNothingYet) {
-    std::ofstream(userDatabase()).close();
-    fs::permissions(userDatabase(), fs::perms(0600));
-    EXPECT_TRUE(all(openStore("MY")).empty());
-    EXPECT_EQ(fs::file_size(userDatabase()), 0u);
-    EXPECT_TRUE(add(openStore("MY"), certificate(1)));
 }
 
 TEST_F(DatabaseFiles, ModesHoldWhateverTheUmaskIsAndTheUmaskStays) {
@@ -149,6 +161,36 @@ TEST_F(DatabaseFiles, WithoutAHomeDirectoryReadingSaysSo) {
         },
         otherUser));
     EXPECT_NE(log().find("no home directory"), std::string::npos);
+}
+
+TEST_F(DatabaseFiles, OnAReadOnlyFileSystemReadingWorks) {
+    fillAndClose(userDatabase());
+    auto const mount = [](fs::path const& place, unsigned long flags) {
+        return ::mount(place.c_str(), place.c_str(), "none", MS_BIND | flags, nullptr) == 0;
+    };
+    ASSERT_TRUE(mount(profile.userHome(), 0) && mount(profile.userHome(), MS_REMOUNT | MS_RDONLY))
+        << "mounting takes root";
+    EXPECT_EQ(all(openStore("MY")), certificates({1}));
+    EXPECT_TRUE(openContainer("kept"));
+    EXPECT_EQ(errorOf([] { return add(openStore("MY"), certificate(2)); }), code(E_ACCESSDENIED));
+    test_support::EnvironmentVariable const other("WINCRYPT_USER_HOME", profile.userHome() / "none");
+    EXPECT_EQ(errorOf([] { return add(openStore("MY"), certificate(2)); }), code(E_ACCESSDENIED));
+    EXPECT_NE(log().find(profile.userHome() / "none: can't be made: Read-only"), std::string::npos) << log();
+    EXPECT_EQ(::umount2(profile.userHome().c_str(), MNT_DETACH), 0);
+}
+
+TEST_F(DatabaseFiles, OnANetworkFileSystemTheLogIsOneThatMachinesShare) {
+    auto const hasRollbackJournal = [&] { return content(userDatabase())[18] == 1; }; // file format, 1.3.3
+    fillAndClose(userDatabase());
+    EXPECT_FALSE(hasRollbackJournal());
+    saysNetwork = true;
+    EXPECT_TRUE(inChild([] { return static_cast<bool>(add(openStore("MY"), certificate(2))); }));
+    EXPECT_TRUE(hasRollbackJournal()) << "changed over";
+    fs::remove_all(profile.userHome());
+    EXPECT_TRUE(inChild([] { return static_cast<bool>(add(openStore("MY"), certificate(3))); }));
+    EXPECT_TRUE(hasRollbackJournal()) << "made so";
+    EXPECT_EQ(all(openStore("MY")), certificates({3}));
+    saysNetwork = false;
 }
 
 TEST_F(DatabaseFiles, AFullDiskTakesNoChangeAndHarmsNone) {
