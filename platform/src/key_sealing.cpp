@@ -3,6 +3,7 @@
 #include "database_files.h"
 #include "digest.h"
 #include "file_descriptor.h"
+#include "libcrypto.h"
 #include "log.h"
 
 #include <openssl/rand.h>
@@ -74,7 +75,7 @@ std::optional<SecureBytes> readSecret(std::string const& path, std::optional<Sco
     }
     if (size < keyFileSize || (ours && size != keyFileSize)) {
         logLine(path, "refused: not a sealing key, which has 32 bytes");
-        fail(NTE_KEYSET_ENTRY_BAD);
+        failLibcrypto(NTE_KEYSET_ENTRY_BAD);
     }
     secret.resize(size);
     return secret;
@@ -100,7 +101,7 @@ void makeKeyFile(Database const& database) {
     requireTrustedDirectory(database.directory());
     SecureBytes secret(keyFileSize);
     if (RAND_priv_bytes(secret.data(), static_cast<int>(secret.size())) != 1)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     TemporaryFile const temporary(path);
     FileDescriptor file(::open(temporary.path().c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
     if (!file ||
@@ -162,7 +163,7 @@ SealedKey sealKey(Database const& database, ByteView context, ByteView clear) {
     if (RAND_bytes(result.nonce.data(), static_cast<int>(nonceSize)) != 1 ||
         !transform(true, *key, result.nonce, context, clear, result.sealed.data(),
                    result.sealed.data() + clear.size()))
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     return result;
 }
 
@@ -175,7 +176,7 @@ SecureBytes openKey(Database const& database, ByteView context, SealedKey const&
     ErrorQueueGuard const errors;
     auto const refuse = [&](char const* why) {
         logLine(database.path(), why);
-        fail(NTE_KEYSET_ENTRY_BAD);
+        failLibcrypto(NTE_KEYSET_ENTRY_BAD);
     };
     std::optional<SealingKey> const key = keyNamed(database, sealed.sealedUnder);
     if (!key)
