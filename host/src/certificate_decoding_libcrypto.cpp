@@ -4,8 +4,6 @@
 #include "libcrypto_objects.h"
 #include "text.h"
 
-#include <openssl/err.h>
-
 #include <new>
 
 namespace tvkstore {
@@ -16,7 +14,7 @@ namespace {
 CryptoObject<X509> decode(std::string_view encoding) {
     CryptoObject<X509> certificate = decodeCertificate(encoding);
     if (certificate == nullptr) {
-        ERR_clear_error();
+        takeErrors();
     }
     return certificate;
 }
@@ -33,7 +31,7 @@ std::string attributeText(X509_NAME const* name, int type) {
         place < 0 ? -1
                   : ASN1_STRING_to_UTF8(&bytes, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, place)));
     if (length < 0) {
-        ERR_clear_error();
+        takeErrors();
         return {};
     }
     std::string text(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length));
@@ -52,7 +50,9 @@ std::string subjectText(X509 const& certificate) {
     if (out == nullptr) {
         throw std::bad_alloc();
     }
-    X509_NAME_print_ex(out.get(), name, 0, XN_FLAG_RFC2253);
+    if (X509_NAME_print_ex(out.get(), name, 0, XN_FLAG_RFC2253) < 0) {
+        takeErrors();
+    }
     char* bytes = nullptr;
     long const length = BIO_get_mem_data(out.get(), &bytes);
     return {bytes, static_cast<std::size_t>(length)};
@@ -66,7 +66,7 @@ bool isPublicKeyEncoding(std::string_view encoding) {
     auto const* const begin = reinterpret_cast<unsigned char const*>(encoding.data());
     auto const* end = begin;
     CryptoObject<EVP_PKEY> const key(d2i_PUBKEY(nullptr, &end, static_cast<long>(encoding.size())));
-    ERR_clear_error();
+    takeErrors();
     return key != nullptr && end == begin + encoding.size();
 }
 

@@ -2,12 +2,12 @@
 
 #include "libcrypto_objects.h"
 
-#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/objects.h>
 #include <openssl/x509v3.h>
 
 #include <array>
+#include <bit>
 #include <new>
 
 namespace tvkstore {
@@ -18,7 +18,7 @@ std::string objectText(ASN1_OBJECT const* object) {
     std::array<char, 128> text{};
     // Long names of known objects and dotted identifiers of others are cut at the array's end, zero included.
     if (OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 0) < 0) {
-        ERR_clear_error();
+        takeErrors();
     }
     return text.data();
 }
@@ -29,7 +29,7 @@ std::string extensionText(X509_EXTENSION* extension) {
         throw std::bad_alloc();
     }
     if (X509V3_EXT_print(out.get(), extension, X509V3_EXT_DUMP_UNKNOWN, 0) != 1) {
-        ERR_clear_error();
+        takeErrors();
         return "can't be decoded";
     }
     char* bytes = nullptr;
@@ -41,12 +41,28 @@ std::string extensionText(X509_EXTENSION* extension) {
     return text;
 }
 
+// The bits of the first integer of an RSAPublicKey (RFC 8017, A.1.1).
+int modulusBits(X509 const& certificate) {
+    unsigned char const* bytes = nullptr;
+    int length = 0;
+    X509_PUBKEY_get0_param(nullptr, &bytes, &length, nullptr, X509_get_X509_PUBKEY(&certificate));
+    CryptoObject<ASN1_SEQUENCE_ANY> const numbers(d2i_ASN1_SEQUENCE_ANY(nullptr, &bytes, length));
+    ASN1_TYPE const* const modulus =
+        sk_ASN1_TYPE_num(numbers.get()) > 0 ? sk_ASN1_TYPE_value(numbers.get(), 0) : nullptr;
+    if (modulus == nullptr || modulus->type != V_ASN1_INTEGER) {
+        return 0;
+    }
+    ASN1_STRING const* const octets = modulus->value.integer;
+    int const count = ASN1_STRING_length(octets);
+    return count == 0 ? 0 : (count - 1) * 8 + std::bit_width(unsigned{*ASN1_STRING_get0_data(octets)});
+}
+
 } // namespace
 
 std::optional<CertificateDetails> certificateDetails(std::string const& encoding) {
     CryptoObject<X509> const certificate = decodeCertificate(encoding);
     if (certificate == nullptr) {
-        ERR_clear_error();
+        takeErrors();
         return std::nullopt;
     }
     CertificateDetails details{};
@@ -60,7 +76,10 @@ std::optional<CertificateDetails> certificateDetails(std::string const& encoding
     X509_PUBKEY_get0_param(&keyAlgorithm, nullptr, nullptr, nullptr, X509_get_X509_PUBKEY(certificate.get()));
     details.publicKeyAlgorithm = objectText(keyAlgorithm);
     EVP_PKEY const* const key = X509_get0_pubkey(certificate.get());
-    details.publicKeyBits = key != nullptr ? EVP_PKEY_get_bits(key) : 0;
+    // Libcrypto gives no key also where it lacked memory, and doesn't tell.
+    details.publicKeyBits = key != nullptr                                   ? EVP_PKEY_get_bits(key)
+                            : OBJ_obj2nid(keyAlgorithm) == NID_rsaEncryption ? modulusBits(*certificate)
+                                                                             : 0;
 
     int const count = X509_get_ext_count(certificate.get());
     for (int i = 0; i < count; ++i) {
@@ -68,7 +87,7 @@ std::optional<CertificateDetails> certificateDetails(std::string const& encoding
         details.extensions.push_back({objectText(X509_EXTENSION_get_object(extension)),
                                       X509_EXTENSION_get_critical(extension) == 1, extensionText(extension)});
     }
-    ERR_clear_error();
+    takeErrors();
     return details;
 }
 

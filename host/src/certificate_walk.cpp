@@ -1,5 +1,6 @@
 #include "certificate_walk.h"
 
+#include "failure.h"
 #include "module_failure.h"
 #include "toolkit_bytes.h"
 
@@ -32,19 +33,28 @@ public:
     explicit Reporter(Session& session) : session_(session) { session.relayLayerLog(); }
 
     void operator()(TVKException const& exception) {
-        complete_ = false;
+        ++failures_;
         session_.relayLayerLog();
         report(moduleFailure("a certificate of store " + session_.options().store + " can't be read",
                              exception));
     }
 
+    // A key that couldn't be read where its certificate can.
+    void compareWith(KeysByCertificate const& withKey) {
+        if (withKey.failures > failures_) {
+            failures_ = withKey.failures;
+            report(Failure(ExitCode::failed, "a private key of store " + session_.options().store +
+                                                 " can't be read: its certificate is shown without one"));
+        }
+    }
+
     // A damaged entry that the layer passed by, and a store that failed in the middle, look like nothing in
     // the walk.
-    bool finish() { return !session_.relayLayerLog() && complete_; }
+    bool finish() { return !session_.relayLayerLog() && failures_ == 0; }
 
 private:
     Session& session_;
-    bool complete_ = true;
+    std::size_t failures_ = 0;
 };
 
 } // namespace
@@ -56,15 +66,16 @@ bool walkCertificates(Session& session, TVKCspManager& store, Certificates which
                             [&](CertificateView const& view, TVKKeyCertItem const&) { visit(view); });
     }
     Reporter reporter(session);
-    std::map<std::string, TVKKRYKey> const withKey = keysByCertificate(store);
+    KeysByCertificate const withKey = keysByCertificate(store);
     std::unique_ptr<TVKCspManager::Iterator> const iterator(store.getCertIterator());
     walkItems([&] { return store.getNextCertItem(*iterator); },
               [&](TVKCertItem const& item) {
                   CertificateView view = viewCertificate(item);
-                  view.hasKey = withKey.contains(view.encoding);
+                  view.hasKey = withKey.keys.contains(view.encoding);
                   visit(view);
               },
               reporter);
+    reporter.compareWith(withKey);
     return reporter.finish();
 }
 
@@ -82,15 +93,15 @@ bool walkKeyItems(Session& session, TVKCspManager& store,
     return reporter.finish();
 }
 
-std::map<std::string, TVKKRYKey> keysByCertificate(TVKCspManager& store) {
+KeysByCertificate keysByCertificate(TVKCspManager& store) {
     std::unique_ptr<TVKCspManager::Iterator> const iterator(store.getKeyCertIterator());
-    std::map<std::string, TVKKRYKey> keys;
-    // What fails here fails in the walk over all certificates as well, which reports it.
-    walkItems(
-        [&] { return store.getNextKeyCertItem(*iterator); },
-        [&](TVKKeyCertItem const& item) { keys.emplace(bytesOf(item.getCertificateDER()), item.getKey()); },
-        [](TVKException const&) {});
-    return keys;
+    KeysByCertificate found;
+    walkItems([&] { return store.getNextKeyCertItem(*iterator); },
+              [&](TVKKeyCertItem const& item) {
+                  found.keys.emplace(bytesOf(item.getCertificateDER()), item.getKey());
+              },
+              [&](TVKException const&) { ++found.failures; });
+    return found;
 }
 
 } // namespace tvkstore

@@ -20,7 +20,12 @@ bool walkCertificates(Session& session, TVKCspManager& store, Certificates which
 bool walkKeyItems(Session& session, TVKCspManager& store,
                   std::function<void(CertificateView const&, TVKKeyCertItem const&)> const& visit);
 
-// The references to the private keys of the certificates that can be read, by the certificate's encoding.
-std::map<std::string, TVKKRYKey> keysByCertificate(TVKCspManager& store);
+// The references to the private keys of the certificates that can be read, by the certificate's encoding; and
+// how many can't be read, which a walk over all certificates reports.
+struct KeysByCertificate {
+    std::map<std::string, TVKKRYKey> keys;
+    std::size_t failures = 0;
+};
+KeysByCertificate keysByCertificate(TVKCspManager& store);
 
 } // namespace tvkstore

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <openssl/bio.h>
+#include <openssl/err.h>
 #include <openssl/pkcs12.h>
 #include <openssl/provider.h>
 #include <openssl/x509.h>
 
 #include <memory>
+#include <new>
 #include <string_view>
 
 namespace tvkstore {
@@ -26,6 +28,9 @@ struct FreeCryptoObject {
     void operator()(PKCS12* object) const noexcept { PKCS12_free(object); }
     void operator()(OSSL_LIB_CTX* object) const noexcept { OSSL_LIB_CTX_free(object); }
     void operator()(OSSL_PROVIDER* object) const noexcept { OSSL_PROVIDER_unload(object); }
+    void operator()(ASN1_SEQUENCE_ANY* object) const noexcept {
+        sk_ASN1_TYPE_pop_free(object, ASN1_TYPE_free);
+    }
     void operator()(STACK_OF(X509) * object) const noexcept { sk_X509_pop_free(object, X509_free); }
     void operator()(STACK_OF(PKCS7) * object) const noexcept { sk_PKCS7_pop_free(object, PKCS7_free); }
     void operator()(STACK_OF(PKCS12_SAFEBAG) * object) const noexcept {
@@ -35,6 +40,18 @@ struct FreeCryptoObject {
 
 template <typename T>
 using CryptoObject = std::unique_ptr<T, FreeCryptoObject>;
+
+// Takes libcrypto's errors from the thread. Of what it couldn't do the caller knows what that says of the
+// input; of a lack of memory, which throws std::bad_alloc, it says nothing.
+inline void takeErrors() {
+    bool lackedMemory = false;
+    while (unsigned long const error = ERR_get_error()) {
+        lackedMemory = lackedMemory || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+    }
+    if (lackedMemory) {
+        throw std::bad_alloc();
+    }
+}
 
 // The decoded certificate, or null when the bytes aren't one and nothing else.
 inline CryptoObject<X509> decodeCertificate(std::string_view encoding) {

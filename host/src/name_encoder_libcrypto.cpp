@@ -2,7 +2,6 @@
 
 #include "libcrypto_objects.h"
 
-#include <openssl/err.h>
 #include <openssl/x509.h>
 
 #include <cctype>
@@ -24,7 +23,7 @@ CryptoObject<ASN1_OBJECT> typeOf(std::string name) {
             type.reset(OBJ_txt2obj(name.c_str(), 0));
         }
     }
-    ERR_clear_error();
+    takeErrors();
     return type;
 }
 
@@ -74,7 +73,7 @@ NameEncoder::~NameEncoder() = default;
 bool NameEncoder::add(NameAttribute const& attribute, bool joinsPrevious) {
     bool const added = addTo(*name_->object, attribute, joinsPrevious ? -1 : 0);
     if (!added) {
-        ERR_clear_error();
+        takeErrors();
     }
     return added;
 }
@@ -83,7 +82,7 @@ std::optional<std::string> NameEncoder::finish() {
     unsigned char* bytes = nullptr;
     int const length = i2d_X509_NAME(name_->object.get(), &bytes);
     if (length < 0) {
-        ERR_clear_error();
+        takeErrors();
         return std::nullopt;
     }
     std::string encoding(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length));

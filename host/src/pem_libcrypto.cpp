@@ -2,7 +2,6 @@
 
 #include "libcrypto_objects.h"
 
-#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 
@@ -20,7 +19,7 @@ std::optional<SecretBytes> decodePem(PemBlock const& block) {
     unsigned char* data = nullptr;
     long length = 0;
     if (PEM_read_bio(input.get(), &name, &header, &data, &length) != 1) {
-        ERR_clear_error();
+        takeErrors();
         return std::nullopt;
     }
     std::optional<SecretBytes> content(std::in_place);

@@ -5,8 +5,6 @@
 #include "libcrypto_key.h"
 #include "libcrypto_objects.h"
 
-#include <openssl/err.h>
-
 namespace tvkstore {
 
 namespace {
@@ -21,7 +19,7 @@ public:
         }
         usual_.reset(OSSL_PROVIDER_load(context_.get(), "default"));
         old_.reset(OSSL_PROVIDER_load(context_.get(), "legacy"));
-        ERR_clear_error(); // without the old ones the usual ones will do for most
+        takeErrors(); // without the old ones the usual ones will do for most
     }
 
     OSSL_LIB_CTX* get() const { return context_.get(); }
@@ -110,7 +108,7 @@ Pkcs12Content parse(PKCS12& file, char const* passphrase, std::string const& obj
     CryptoObject<X509> const certificate(rawCertificate);
     CryptoObject<STACK_OF(X509)> const others(rawOthers);
     if (!parsed) {
-        ERR_clear_error();
+        takeErrors();
         throw Failure(ExitCode::failed, object + ": can't be decrypted, or is damaged");
     }
     Pkcs12Content content;
@@ -133,7 +131,7 @@ std::optional<Pkcs12Content> readPkcs12File(std::string_view bytes, std::string 
     OldCiphers const ciphers;
     CryptoObject<PKCS12> const file = bytes.empty() ? nullptr : decode(bytes, ciphers);
     if (file == nullptr) {
-        ERR_clear_error();
+        takeErrors();
         return std::nullopt;
     }
     DerivationWork work(object);
@@ -147,12 +145,12 @@ std::optional<Pkcs12Content> readPkcs12File(std::string_view bytes, std::string 
         addWork(work, *file, "");
         return parse(*file, "", object);
     }
-    ERR_clear_error();
+    takeErrors();
     SecretBytes secret = passphrase.get(object);
     std::size_t const length = secret.size();
     secret.push_back('\0');
     if (isChecked && !fits(*file, secret.data(), length)) {
-        ERR_clear_error();
+        takeErrors();
         throw Failure(ExitCode::refused, object + ": the passphrase doesn't open it");
     }
     addWork(work, *file, secret.data());

@@ -4,7 +4,6 @@
 #include "libcrypto_key.h"
 #include "libcrypto_objects.h"
 
-#include <openssl/err.h>
 #include <openssl/pem.h>
 
 #include <algorithm>
@@ -16,7 +15,7 @@ namespace tvkstore {
 namespace {
 
 Failure notDecrypted(std::string const& object) {
-    ERR_clear_error();
+    takeErrors();
     return Failure(ExitCode::refused, object + ": the passphrase doesn't open it");
 }
 
@@ -50,7 +49,7 @@ CryptoObject<EVP_PKEY> decodeEncrypted(std::string_view bytes, std::string const
     auto const* end = begin;
     CryptoObject<X509_SIG> const sealed(d2i_X509_SIG(nullptr, &end, static_cast<long>(bytes.size())));
     if (sealed == nullptr || end != begin + bytes.size()) {
-        ERR_clear_error();
+        takeErrors();
         throw noPrivateKey(path);
     }
     X509_ALGOR const* scheme = nullptr;
@@ -77,7 +76,7 @@ TVKKRYKey keyInClear(EVP_PKEY const& key, std::string const& object) {
     unsigned char* bytes = nullptr;
     int const length = info == nullptr ? -1 : i2d_PKCS8_PRIV_KEY_INFO(info.get(), &bytes);
     if (length < 0) {
-        ERR_clear_error();
+        takeErrors();
         throw noPrivateKey(object);
     }
     TVKKRYKey result;
@@ -110,7 +109,7 @@ PrivateKey decodePrivateKey(PemBlock const& block, std::string const& object, Pa
         std::rethrow_exception(question.failure);
     }
     if (key == nullptr) {
-        ERR_clear_error();
+        takeErrors();
         throw question.wasAsked ? notDecrypted(object) : noPrivateKey(object);
     }
     return privateKeyOf(*key, object);
@@ -120,7 +119,7 @@ PrivateKey decodeDerPrivateKey(std::string_view der, std::string const& object, 
     auto const* const begin = reinterpret_cast<unsigned char const*>(der.data());
     auto const* end = begin;
     CryptoObject<EVP_PKEY> key(d2i_AutoPrivateKey(nullptr, &end, static_cast<long>(der.size())));
-    ERR_clear_error();
+    takeErrors();
     if (key == nullptr || end != begin + der.size()) {
         key = decodeEncrypted(der, object, passphrase);
     }
@@ -131,7 +130,7 @@ std::string publicKeyOf(EVP_PKEY const* key) {
     unsigned char* bytes = nullptr;
     int const length = key == nullptr ? -1 : i2d_PUBKEY(key, &bytes);
     if (length < 0) {
-        ERR_clear_error();
+        takeErrors();
         return {};
     }
     std::string encoding(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length));

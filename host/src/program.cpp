@@ -8,6 +8,9 @@
 #include <CLI/Formatter.hpp>
 
 #include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <new>
 
 namespace tvkstore {
@@ -105,9 +108,23 @@ ExitCode runCommand(int argc, char const* const* argv) {
     return exitCode;
 }
 
+// A lack of memory may meet what can't fail, such as the end of one of the JSON library's values.
+[[noreturn]] void endProgram() noexcept {
+    try {
+        if (std::exception_ptr const exception = std::current_exception()) {
+            std::rethrow_exception(exception);
+        }
+    } catch (std::bad_alloc const&) {
+        std::fputs("tvkstore: error: out of memory\n", stderr);
+        std::_Exit(static_cast<int>(ExitCode::failed));
+    } catch (...) {}
+    std::abort();
+}
+
 } // namespace
 
 ExitCode runProgram(int argc, char const* const* argv) {
+    std::set_terminate(endProgram);
     try {
         return runCommand(argc, argv);
     } catch (Failure const& failure) {

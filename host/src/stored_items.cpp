@@ -17,11 +17,12 @@ StoredItems findItems(Session& session, TVKCspManager& store,
     });
     bool const anyKey = std::any_of(found.items.begin(), found.items.end(),
                                     [](StoredItem const& item) { return item.view.hasKey; });
-    std::map<std::string, TVKKRYKey> const keys =
-        anyKey ? keysByCertificate(store) : std::map<std::string, TVKKRYKey>();
+    KeysByCertificate const known = anyKey ? keysByCertificate(store) : KeysByCertificate();
     for (StoredItem& item : found.items) {
-        if (auto const key = keys.find(item.view.encoding); key != keys.end()) {
+        if (auto const key = known.keys.find(item.view.encoding); key != known.keys.end()) {
             item.key = key->second;
+        } else if (item.view.hasKey) {
+            throw Failure(ExitCode::failed, "the private key of " + item.view.name + " can't be read");
         }
     }
     return found;

@@ -29,6 +29,8 @@ DWORD outcome(Body&& body) {
     } catch (Failure const& failure) {
         return failure.code();
     } catch (std::bad_alloc const&) {
+        // Where the end of a walk and a failure are the same null to the caller, this line is all that tells.
+        logLine("memory", "there is none left");
         return ERROR_NOT_ENOUGH_MEMORY;
     } catch (std::exception const& exception) {
         logLine("internal error", exception.what());

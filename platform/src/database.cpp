@@ -19,7 +19,9 @@ struct Registry {
 };
 
 Registry& registry() {
-    static Registry* const instance = new Registry;
+    // Asked for by what may not fail too, so it takes no memory.
+    alignas(Registry) static unsigned char room[sizeof(Registry)];
+    static Registry* const instance = new (room) Registry;
     return *instance;
 }
 

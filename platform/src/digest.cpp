@@ -41,7 +41,7 @@ EVP_MD const* implementationOf(DigestAlgorithm const& algorithm) {
     ErrorQueueGuard const errors;
     EVP_MD* fetched = EVP_MD_fetch(nullptr, algorithm.name, nullptr);
     if (fetched == nullptr)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     EVP_MD* none = nullptr;
     if (known.compare_exchange_strong(none, fetched))
         return fetched;
@@ -58,7 +58,7 @@ Bytes digest(ALG_ID id, std::initializer_list<ByteView> parts) {
         good = good && EVP_DigestUpdate(context.get(), part.data(), part.size()) == 1;
     Bytes value(algorithm.size);
     if (!good || EVP_DigestFinal_ex(context.get(), value.data(), nullptr) != 1)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     return value;
 }
 

@@ -3,6 +3,7 @@
 #include "database_files.h"
 #include "digest.h"
 #include "file_descriptor.h"
+#include "libcrypto.h"
 #include "log.h"
 #include "new_file.h"
 
@@ -79,7 +80,7 @@ std::optional<SecureBytes> readSecret(std::string const& path, std::optional<Sco
     }
     if (size < keyFileSize || (ours && size != keyFileSize)) {
         logLine(path, "refused: not a sealing key, which has 32 bytes");
-        fail(NTE_KEYSET_ENTRY_BAD);
+        failLibcrypto(NTE_KEYSET_ENTRY_BAD);
     }
     secret.resize(size);
     return secret;
@@ -104,7 +105,7 @@ void makeKeyFile(Database const& database) {
     requireTrustedDirectory(database.directory());
     SecureBytes secret(keyFileSize);
     if (RAND_priv_bytes(secret.data(), static_cast<int>(secret.size())) != 1)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     createFile(path, secret);
 }
 
@@ -173,7 +174,7 @@ SealedKey sealKey(Database& database, ByteView context, ByteView clear) {
     if (RAND_bytes(result.nonce.data(), static_cast<int>(nonceSize)) != 1 ||
         !transform(true, *key, result.nonce, context, clear, result.sealed.data(),
                    result.sealed.data() + clear.size()))
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     return result;
 }
 
@@ -186,7 +187,7 @@ SecureBytes openKey(Database const& database, ByteView context, SealedKey const&
     ErrorQueueGuard const errors;
     auto const refuse = [&](char const* why) {
         logLine(database.path(), why);
-        fail(NTE_KEYSET_ENTRY_BAD);
+        failLibcrypto(NTE_KEYSET_ENTRY_BAD);
     };
     std::optional<SealingKey> const key = keyNamed(database, sealed.sealedUnder);
     if (!key)

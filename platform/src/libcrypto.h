@@ -1,6 +1,9 @@
 // Owners for libcrypto's objects, and what every use of it needs besides the call's lease.
 #pragma once
 
+#include "failure.h"
+#include "log.h"
+
 #include <openssl/bn.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -8,6 +11,7 @@
 #include <openssl/params.h>
 
 #include <memory>
+#include <new>
 
 namespace wincrypt {
 
@@ -36,5 +40,18 @@ public:
     ErrorQueueGuard(ErrorQueueGuard const&) = delete;
     ErrorQueueGuard& operator=(ErrorQueueGuard const&) = delete;
 };
+
+// For what libcrypto didn't do: the error value, unless it lacked memory. Under an ErrorQueueGuard.
+template <class Value>
+[[noreturn]] void failLibcrypto(Value value) {
+    for (unsigned long const error : {ERR_peek_error(), ERR_peek_last_error()})
+        if (ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE)
+            throw std::bad_alloc();
+    if (errorValue(value) == errorValue(NTE_FAIL)) {
+        char const* const reason = ERR_reason_error_string(ERR_peek_last_error());
+        logLine("libcrypto", reason != nullptr ? reason : "failed");
+    }
+    fail(value);
+}
 
 } // namespace wincrypt

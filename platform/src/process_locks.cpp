@@ -128,7 +128,9 @@ void prepareProcess() {
     static std::once_flag once;
     std::call_once(once, [] {
         // Threads may still be in calls while the process ends, so libcrypto must not be taken apart then.
-        if (OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) {
+        // Without its default context, which it makes once, it doesn't fail but breaks down.
+        if (OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1 ||
+            OSSL_LIB_CTX_get0_global_default() == nullptr) {
             logLine("libcrypto", "can't be initialised");
             fail(NTE_FAIL);
         }

@@ -3,6 +3,9 @@
 #include "provider_objects.h"
 
 #include <algorithm>
+#include <memory>
+#include <new>
+#include <pthread.h>
 
 using namespace wincrypt;
 
@@ -25,6 +28,29 @@ BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
     });
 }
 
+namespace {
+
+using ProviderList = std::vector<std::shared_ptr<Provider>>;
+
+// The providers as the thread's walk found them. Not a thread_local object: where there is no memory to
+// register the destructor of one, the C library ends the process.
+ProviderList& snapshotOfThread() {
+    static pthread_key_t const key = [] {
+        pthread_key_t made{};
+        if (::pthread_key_create(&made, [](void* list) { delete static_cast<ProviderList*>(list); }) != 0)
+            throw std::bad_alloc();
+        return made;
+    }();
+    if (auto* const known = static_cast<ProviderList*>(::pthread_getspecific(key)))
+        return *known;
+    auto made = std::make_unique<ProviderList>();
+    if (::pthread_setspecific(key, made.get()) != 0)
+        throw std::bad_alloc();
+    return *made.release();
+}
+
+} // namespace
+
 BOOL WINAPI CryptEnumProvidersA(DWORD dwIndex, DWORD* pdwReserved, DWORD dwFlags, DWORD* pdwProvType,
                                 LPSTR szProvName, DWORD* pcbProvName) {
     return boundary([&]() -> DWORD {
@@ -32,7 +58,7 @@ BOOL WINAPI CryptEnumProvidersA(DWORD dwIndex, DWORD* pdwReserved, DWORD dwFlags
             return ERROR_INVALID_PARAMETER;
         if (dwFlags != 0)
             return errorValue(NTE_BAD_FLAGS);
-        thread_local std::vector<std::shared_ptr<Provider>> snapshot;
+        ProviderList& snapshot = snapshotOfThread();
         if (dwIndex == 0 || snapshot.empty())
             snapshot = allProviders();
         if (dwIndex >= snapshot.size())

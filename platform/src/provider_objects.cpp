@@ -1,6 +1,7 @@
 #include "provider_objects.h"
 
 #include "key_cache.h"
+#include "libcrypto.h"
 #include "text.h"
 
 #include <algorithm>
@@ -67,7 +68,7 @@ HashObject::HashObject(std::weak_ptr<ProviderContext> ofContext, DigestAlgorithm
     : context(std::move(ofContext)), algorithm_(algorithm), running_(EVP_MD_CTX_new()) {
     ErrorQueueGuard const errors;
     if (!running_ || EVP_DigestInit_ex(running_.get(), implementationOf(algorithm), nullptr) != 1)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
 }
 
 std::unique_lock<std::mutex> HashObject::enter() {
@@ -83,7 +84,7 @@ void HashObject::add(ByteView data) {
         fail(NTE_BAD_HASH_STATE);
     ErrorQueueGuard const errors;
     if (EVP_DigestUpdate(running_.get(), data.data(), data.size()) != 1)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     hasData_ = hasData_ || !data.empty();
 }
 
@@ -100,7 +101,7 @@ Bytes HashObject::signedValue(bool bare) {
         ErrorQueueGuard const errors;
         Bytes value(algorithm_.size);
         if (EVP_DigestFinal_ex(running_.get(), value.data(), nullptr) != 1)
-            fail(NTE_FAIL);
+            failLibcrypto(NTE_FAIL);
         value_ = std::move(value);
     }
     Bytes result;

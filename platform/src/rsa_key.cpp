@@ -121,7 +121,7 @@ PkeyPtr makeKey(Parts const& parts) {
     for (OSSL_PARAM* each = params.get(); each != nullptr && each->key != nullptr; ++each)
         OPENSSL_cleanse(each->data, each->data_size);
     if (!good)
-        fail(NTE_BAD_DATA);
+        failLibcrypto(NTE_BAD_DATA);
     return PkeyPtr(key);
 }
 
@@ -133,7 +133,7 @@ Parts partsOf(EVP_PKEY* key) {
         OSSL_PARAM wanted[] = {OSSL_PARAM_construct_BN(partNames[i], octets.data(), octets.size()),
                                OSSL_PARAM_construct_end()};
         if (EVP_PKEY_get_params(key, wanted) != 1)
-            fail(NTE_FAIL);
+            failLibcrypto(NTE_FAIL);
         parts[i].reset(BN_native2bn(octets.data(), static_cast<int>(wanted[0].return_size), nullptr));
         if (!parts[i])
             throw std::bad_alloc();
@@ -183,7 +183,7 @@ Bytes RsaPublicKey::encrypt(ByteView data) const {
         EVP_PKEY_encrypt(context.get(), block.data(), &size, data.empty() ? &nothing : data.data(),
                          data.size()) != 1 ||
         size != block.size())
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     return block;
 }
 
@@ -191,7 +191,7 @@ LonePublicKey LonePublicKey::from(ByteView modulus, ByteView exponent) {
     ErrorQueueGuard const errors;
     constexpr std::size_t longest = maximumKeyBits / 8;
     if (modulus.size() > longest || exponent.size() > longest)
-        fail(NTE_BAD_PUBLIC_KEY);
+        failLibcrypto(NTE_BAD_PUBLIC_KEY);
     auto const read = [](ByteView octets) {
         return BignumPtr(BN_bin2bn(octets.data(), static_cast<int>(octets.size()), nullptr));
     };
@@ -201,7 +201,7 @@ LonePublicKey LonePublicKey::from(ByteView modulus, ByteView exponent) {
         throw std::bad_alloc();
     if (BN_num_bits(n.get()) < static_cast<int>(minimumKeyBits) || !BN_is_odd(n.get()) ||
         !BN_is_odd(e.get()) || BN_is_one(e.get()))
-        fail(NTE_BAD_PUBLIC_KEY);
+        failLibcrypto(NTE_BAD_PUBLIC_KEY);
     ParamBuilderPtr const builder(OSSL_PARAM_BLD_new());
     bool good = builder && OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, n.get()) == 1 &&
                 OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_E, e.get()) == 1;
@@ -211,7 +211,7 @@ LonePublicKey LonePublicKey::from(ByteView modulus, ByteView exponent) {
     good = params && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
            EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, params.get()) == 1;
     if (!good)
-        fail(NTE_BAD_PUBLIC_KEY);
+        failLibcrypto(NTE_BAD_PUBLIC_KEY);
     PkeyPtr key(made);
     SecureBytes const first = encodeInteger(n.get());
     SecureBytes const second = encodeInteger(e.get());
@@ -226,7 +226,7 @@ RsaPrivateKey RsaPrivateKey::fromEncoding(ByteView encoding) {
     ErrorQueueGuard const errors;
     Parts parts;
     if (!readParts(encoding, parts) || !partsFit(parts))
-        fail(NTE_BAD_DATA);
+        failLibcrypto(NTE_BAD_DATA);
     return {makeKey(parts), derElement(tag::sequence, {encodeInteger(parts[modulus].get()),
                                                        encodeInteger(parts[publicExponent].get())})};
 }
@@ -238,7 +238,7 @@ RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
     if (!context || EVP_PKEY_keygen_init(context.get()) != 1 ||
         EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), static_cast<int>(bits)) != 1 ||
         EVP_PKEY_generate(context.get(), &made) != 1)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     PkeyPtr const key(made);
     return fromEncoding(encodeKey(partsOf(key.get())));
 }
@@ -257,13 +257,13 @@ Bytes RsaPrivateKey::sign(ByteView signedValue) const {
     if (EVP_PKEY_sign_init(context.get()) != 1 ||
         EVP_PKEY_sign(context.get(), signature.data(), &size, signedValue.data(), signedValue.size()) != 1 ||
         size != signature.size())
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     return signature;
 }
 
 SecureBytes RsaPrivateKey::decrypt(ByteView block) const {
     if (block.size() != public_.blockSize())
-        fail(NTE_BAD_DATA);
+        failLibcrypto(NTE_BAD_DATA);
     ErrorQueueGuard const errors;
     PkeyContextPtr const context = contextOf(key_.get());
     SecureBytes clear(block.size());
@@ -271,7 +271,7 @@ SecureBytes RsaPrivateKey::decrypt(ByteView block) const {
     if (EVP_PKEY_decrypt_init(context.get()) != 1 ||
         EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1 ||
         EVP_PKEY_decrypt(context.get(), clear.data(), &size, block.data(), block.size()) != 1)
-        fail(NTE_BAD_DATA);
+        failLibcrypto(NTE_BAD_DATA);
     clear.resize(size);
     return clear;
 }

@@ -4,6 +4,7 @@
 #include "certificate_key.h"
 #include "der_cursor.h"
 #include "der_writer.h"
+#include "libcrypto.h"
 #include "object_id.h"
 #include "public_key_info.h"
 #include "text.h"
@@ -104,7 +105,7 @@ Bytes randomSerialNumber() {
     ErrorQueueGuard const errors;
     Bytes octets(16);
     if (RAND_bytes(octets.data(), static_cast<int>(octets.size())) != 1)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     octets[0] = static_cast<std::uint8_t>((octets[0] & 0x7F) | 0x40);
     return derElement(tag::integer, {octets});
 }
@@ -138,7 +139,7 @@ std::string randomContainerName() {
     static constexpr char digits[] = "0123456789abcdef";
     std::uint8_t octets[16];
     if (RAND_bytes(octets, sizeof octets) != 1)
-        fail(NTE_FAIL);
+        failLibcrypto(NTE_FAIL);
     std::string name;
     for (std::uint8_t const octet : octets) {
         name += digits[octet >> 4];

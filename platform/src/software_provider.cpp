@@ -4,6 +4,7 @@
 #include "database.h"
 #include "key_cache.h"
 #include "key_containers.h"
+#include "libcrypto.h"
 #include "login_name.h"
 #include "software_key.h"
 
@@ -217,7 +218,7 @@ void fillWithRandom(std::span<std::uint8_t> octets) {
     while (!octets.empty()) {
         std::size_t const part = std::min(octets.size(), longest);
         if (RAND_bytes(octets.data(), static_cast<int>(part)) != 1)
-            fail(NTE_FAIL);
+            failLibcrypto(NTE_FAIL);
         octets = octets.subspan(part);
     }
 }

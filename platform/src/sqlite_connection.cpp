@@ -70,7 +70,7 @@ std::string uriOf(std::string const& path, char const* parameter) {
 } // namespace
 
 void failSqlite(int result, std::string const& path, char const* cause) {
-    if ((result & 0xFF) == SQLITE_NOMEM)
+    if ((result & 0xFF) == SQLITE_NOMEM || result == SQLITE_IOERR_NOMEM)
         throw std::bad_alloc();
     logLine(path, cause);
     fail(errorOf(result));
@@ -130,6 +130,9 @@ std::string Connection::text(char const* sql) {
         if (result == SQLITE_ROW)
             if (unsigned char const* column = sqlite3_column_text(statement, 0); column != nullptr)
                 value = reinterpret_cast<char const*>(column);
+        // Null is also what a number becomes that there is no memory to write as text.
+        if (sqlite3_errcode(database_) == SQLITE_NOMEM)
+            result = SQLITE_NOMEM;
     }
     std::string const cause = sqlite3_errmsg(database_);
     sqlite3_finalize(statement);

@@ -1,5 +1,7 @@
 #include "platform_calls.h"
 
+#include "support/platform_call_table.h"
+
 #include <dlfcn.h>
 
 #include <cstdint>
@@ -60,19 +62,6 @@ std::string shown(Value value) {
     }
     return text.str();
 }
-
-template <typename Call>
-struct Signature;
-template <typename Return, typename... Parameters>
-struct Signature<Return (*)(Parameters...)> {
-    using Result = Return;
-    using Types = std::tuple<Parameters...>;
-};
-
-template <auto Call>
-using Result = typename Signature<decltype(Call)>::Result;
-template <auto Call, std::size_t At>
-using Parameter = std::tuple_element_t<At, typename Signature<decltype(Call)>::Types>;
 
 template <auto Call, typename... Arguments>
 auto pass(char const* name, Arguments... arguments) {
@@ -143,62 +132,8 @@ std::any* PlatformCalls::note(AnyCall call, char const* name, std::vector<std::s
 
 } // namespace capi_tests
 
-// What the tests look at or answer. The layer's header declares each of these: their types come from there.
-// A parameter of a macro can't stand in parentheses where it is a name.
-// NOLINTBEGIN(bugprone-macro-parentheses)
-#define PARAMETERS1(call) capi_tests::Parameter<&call, 0> a
-#define PARAMETERS2(call) PARAMETERS1(call), capi_tests::Parameter<&call, 1> b
-#define PARAMETERS3(call) PARAMETERS2(call), capi_tests::Parameter<&call, 2> c
-#define PARAMETERS4(call) PARAMETERS3(call), capi_tests::Parameter<&call, 3> d
-#define PARAMETERS5(call) PARAMETERS4(call), capi_tests::Parameter<&call, 4> e
-#define PARAMETERS6(call) PARAMETERS5(call), capi_tests::Parameter<&call, 5> f
-#define PARAMETERS7(call) PARAMETERS6(call), capi_tests::Parameter<&call, 6> g
-#define PARAMETERS8(call) PARAMETERS7(call), capi_tests::Parameter<&call, 7> h
-#define CALL(count, call, ...)                                \
-    capi_tests::Result<&call> call(PARAMETERS##count(call)) { \
-        return capi_tests::pass<&call>(#call, __VA_ARGS__);   \
-    }
-// NOLINTEND(bugprone-macro-parentheses)
-
-// clang-format off
-CALL(1, CryptDestroyKey, a)
-CALL(1, CryptDestroyHash, a)
-CALL(1, CertFreeCertificateContext, a)
-CALL(1, CertDeleteCertificateFromStore, a)
-CALL(2, CryptReleaseContext, a, b)
-CALL(2, CertOpenSystemStoreA, a, b)
-CALL(2, CertCloseStore, a, b)
-CALL(2, CertEnumCertificatesInStore, a, b)
-CALL(3, VerifyVersionInfoA, a, b, c)
-CALL(3, VerSetConditionMask, a, b, c)
-CALL(3, CryptGetUserKey, a, b, c)
-CALL(3, CryptGenRandom, a, b, c)
-CALL(4, CryptGenKey, a, b, c, d)
-CALL(4, CryptHashData, a, b, c, d)
-CALL(4, CryptSetKeyParam, a, b, c, d)
-CALL(4, CryptSetHashParam, a, b, c, d)
-CALL(4, CertAddStoreToCollection, a, b, c, d)
-CALL(4, CertAddCertificateContextToStore, a, b, c, d)
-CALL(4, CertGetCertificateContextProperty, a, b, c, d)
-CALL(4, CertSetCertificateContextProperty, a, b, c, d)
-CALL(5, CryptAcquireContextA, a, b, c, d, e)
-CALL(5, CryptGetProvParam, a, b, c, d, e)
-CALL(5, CryptCreateHash, a, b, c, d, e)
-CALL(5, CertOpenStore, a, b, c, d, e)
-CALL(5, CryptExportPublicKeyInfo, a, b, c, d, e)
-CALL(5, CryptEncodeObject, a, b, c, d, e)
-CALL(6, CertAddEncodedCertificateToStore, a, b, c, d, e, f)
-CALL(6, CryptEnumProvidersA, a, b, c, d, e, f)
-CALL(6, CryptSignHashA, a, b, c, d, e, f)
-CALL(6, CryptVerifySignatureA, a, b, c, d, e, f)
-CALL(6, CryptDecrypt, a, b, c, d, e, f)
-CALL(6, CertFindCertificateInStore, a, b, c, d, e, f)
-CALL(6, CertGetNameStringA, a, b, c, d, e, f)
-CALL(6, CryptAcquireCertificatePrivateKey, a, b, c, d, e, f)
-CALL(7, CryptEncrypt, a, b, c, d, e, f, g)
-CALL(7, CryptExportPKCS8, a, b, c, d, e, f, g)
-CALL(8, CertCreateSelfSignCertificate, a, b, c, d, e, f, g, h)
-// clang-format on
+using capi_tests::pass;
+FOR_EACH_PLATFORM_CALL(DEFINE_PLATFORM_CALL)
 
 BOOL CryptImportPKCS8(CRYPT_PKCS8_IMPORT_PARAMS parameters, DWORD flags, HCRYPTPROV* provider, void* info) {
     capi_tests::t_resolve = std::exchange(parameters.pResolvehCryptProvFunc, capi_tests::resolveOutside);

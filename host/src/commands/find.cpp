@@ -114,13 +114,15 @@ ExitCode find(Session& session, FindArguments const& arguments) {
     Search const search = attempt("can't search for this", [&] { return makeSearch(arguments); });
     std::unique_ptr<TVKCspManager> const store = session.openStore();
     std::string const& name = session.options().store;
-    std::map<std::string, TVKKRYKey> const withKey = keysByCertificate(*store);
+    KeysByCertificate const withKey = keysByCertificate(*store);
     CertificateListing listing(session.options().json);
     bool found = false;
+    bool isKeyKnown = true;
     attempt("can't search store " + name, [&] {
         search(*store, [&](TVKCertItem const& item) {
             CertificateView view = viewCertificate(item);
-            view.hasKey = withKey.contains(view.encoding);
+            view.hasKey = withKey.keys.contains(view.encoding);
+            isKeyKnown = isKeyKnown && (view.hasKey || withKey.failures == 0);
             listing.add(view);
             found = true;
         });
@@ -130,7 +132,10 @@ ExitCode find(Session& session, FindArguments const& arguments) {
         throw Failure(complete ? ExitCode::no : ExitCode::damaged, "no such certificate in store " + name);
     }
     listing.write(session.output());
-    return complete ? ExitCode::done : ExitCode::damaged;
+    if (!isKeyKnown) {
+        report(Failure(ExitCode::failed, "a private key of store " + name + " can't be read"));
+    }
+    return complete && isKeyKnown ? ExitCode::done : ExitCode::damaged;
 }
 
 } // namespace

@@ -113,7 +113,7 @@ ExitCode show(Session& session, ShowArguments& arguments) {
     if (session.options().json) {
         writeJson(session.output(), json);
     }
-    return ExitCode::done;
+    return complete ? ExitCode::done : ExitCode::damaged;
 }
 
 } // namespace

@@ -73,7 +73,15 @@ ExitCode update(Session& session, UpdateArguments& arguments) {
                       what + ": it is the machine's, or has no label that could be changed",
                       {"one of the user's own can be deleted, and imported again with --label"});
     }
-    unsigned int const changed = attempt(what, [&] { return relabel(*store, item, arguments.label); });
+    unsigned int const changed = attempt(what, [&] {
+        try {
+            return relabel(*store, item, arguments.label);
+        } catch (std::exception const&) {
+            // Between its steps it leaves the certificate without its name or its key, and later nobody knows
+            // which key that was. The same update again sets both.
+            return relabel(*store, item, arguments.label);
+        }
+    });
     if (changed == 0) {
         throw Failure(ExitCode::no, what + ": it is gone from store " + name);
     }
