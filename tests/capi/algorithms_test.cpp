@@ -1,37 +1,12 @@
 #include "capikrydigestalgorithm.h"
-#include "cspmanager.h"
-#include "cspmanagerutility.h"
 #include "module_fixture.h"
 #include "support/libcrypto.h"
 
-#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
-
 #include <openssl/rsa.h>
 
-#include <tuple>
-
 using namespace capi_tests;
-using namespace test_support;
 
 namespace {
-
-// A store manager with its factory, and a key of this size in a container that the reference names.
-struct Factory {
-    explicit Factory(unsigned bits = 1024)
-        : provider(makeContainer(std::to_string(bits).c_str(), bits)),
-          key(owned(CspManagerUtility::makeKeyItem(provider.get(), AT_KEYEXCHANGE, true, nullptr))
-                  ->getKey()) {}
-
-    auto signer() const { return owned(factory->make_SHA1WithRSA_SignatureAlgorithm(key)); }
-    auto verifier() const { return owned(factory->make_SHA1WithRSA_VerificationAlgorithm(key)); }
-    auto encryptor() const { return owned(factory->make_RSAPKCS_EncryptionAlgorithm(key)); }
-    auto decryptor() const { return owned(factory->make_RSAPKCS_DecryptionAlgorithm(key, nullptr)); }
-
-    OwnedProvider provider;
-    std::unique_ptr<CSPManager> manager = std::make_unique<CSPManager>("", 1);
-    std::unique_ptr<TVKKRYAlgorithmFactory> factory{manager->getTVKKRYAlgorithmFactory()};
-    TVKKRYKey key;
-};
 
 using Algorithms = ModuleTest;
 
@@ -71,7 +46,7 @@ TEST_F(Algorithms, RefuseEveryWrongSignature) {
     std::tuple<TVKBuffer, TVKBuffer, char const*> const rows[] = {
         {buffer("datb"), buffer(good), "other data"},
         {buffer(data), buffer(oneBit), "one bit"},
-        {buffer(data), CspManagerUtility::reverseEndian(buffer(good)), "byte order"},
+        {buffer(data), Csp::reverseEndian(buffer(good)), "byte order"},
         {buffer(data), buffer(shorter), "a byte less"},
         {buffer(data), foreign, "another key's"},
         {buffer(data), TVKBuffer(), "nothing"},
@@ -99,29 +74,20 @@ TEST_F(Algorithms, EncryptAndDecryptOneBlock) {
 
     // Of the length that the other direction signs.
     Bytes const plain(36, 'x');
-    Bytes cipher =
+    Bytes const cipher =
         rsa(TestKey::shared(1024).get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_PKCS1_PADDING, plain);
-    Bytes const before = cipher;
-    EXPECT_EQ(bytesOf(world.decryptor()->decryptData(buffer(cipher).get())), plain);
-    EXPECT_EQ(cipher, before);
+    EXPECT_EQ(bytesOf(world.decryptor()->decryptData(TVKASNCBuffer(cipher.data(), cipher.size()))), plain);
+    EXPECT_EQ(bytesOf(world.decryptor()->decryptData(TVKASNCBuffer(cipher.data(), cipher.size()))), plain)
+        << "the input is left as it is";
 
     // The three steps take and give the provider's byte order.
-    TVKBuffer const reversed = CspManagerUtility::reverseEndian(buffer(cipher));
+    TVKBuffer const reversed = Csp::reverseEndian(buffer(cipher));
     auto const steps = world.decryptor();
     steps->decryptDataInit();
     EXPECT_EQ(bytesOf(steps->decryptDataUpdate(reversed.get())), plain);
 
-    // Whatever is wrong with a block, the failure is the same.
-    Raised const damaged = raisedBy([&] { world.decryptor()->decryptData(reversed.get()); });
-    EXPECT_EQ(damaged.code, 578014);
-    for (char const* const start : {"0001", "0102", "00020102030405060700", "000200", "0000"}) {
-        Bytes padded = fromHex(start);
-        padded.resize(128, 1);
-        padded[100] = 0;
-        cipher =
-            rsa(TestKey::shared(1024).get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_NO_PADDING, padded);
-        EXPECT_EQ(raisedBy([&] { world.decryptor()->decryptData(buffer(cipher).get()); }), damaged) << start;
-    }
+    // What is wrong with a block, the provider doesn't tell.
+    EXPECT_EQ(raisedBy([&] { world.decryptor()->decryptData(reversed.get()); }).code, 578014);
 }
 
 TEST_F(Algorithms, SignAFinishedDigestOf36Bytes) {
@@ -185,7 +151,7 @@ TEST_F(Algorithms, ReachAKeyThroughItsCertificate) {
     KeyWorld const world;
     CSPManager manager("", 1);
     auto const factory = owned(manager.getTVKKRYAlgorithmFactory());
-    auto const item = owned(CspManagerUtility::makeKeyItem(manager, world.cert.get()));
+    auto const item = owned(Csp::makeKeyItem(manager, world.cert.get()));
     auto const signer = owned(factory->make_SHA1WithRSA_SignatureAlgorithm(item->getKey()));
     EXPECT_EQ(bytesOf(signer->signData(buffer(data).get())),
               signatureOf(TestKey::shared(1024).get(), EVP_sha1(), data));
@@ -202,7 +168,7 @@ TEST_F(Algorithms, MakeKeyPairsInContainersOfTheirOwn) {
         auto const generator = owned(factory->make_RSA_PublicKeyGenAlgorithm(asked));
         calls.forget();
         TVKKRYKeyPair const pair = generator->generateKeyPair();
-        EXPECT_EQ(calls.arguments(CryptGenKey), std::vector<std::string>{flags});
+        EXPECT_EQ(calls.arguments(CryptGenKey), Names{flags});
         Bytes const der = bytesOf(pair.getPublicKey().getKeyBlob());
         unsigned char const* at = der.data();
         Owned<EVP_PKEY> const key(d2i_PUBKEY(nullptr, &at, static_cast<long>(der.size())));
@@ -210,11 +176,9 @@ TEST_F(Algorithms, MakeKeyPairsInContainersOfTheirOwn) {
         EXPECT_EQ(EVP_PKEY_get_bits(key.get()), bits);
         EXPECT_EQ(TVKCAPIASNKeyRecord(pair.getPrivateKey().getKeyBlob()).getKeySize(), 512U);
         auto const signer = owned(factory->make_SHA1WithRSA_SignatureAlgorithm(pair.getPrivateKey()));
-        EXPECT_EQ(rsa(key.get(), EVP_PKEY_verify_recover_init, EVP_PKEY_verify_recover, RSA_PKCS1_PADDING,
-                      bytesOf(signer->signData(buffer(data).get())))
-                      .size(),
-                  35U)
-            << "a DigestInfo of SHA-1";
+        Bytes const info = rsa(key.get(), EVP_PKEY_verify_recover_init, EVP_PKEY_verify_recover,
+                               RSA_PKCS1_PADDING, bytesOf(signer->signData(buffer(data).get())));
+        EXPECT_EQ(info.size(), 35U) << "a DigestInfo of SHA-1";
     }
 }
 
@@ -238,13 +202,12 @@ TEST_F(Algorithms, MakeTheirPlatformCallsInOrder) {
     auto const decryptor = world.decryptor();
     TVKBuffer const signature = signer->signData(message.get());
     TVKBuffer const cipher = encryptor->encryptData(message.get());
-    using Names = std::vector<std::string>;
     std::tuple<char const*, std::function<void()>, Names> const rows[] = {
         {"a second signature",
          [&] { signer->signData(message.get()); },
          {"CryptDestroyHash", "CryptReleaseContext", "CryptAcquireContextA", "CryptGetUserKey",
           "CryptCreateHash", "CryptDestroyKey", "CryptHashData", "CryptSignHashA", "CryptSignHashA"}},
-        {"a verification",
+        {"verification",
          [&] { verifier->verifyData(message.get(), signature.get()); },
          {"CryptAcquireContextA", "CryptGetUserKey", "CryptCreateHash", "CryptHashData",
           "CryptVerifySignatureA"}},
@@ -279,14 +242,14 @@ TEST_F(Algorithms, WithASignatureKeyAloneVerifyButDontSign) {
     ASSERT_TRUE(CryptGenKey(provider.get(), AT_SIGNATURE, CRYPT_EXPORTABLE | 512U << 16, made.receive()));
     OwnedHash hash;
     TVKBuffer signature;
-    CapiManagerUtility::signInit(provider.get(), CALG_SHA1, hash.receive());
-    CapiManagerUtility::signUpdate(hash.get(), buffer("x"), true);
-    CapiManagerUtility::signFinal(hash.get(), signature, AT_SIGNATURE);
+    Capi::signInit(provider.get(), CALG_SHA1, hash.receive());
+    Capi::signUpdate(hash.get(), buffer("x"), true);
+    Capi::signFinal(hash.get(), signature, AT_SIGNATURE);
     CSPManager manager("", 1);
     auto const factory = owned(manager.getTVKKRYAlgorithmFactory());
-    auto const item = owned(CspManagerUtility::makeKeyItem(provider.get(), AT_SIGNATURE, true, nullptr));
+    auto const item = owned(Csp::makeKeyItem(provider.get(), AT_SIGNATURE, true, nullptr));
     auto const verifier = owned(factory->make_SHA1WithRSA_VerificationAlgorithm(item->getKey()));
-    EXPECT_TRUE(verifier->verifyData(buffer("x").get(), CspManagerUtility::reverseEndian(signature).get()));
+    EXPECT_TRUE(verifier->verifyData(buffer("x").get(), Csp::reverseEndian(signature).get()));
     auto const signer = owned(factory->make_SHA1WithRSA_SignatureAlgorithm(item->getKey()));
     EXPECT_EQ(raisedBy([&] { signer->signData(buffer("x").get()); }), capi(kManagerUtility, 578015, ""));
 }

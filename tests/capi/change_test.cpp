@@ -1,25 +1,13 @@
-#include "cspmanager.h"
 #include "module_fixture.h"
-
-#include <tvkcore/asn/tvkasnutility.h>
-#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
-
-#include <gtest/gtest.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <memory>
-#include <optional>
-#include <vector>
-
 using namespace capi_tests;
-using namespace test_support;
 
 namespace {
 
 using Change = ModuleTest;
-using Lines = std::vector<std::string>;
 
 Bytes certificateOf(char const* name) {
     return makeCertificate({.subject = commonName(name)}, TestKey::shared(1024));
@@ -35,22 +23,17 @@ TVKKeyCertItem keyItem(Bytes const& der, std::string const& label, TVKKRYKey con
 std::string contents(char const* storeName) {
     OwnedStore const store = openStore(storeName);
     std::string text;
-    OwnedCertificate cert;
-    do {
-        cert = OwnedCertificate(CertEnumCertificatesInStore(store.get(), cert.release()));
-        if (cert.isSet()) {
-            TVKBuffer name;
-            CapiManagerUtility::getCertFriendlyName(cert.get(), name);
-            auto const* wide = reinterpret_cast<wchar_t const*>(name.getValue());
-            std::wstring const label = name.getLength() == 0 ? L"no name" : std::wstring(wide);
-            text += (text.empty() ? "" : ", ") + std::string(label.begin(), label.end());
-            OwnedProvider provider;
-            DWORD keySpec = 0;
-            bool const hasKey = CryptAcquireCertificatePrivateKey(cert.get(), 0, nullptr, provider.receive(),
-                                                                  &keySpec, nullptr) != FALSE;
-            text += hasKey ? "+key" : "";
-        }
-    } while (cert.isSet());
+    PCCERT_CONTEXT cert = nullptr;
+    while ((cert = CertEnumCertificatesInStore(store.get(), cert)) != nullptr) {
+        TVKBuffer name;
+        Capi::getCertFriendlyName(cert, name);
+        auto const* wide = reinterpret_cast<wchar_t const*>(name.getValue());
+        std::wstring const label = name.getLength() == 0 ? L"no name" : std::wstring(wide);
+        OwnedProvider provider;
+        bool const hasKey = CryptAcquireCertificatePrivateKey(cert, 0, nullptr, provider.receive(), nullptr,
+                                                              nullptr) != FALSE;
+        text += (text.empty() ? "" : ", ") + std::string(label.begin(), label.end()) + (hasKey ? "+key" : "");
+    }
     return text;
 }
 
@@ -58,9 +41,8 @@ std::string contents(char const* storeName) {
 std::optional<std::string> madeContainer(PlatformCalls& calls) {
     std::optional<std::string> name;
     for (std::string const& call : calls.arguments(CryptAcquireContextA)) {
-        if (call.ends_with(", 8")) {
+        if (call.ends_with(", 8"))
             name = call.substr(6, call.find('"', 6) - 6);
-        }
     }
     return name;
 }
@@ -94,8 +76,8 @@ TEST_F(Change, KeysGoWithTheirCertificateIntoMy) {
     TVKKeyCertItem item = keyItem(der, "first");
     TVKCertItem earlier = certItem(certificateOf("earlier"), "earlier");
     my.insertItem(earlier);
-    std::unique_ptr<TVKCspManager::Iterator> const running(my.getCertIterator());
-    ASSERT_NE(std::unique_ptr<TVKCertItem>(my.getNextCertItem(*running)), nullptr);
+    auto const running = owned(my.getCertIterator());
+    ASSERT_NE(owned(my.getNextCertItem(*running)), nullptr);
     int ready[2];
     ASSERT_EQ(pipe(ready), 0);
     pid_t const other = fork();
@@ -111,8 +93,7 @@ TEST_F(Change, KeysGoWithTheirCertificateIntoMy) {
     EXPECT_EQ(status, 0) << "another process sees it by the manager that it had";
     close(ready[0]);
     close(ready[1]);
-    std::unique_ptr<TVKCertItem> const seen(my.getNextCertItem(*running));
-    EXPECT_NE(seen, nullptr) << "a running walk of another manager sees it";
+    EXPECT_NE(owned(my.getNextCertItem(*running)), nullptr) << "a running walk of another manager sees it";
     EXPECT_EQ(my.deleteItem(earlier), 1U);
     EXPECT_EQ(contents("CA") + '|' + contents("MY"), "|first+key");
 
@@ -120,12 +101,12 @@ TEST_F(Change, KeysGoWithTheirCertificateIntoMy) {
     OwnedStore const store = openStore("MY");
     OwnedCertificate const cert(CertEnumCertificatesInStore(store.get(), nullptr));
     TVKBuffer reference;
-    ASSERT_TRUE(CapiManagerUtility::isCertWithPrivateKey(cert.get(), reference));
+    ASSERT_TRUE(Capi::isCertWithPrivateKey(cert.get(), reference));
     CRYPT_KEY_PROV_INFO const info = infoOf(reference);
     EXPECT_EQ(std::wstring(info.pwszProvName), L"" MS_ENHANCED_PROV_A);
-    EXPECT_EQ(std::vector<DWORD>({info.dwProvType, info.dwFlags, info.dwKeySpec}),
-              std::vector<DWORD>({1, 1, 1}));
-    std::wstring const container = info.pwszContainerName;
+    EXPECT_EQ(std::tuple(info.dwProvType, info.dwFlags, info.dwKeySpec), std::tuple(1U, 1U, 1U));
+    std::wstring const wide = info.pwszContainerName;
+    std::string const container(wide.begin(), wide.end());
 
     // The same certificate through the other manager: its store doesn't show that "MY" has it.
     EXPECT_EQ(raisedBy([&] { ca.insertItem(item); }), capi(kManagerUtility, 578006, "add certificate"));
@@ -140,9 +121,9 @@ TEST_F(Change, KeysGoWithTheirCertificateIntoMy) {
     EXPECT_EQ(my.updateItem(renamed, 0), 1U);
     EXPECT_TRUE(calls.arguments(CryptImportPKCS8).empty());
     EXPECT_EQ(contents("MY"), "renamed+key");
-    EXPECT_TRUE(containerExists(std::string(container.begin(), container.end()).c_str()));
+    EXPECT_TRUE(containerExists(container.c_str()));
     EXPECT_EQ(my.deleteItem(renamed), 1U);
-    EXPECT_FALSE(containerExists(std::string(container.begin(), container.end()).c_str()));
+    EXPECT_FALSE(containerExists(container.c_str()));
     EXPECT_EQ(my.updateItem(renamed, 0), 0U);
     EXPECT_EQ(contents("MY"), "");
 }
@@ -163,22 +144,18 @@ TEST_F(Change, WhatIsNoKeyLeavesNothing) {
     Bytes const key = TestKey::shared(1024).privateKeyInfo();
     Bytes cut = key;
     cut.pop_back();
-    struct {
-        TVKBuffer blob;
-        char const* why;
-    } const rows[] = {
+    std::pair<TVKBuffer, char const*> const rows[] = {
         {TVKBuffer(), "empty"},
         {buffer("random bytes"), "no encoding"},
         {buffer(cut), "cut"},
-        {buffer(TestKey::shared(1024).publicKeyInfo()), "a public key"},
-    };
-    for (auto const& row : rows) {
+        {buffer(TestKey::shared(1024).publicKeyInfo()), "a public key"}};
+    for (auto const& [blob, why] : rows) {
+        SCOPED_TRACE(why);
         TVKKeyCertItem item =
-            keyItem(certificateOf("first"), "first", privateKey(TVKKRYKey::PrivateKeyInfo, row.blob));
+            keyItem(certificateOf("first"), "first", privateKey(TVKKRYKey::PrivateKeyInfo, blob));
         EXPECT_EQ(raisedBy([&] { manager.insertItem(item); }),
-                  capi(kManagerUtility, 578006, "Import private key fail. return values rc=0x80090005"))
-            << row.why;
-        EXPECT_FALSE(madeContainer(calls)) << row.why;
+                  capi(kManagerUtility, 578006, "Import private key fail. return values rc=0x80090005"));
+        EXPECT_FALSE(madeContainer(calls));
     }
     EXPECT_EQ(contents("MY"), "");
 }
@@ -192,8 +169,7 @@ TEST_F(Change, ManyAreDeletedByTheirIndexes) {
     }
     TVKCertItem bare = certItem(certificateOf("d"), "d");
     manager.insertItem(bare);
-    TVKASNUTF8String label(TVKASNNotSecure);
-    label.set_value(reinterpret_cast<unsigned char const*>("b"), 1);
+    Label const label("b");
     EXPECT_EQ(manager.deleteItem(KeyCertUniqueIndexLabel, label), 1U) << "by the key in clear";
     EXPECT_EQ(manager.deleteItem(CertUniqueIndexLabel, label), 0U);
     EXPECT_EQ(contents("MY"), "a+key, c+key, d");
@@ -211,15 +187,14 @@ namespace {
 // Runs the operation with each platform call failing in turn, in a new profile each time, and says what came
 // of it and what the store then holds.
 template <typename Operation>
-Lines failEach(PlatformCalls& calls, unsigned long storeKind, TVKKeyCertItem& item, bool isThere,
+Names failEach(PlatformCalls& calls, unsigned long storeKind, TVKKeyCertItem& item, bool isThere,
                Operation operation) {
-    Lines lines;
+    Names lines;
     for (unsigned number = 1; lines.size() < 40; ++number) {
         ScratchProfile const profile;
         CSPManager manager("", storeKind);
-        if (isThere) {
+        if (isThere)
             manager.insertItem(item);
-        }
         std::optional<std::string> container = madeContainer(calls);
         calls.forget();
         calls.failNumber(number, ERROR_IO_DEVICE);
@@ -229,9 +204,8 @@ Lines failEach(PlatformCalls& calls, unsigned long storeKind, TVKKeyCertItem& it
             calls.reset();
             return lines;
         }
-        std::string line = calls.failed() + ": ";
-        line += raised.type.empty() ? std::to_string(changed)
-                                    : std::to_string(raised.code) + ' ' + raised.message;
+        std::string const error = std::to_string(raised.code) + ' ' + raised.message;
+        std::string const line = calls.failed() + ": " + (raised.code == 0 ? std::to_string(changed) : error);
         container = madeContainer(calls) ? madeContainer(calls) : container;
         calls.reset();
         bool const hasContainer = container && containerExists(container->c_str());
@@ -247,7 +221,7 @@ TEST_F(Change, EachFailingCallLeavesWhatWasDoneBefore) {
     auto const insert = [](CSPManager& manager, TVKKeyCertItem& it) { return manager.insertItem(it); };
     EXPECT_EQ(
         failEach(calls, 1, item, false, insert),
-        (Lines{
+        (Names{
             "CertFindCertificateInStore: 1 | name+key | key",
             "CryptImportPKCS8: 578006 Import private key fail. return values rc=0x45d |  |",
             "CryptAcquireContextA: 578012 CryptAcquireContext() return values rc=0x |  |",
@@ -261,7 +235,7 @@ TEST_F(Change, EachFailingCallLeavesWhatWasDoneBefore) {
     auto const remove = [](CSPManager& manager, TVKKeyCertItem& it) { return manager.deleteItem(it); };
     EXPECT_EQ(
         failEach(calls, 1, item, true, remove),
-        (Lines{"CertFindCertificateInStore: 0 | name+key | key", "CertGetCertificateContextProperty: 1 |  |",
+        (Names{"CertFindCertificateInStore: 0 | name+key | key", "CertGetCertificateContextProperty: 1 |  |",
                "CertGetCertificateContextProperty: 1 |  |", "CertGetCertificateContextProperty: 1 |  | key",
                "CertGetCertificateContextProperty: 1 |  | key",
                "CryptAcquireContextA: 578012 CryptAcquireContext() return value rc=0x | name+key | key",
@@ -272,14 +246,13 @@ TEST_F(Change, EachFailingCallLeavesWhatWasDoneBefore) {
     };
     EXPECT_EQ(
         failEach(calls, 1, item, true, update),
-        (Lines{"CertFindCertificateInStore: 0 | name+key | key",
+        (Names{"CertFindCertificateInStore: 0 | name+key | key",
                "CertGetCertificateContextProperty: 1 | name | key",
                "CertGetCertificateContextProperty: 1 | name | key",
                "CertAddEncodedCertificateToStore: 578006 add certificate | name+key | key",
                "CertSetCertificateContextProperty: 578006 add certificate label fail | no name | key"}));
     auto const create = [](CSPManager& manager, TVKKeyCertItem& it) {
-        TVKASNx509Certificate certificate(TVKASNNotSecure);
-        TVKASNUtility::setDEREncoding(it.getCertificateDER().get(), certificate);
+        Decoded<TVKASNx509Certificate> certificate(it.getCertificateDER().get());
         TVKASNTBSCertificate& parts = certificate.tbsCertificate;
         std::unique_ptr<TVKKeyCertItem> const made(
             manager.createSelfSignCertificate("name", TVKASNUtility::getDEREncoding(parts.subject),
@@ -288,7 +261,7 @@ TEST_F(Change, EachFailingCallLeavesWhatWasDoneBefore) {
     };
     EXPECT_EQ(
         failEach(calls, 1, item, false, create),
-        (Lines{
+        (Names{
             "CryptAcquireContextA: 578009 Create self sign certificate fail. return values rc=0x |  |",
             "CryptGetProvParam: 578006 create self sign certificate fail. return values rc=0x |  | key",
             "CryptGetProvParam: 578006 create self sign certificate fail. return values rc=0x |  | key",
@@ -310,52 +283,37 @@ TEST_F(Change, EachFailingCallLeavesWhatWasDoneBefore) {
 
 TEST_F(Change, ASelfSignedCertificateComesWithItsKey) {
     CSPManager manager("", 2);
-    TVKASNx509Certificate model(TVKASNNotSecure);
-    TVKASNUtility::setDEREncoding(buffer(certificateOf("Zo\xC3\xAB")).get(), model);
+    Decoded<TVKASNx509Certificate> model(buffer(certificateOf("Zo\xC3\xAB")).get());
     TVKBuffer const subject = TVKASNUtility::getDEREncoding(model.tbsCertificate.subject);
+    TVKASNTarnTime& notAfter = model.tbsCertificate.validity.notAfter;
     TVKASNAlgorithmID algorithm(TVKASNNotSecure);
-    struct {
-        unsigned long last;
-        int year;
-        unsigned long expected;
-    } const rows[] = {{4, 2049, 4}, {5, 2050, 5}, {11, 9999, 11}, {13, 1999, 11}};
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.year);
-        std::string const label = std::to_string(row.year);
-        unsigned long arcs[] = {1, 2, 840, 113549, 1, 1, row.last};
+    // The last arc of the algorithm that is asked for, the year, and the last arc of the one that is used.
+    std::tuple<unsigned long, int, unsigned long> const rows[] = {
+        {4, 2049, 4}, {5, 2050, 5}, {11, 9999, 11}, {13, 1999, 11}};
+    for (auto const& [last, year, expected] : rows) {
+        SCOPED_TRACE(year);
+        std::string const label = std::to_string(year);
+        unsigned long arcs[] = {1, 2, 840, 113549, 1, 1, last};
         algorithm.algorithm.set_value(arcs, 7);
-        struct tm end = {};
-        end.tm_year = row.year - 1900;
-        end.tm_mon = 10;
-        end.tm_mday = 29;
-        end.tm_hour = 21;
-        end.tm_min = 43;
-        end.tm_sec = 54;
-        model.tbsCertificate.validity.notAfter.set_value(end);
+        struct tm const end = {54, 43, 21, 29, 10, year - 1900, 0, 0, 0, 0, nullptr};
+        notAfter.set_value(end);
         auto const create = [&] {
-            return std::unique_ptr<TVKKeyCertItem>(manager.createSelfSignCertificate(
+            return owned(manager.createSelfSignCertificate(
                 label.c_str(), subject, model.tbsCertificate.validity, algorithm, TVKBuffer()));
         };
-        std::unique_ptr<TVKKeyCertItem> const item = create();
+        auto const item = create();
         ASSERT_NE(item, nullptr);
         EXPECT_TRUE(containerExists(label.c_str()));
-        TVKASNx509Certificate made(TVKASNNotSecure);
-        TVKASNUtility::setDEREncoding(item->getCertificateDER().get(), made);
+        Decoded<TVKASNx509Certificate> made(item->getCertificateDER().get());
         EXPECT_EQ(TVKASNx500Name::compare(made.tbsCertificate.subject, model.tbsCertificate.subject), 0);
-        arcs[6] = row.expected;
+        arcs[6] = expected;
         EXPECT_TRUE(made.signatureAlgorithm.algorithm.is_equal(arcs, 7));
-        struct tm read = {};
-        made.tbsCertificate.validity.notAfter.get_value(read);
-        EXPECT_EQ(
-            std::vector<int>(
-                {read.tm_year, read.tm_mon, read.tm_mday, read.tm_hour, read.tm_min, read.tm_sec}),
-            std::vector<int>({end.tm_year, end.tm_mon, end.tm_mday, end.tm_hour, end.tm_min, end.tm_sec}));
+        EXPECT_EQ(TVKASNObject::compare(made.tbsCertificate.validity.notAfter, notAfter), 0);
         EXPECT_EQ(raisedBy(create),
                   capi(kCspManager, 578009, "Create self sign certificate fail. return values rc=0x",
                        static_cast<DWORD>(NTE_EXISTS)));
-        std::unique_ptr<TVKKRYAlgorithmFactory> const factory(manager.getTVKKRYAlgorithmFactory());
-        std::unique_ptr<TVKKRYSignatureAlgorithm> const signer(
-            factory->make_SHA1WithRSA_SignatureAlgorithm(item->getKey()));
+        auto const factory = owned(manager.getTVKKRYAlgorithmFactory());
+        auto const signer = owned(factory->make_SHA1WithRSA_SignatureAlgorithm(item->getKey()));
         EXPECT_EQ(signer->signData(subject.get()).getLength(), 256U);
     }
     EXPECT_EQ(contents("MY"), "2049+key, 2050+key, 9999+key, 1999+key");
@@ -368,13 +326,11 @@ TEST_F(Change, ACardGetsItsCertificateAndLosesItWithTheKey) {
                      bool const isDefault = std::string(name) == "Card" && container == nullptr;
                      BOOL const opened = CryptAcquireContextA(provider, isDefault ? "on the card" : container,
                                                               MS_ENHANCED_PROV_A, type, flags);
-                     if (!opened && isDefault) {
+                     if (!opened && isDefault)
                          SetLastError(static_cast<DWORD>(NTE_KEYSET_NOT_DEF));
-                     }
                      return opened;
                  });
-    TVKASNx509Certificate model(TVKASNNotSecure);
-    TVKASNUtility::setDEREncoding(buffer(certificateOf("Alice")).get(), model);
+    Decoded<TVKASNx509Certificate> model(buffer(certificateOf("Alice")).get());
     {
         CSPManager card("Card", 1);
         EXPECT_TRUE(card.isHardwareCSP());
@@ -383,12 +339,12 @@ TEST_F(Change, ACardGetsItsCertificateAndLosesItWithTheKey) {
             "on the card", TVKASNUtility::getDEREncoding(model.tbsCertificate.subject),
             model.tbsCertificate.validity, model.signatureAlgorithm, TVKBuffer()));
         ASSERT_NE(made, nullptr);
-        EXPECT_EQ(calls.arguments(CryptSetKeyParam), Lines{"set, 1a, set, 0"});
+        EXPECT_EQ(calls.arguments(CryptSetKeyParam), Names{"set, 1a, set, 0"});
         EXPECT_EQ(card.getItemCount(CertMultiIndexAll, model), 0U) << "what it shows is as it was at first";
     }
     CSPManager card("Card", 1);
-    std::unique_ptr<TVKCspManager::Iterator> const iterator(card.getKeyCertIterator());
-    std::unique_ptr<TVKKeyCertItem> const item(card.getNextKeyCertItem(*iterator));
+    auto const iterator = owned(card.getKeyCertIterator());
+    auto const item = owned(card.getNextKeyCertItem(*iterator));
     ASSERT_NE(item, nullptr);
     EXPECT_EQ(contents("MY"), "on the card+key");
     EXPECT_TRUE(item->getLabelAsString().view().starts_with("on the card##")) << "the name that it has in MY";

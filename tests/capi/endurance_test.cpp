@@ -1,32 +1,16 @@
-#include "cspmanager.h"
-#include "cspmanagerutility.h"
 #include "module_fixture.h"
-#include "support/environment_variable.h"
-
-#include <tvkcore/asn/tvkasnutility.h>
-
-#include <wincrypt_layer.h>
 
 #include <malloc.h>
 
 #include <algorithm>
-#include <filesystem>
 
 using namespace capi_tests;
-using namespace test_support;
 
 namespace {
 
 // What a single byte lost at each of 10,000 operations would exceed. The sanitizers' allocator reports no
 // sizes: under them only the layer's count is seen here, and a lost block at the end.
 constexpr std::size_t kNoise = 8192;
-
-// Ten thousand durable writes aren't what is watched: the profile lies in memory where the machine has a
-// place for it.
-struct InMemory {
-    EnvironmentVariable const place{"TMPDIR",
-                                    std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp"};
-};
 
 class Endurance : InMemory, public ModuleTest {
 protected:
@@ -53,7 +37,7 @@ void fillStore(HCERTSTORE store, unsigned count) {
     auto const place = std::search(der.begin(), der.end(), serial.begin(), serial.end());
     for (unsigned number = 0; number < count; ++number) {
         std::copy_n(reinterpret_cast<std::uint8_t const*>(&number), 3, place + 1);
-        ASSERT_TRUE(CertAddEncodedCertificateToStore(store, CapiManagerUtility::encoding, der.data(),
+        ASSERT_TRUE(CertAddEncodedCertificateToStore(store, Capi::encoding, der.data(),
                                                      static_cast<DWORD>(der.size()), CERT_STORE_ADD_ALWAYS,
                                                      nullptr));
     }
@@ -62,15 +46,11 @@ void fillStore(HCERTSTORE store, unsigned count) {
 } // namespace
 
 TEST_F(Endurance, TenThousandUsesOfAKeyKeepNothing) {
-    OwnedProvider const provider = makeContainer("keys");
-    CSPManager manager("", 1);
-    auto const factory = owned(manager.getTVKKRYAlgorithmFactory());
-    auto const item = owned(CspManagerUtility::makeKeyItem(provider.get(), AT_KEYEXCHANGE, true, nullptr));
-    TVKKRYKey const key = item->getKey();
-    auto const signer = owned(factory->make_SHA1WithRSA_SignatureAlgorithm(key));
-    auto const verifier = owned(factory->make_SHA1WithRSA_VerificationAlgorithm(key));
-    auto const encryptor = owned(factory->make_RSAPKCS_EncryptionAlgorithm(key));
-    auto const decryptor = owned(factory->make_RSAPKCS_DecryptionAlgorithm(key, nullptr));
+    Factory const world;
+    auto const signer = world.signer();
+    auto const verifier = world.verifier();
+    auto const encryptor = world.encryptor();
+    auto const decryptor = world.decryptor();
     TVKBuffer const data = buffer("data");
     TVKBuffer const signature = signer->signData(data.get());
     TVKBuffer const cipher = encryptor->encryptData(data.get());
@@ -89,9 +69,8 @@ TEST_F(Endurance, WalksAndLookupsOverTenThousandCertificatesKeepNothing) {
         auto const iterator = owned(manager.getCertIterator());
         unsigned seen = 0;
         while (std::unique_ptr<TVKCertItem> const item{manager.getNextCertItem(*iterator)}) {
-            if (++seen == count) {
+            if (++seen == count)
                 TVKASNUtility::setDEREncoding(item->getCertificateDER().get(), last);
-            }
         }
         EXPECT_EQ(seen, count);
     });

@@ -1,19 +1,11 @@
 #include "module_fixture.h"
 #include "tvkcapisubjectpublickeyinfo.h"
 
-#include <tvkcore/asn/tvkasnutility.h>
-#include <tvkcore/base/tvktrace.h>
-
-#include <gtest/gtest.h>
-
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/evp.h>
 
-#include <vector>
-
 using namespace capi_tests;
-using namespace test_support;
 
 namespace {
 

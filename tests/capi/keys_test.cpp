@@ -1,22 +1,13 @@
-#include "cspmanager.h"
-#include "cspmanagerutility.h"
 #include "module_fixture.h"
-
-#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
 
 #include <algorithm>
 #include <cstring>
-#include <tuple>
 
 using namespace capi_tests;
-using namespace test_support;
 
 namespace {
 
 using Keys = ModuleTest;
-using Capi = CapiManagerUtility;
-using Csp = CspManagerUtility;
-using Arguments = std::vector<std::string>;
 
 TVKCAPIASNKeyRecord recordOf(TVKKRYKey const& key) {
     EXPECT_EQ(key.getType(), TVKKRYKey::Private);
@@ -36,7 +27,7 @@ TEST_F(Keys, AGeneratedKeyIsTheBytesOfItsHandle) {
     EXPECT_NE(text(data).substr(32), std::string(32, '\0')) << "the whole buffer is filled";
     for (auto* const generate : {&Capi::generateKey, &Capi::generateKeyPair}) {
         TVKBuffer image;
-        EXPECT_TRUE(generate(provider.get(), AT_KEYEXCHANGE, 0x02000001, image));
+        EXPECT_TRUE(generate(provider.get(), 1, 0x02000001, image));
         EXPECT_EQ(calls.arguments(CryptGenKey).back(), "set, 1, 2000001, set");
         HCRYPTKEY handle = 0;
         ASSERT_EQ(image.getLength(), sizeof handle);
@@ -53,7 +44,7 @@ TEST_F(Keys, SignaturesAskForTheSizeFirst) {
     EXPECT_TRUE(Capi::signUpdate(hash.get(), buffer("pieces"), true));
     TVKBuffer signature;
     EXPECT_TRUE(Capi::signFinal(hash.get(), signature, AT_KEYEXCHANGE));
-    EXPECT_EQ(calls.arguments(CryptSignHashA), (Arguments{"set, 1, 0, 0, 0, set", "set, 1, 0, 0, set, set"}));
+    EXPECT_EQ(calls.arguments(CryptSignHashA), (Names{"set, 1, 0, 0, 0, set", "set, 1, 0, 0, set, set"}));
     OwnedHash check;
     EXPECT_TRUE(Capi::verifyInit(world.provider.get(), CALG_SHA1, check.receive()));
     EXPECT_TRUE(Capi::verifyUpdate(check.get(), buffer("two pieces")));
@@ -212,15 +203,13 @@ TEST_F(Keys, RealKeyMaterialComesOutOfExportableKeysAlone) {
 TEST_F(Keys, APublicKeyItemHasTheSlotsKeyWhereItCanBeRead) {
     KeyWorld const world;
     // Which call for the information fails, and which one for its encoding.
-    std::pair<unsigned, unsigned> const rows[] = {{99, 99}, {1, 99}, {2, 99}, {3, 99},
-                                                  {4, 99},  {99, 1}, {99, 2}};
+    std::pair<unsigned, unsigned> const rows[] = {{9, 9}, {1, 9}, {2, 9}, {3, 9}, {4, 9}, {9, 1}, {9, 2}};
     for (auto const& [noInfo, noEncoding] : rows) {
         SCOPED_TRACE(std::to_string(noInfo) + ' ' + std::to_string(noEncoding));
         calls.fail(CryptExportPublicKeyInfo, NTE_FAIL, noInfo);
         calls.fail(CryptEncodeObject, NTE_FAIL, noEncoding);
         // The certificate plays no part.
-        auto const item =
-            owned(Csp::makeKeyItem(world.provider.get(), AT_KEYEXCHANGE, false, world.cert.get()));
+        auto const item = owned(Csp::makeKeyItem(world.provider.get(), 1, false, world.cert.get()));
         TVKKRYKey const key = item->getKey();
         EXPECT_EQ(key.getType(), TVKKRYKey::Public);
         EXPECT_EQ(key.getFormat(), TVKKRYKey::SubjectPublicKeyInfo);
@@ -286,7 +275,6 @@ TEST_F(Keys, TextIsWidenedOrRefused) {
         EXPECT_STREQ(made, wide);
         ::operator delete(made);
     }
-    for (TVKString const& bad : {TVKString("\xC3"), TVKString("\xED\xA0\x80"), TVKString("a\0b", 3)}) {
+    for (TVKString const& bad : {TVKString("\xC3"), TVKString("\xED\xA0\x80"), TVKString("a\0b", 3)})
         EXPECT_EQ(raisedBy([&] { Capi::convertWildChar(bad); }).code, 571303);
-    }
 }

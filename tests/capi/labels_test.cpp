@@ -1,21 +1,13 @@
-#include "cspmanagerutility.h"
 #include "module_fixture.h"
-
-#include <tvkcore/base/tvkexception.h>
-#include <tvkcore/kry/tvkkryutility.h>
 
 #include <cstring>
 #include <ctime>
-#include <tuple>
 
 using namespace capi_tests;
-using namespace test_support;
 
 namespace {
 
 using Labels = ModuleTest;
-using Csp = CspManagerUtility;
-using Capi = CapiManagerUtility;
 
 std::string labelOf(PCCERT_CONTEXT cert) {
     TVKBuffer label = buffer("before");
@@ -50,9 +42,8 @@ TEST_F(Labels, NameSerialNumberAndIssuer) {
     Name const a = commonName("A");
     Name const full = {{"C", "AT", NameText::Printable}, {"O", "Works"}, {"CN", "Zo\xC3\xAB"}};
     std::string longSerial = "7f";
-    for (int i = 0; i < 59; ++i) {
+    for (int i = 0; i < 59; ++i)
         longSerial += ":7f";
-    }
     std::tuple<char const*, Name, Name, Bytes, std::string> const rows[] = {
         {"display name", a, commonName("Test"), {1, 16, 255}, "cn=A##1:10:ff##CN=Test"},
         {"beyond ASCII", full, full, {1}, "cn=Zo\xC3\xAB##1##CN=Zo\xC3\xAB,O=Works,C=AT"},
@@ -89,10 +80,9 @@ TEST_F(Labels, AnyFriendlyNameMakesALabel) {
     };
     for (auto const& [why, name, bytes, expected] : rows) {
         SCOPED_TRACE(why);
-        auto const show = [from = name, count = bytes](PCCERT_CONTEXT, DWORD, void* data,
-                                                       DWORD* size) -> BOOL {
-            *size = static_cast<DWORD>(count);
-            return data == nullptr || std::memcpy(data, from.c_str(), count) != nullptr;
+        auto const show = [from = name, n = bytes](PCCERT_CONTEXT, DWORD, void* data, DWORD* size) -> BOOL {
+            *size = static_cast<DWORD>(n);
+            return data == nullptr || std::memcpy(data, from.c_str(), n) != nullptr;
         };
         calls.answer(CertGetCertificateContextProperty, show);
         EXPECT_EQ(labelOf(cert.get()), expected + "##1##CN=Test");

@@ -1,23 +1,12 @@
 #include "support/run_program.h"
 #include "support/scratch_profile.h"
-
-#include <tvkcore/asn/tvkcapiasnkeyrecord.h>
-#include <tvkcore/base/tvkexception.h>
-#include <tvkcore/base/tvklibrarymanager.h>
-#include <tvkcore/store/tvkcapimanager.h>
+#include "toolkit/hex.h"
 
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
 
-#include <iterator>
-#include <memory>
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-
-using namespace test_support;
 
 namespace {
 
@@ -29,14 +18,13 @@ Names symbolsOf(char const* file, char const* which) {
     EXPECT_EQ(run.exitCode, 0) << run.error;
     Names names;
     std::istringstream lines(run.output);
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string line; std::getline(lines, line);)
         names.insert(line.substr(0, line.find_first_of(" @")));
-    }
     return names;
 }
 
 std::unique_ptr<TVKCAPIManager> newManager() {
-    TVKLibraryManager::LibraryFunction const entry = TVKLibraryManager::getLibEntry("tvkbridge");
+    auto const entry = TVKLibraryManager::getLibEntry("tvkbridge");
     return std::unique_ptr<TVKCAPIManager>(static_cast<TVKCAPIManager*>(entry(nullptr)));
 }
 
@@ -49,19 +37,17 @@ TEST(ModuleFile, TwoNamesGoOutAndThePlatformCallsComeIn) {
     Names used = symbolsOf(TVKBRIDGE_FILE, "--undefined-only");
     std::erase_if(used, [&](std::string const& name) { return offered.count(name) == 0; });
     std::istringstream expected(
-        "CertAddCertificateContextToStore CertAddEncodedCertificateToStore "
-        "CertAddStoreToCollection CertCloseStore CertCompareCertificateName "
-        "CertCreateCertificateContext CertCreateSelfSignCertificate "
-        "CertDeleteCertificateFromStore CertEnumCertificatesInStore CertFindCertificateInStore "
-        "CertFreeCertificateContext CertGetCertificateContextProperty CertGetNameStringA "
-        "CertGetPublicKeyLength CertOpenStore CertOpenSystemStoreA "
-        "CertSetCertificateContextProperty CryptAcquireCertificatePrivateKey "
-        "CryptAcquireContextA CryptCreateHash CryptDecrypt CryptDestroyHash CryptDestroyKey "
-        "CryptEncodeObject CryptEncrypt CryptEnumProvidersA CryptExportPKCS8 "
-        "CryptExportPublicKeyInfo CryptGenKey CryptGenRandom CryptGetKeyParam CryptGetProvParam "
-        "CryptGetUserKey CryptHashData CryptImportPKCS8 CryptReleaseContext CryptSetHashParam "
-        "CryptSetKeyParam CryptSignHashA CryptVerifySignatureA DisableThreadLibraryCalls "
-        "GetLastError VerSetConditionMask VerifyVersionInfoA");
+        "CertAddCertificateContextToStore CertAddEncodedCertificateToStore CertAddStoreToCollection "
+        "CertCloseStore CertCompareCertificateName CertCreateCertificateContext "
+        "CertCreateSelfSignCertificate CertDeleteCertificateFromStore CertEnumCertificatesInStore "
+        "CertFindCertificateInStore CertFreeCertificateContext CertGetCertificateContextProperty "
+        "CertGetNameStringA CertGetPublicKeyLength CertOpenStore CertOpenSystemStoreA "
+        "CertSetCertificateContextProperty CryptAcquireCertificatePrivateKey CryptAcquireContextA "
+        "CryptCreateHash CryptDecrypt CryptDestroyHash CryptDestroyKey CryptEncodeObject CryptEncrypt "
+        "CryptEnumProvidersA CryptExportPKCS8 CryptExportPublicKeyInfo CryptGenKey CryptGenRandom "
+        "CryptGetKeyParam CryptGetProvParam CryptGetUserKey CryptHashData CryptImportPKCS8 "
+        "CryptReleaseContext CryptSetHashParam CryptSetKeyParam CryptSignHashA CryptVerifySignatureA "
+        "DisableThreadLibraryCalls GetLastError VerSetConditionMask VerifyVersionInfoA");
     EXPECT_EQ(used, (Names{std::istream_iterator<std::string>(expected), {}}));
 }
 

@@ -1,23 +1,15 @@
 #include "module_fixture.h"
 
-#include <tvkcore/base/tvkexception.h>
-
-#include <wincrypt_layer.h>
-
 #include <cstring>
-#include <ostream>
 #include <stdexcept>
-
-using namespace test_support;
 
 namespace capi_tests {
 
 namespace {
 
 void require(bool done, char const* what) {
-    if (!done) {
+    if (!done)
         throw std::runtime_error(std::string(what) + ": " + std::to_string(GetLastError()));
-    }
 }
 
 } // namespace
@@ -36,8 +28,7 @@ OwnedStore openStore(char const* name) {
 OwnedProvider makeContainer(char const* name, unsigned bits) {
     Bytes blob = TestKey::shared(bits).privateKeyInfo();
     CRYPT_PKCS8_IMPORT_PARAMS parameters{};
-    parameters.PrivateKey.cbData = static_cast<DWORD>(blob.size());
-    parameters.PrivateKey.pbData = blob.data();
+    parameters.PrivateKey = {static_cast<DWORD>(blob.size()), blob.data()};
     parameters.pResolvehCryptProvFunc = [](CRYPT_PRIVATE_KEY_INFO*, HCRYPTPROV* provider, LPVOID called) {
         return CryptAcquireContextA(provider, static_cast<char const*>(called), MS_ENHANCED_PROV_A, 1,
                                     CRYPT_NEWKEYSET);
@@ -58,9 +49,8 @@ OwnedCertificate certificate(CertificateFields const& fields, HCERTSTORE store) 
     OwnedCertificate made(CertCreateCertificateContext(CapiManagerUtility::encoding, der.data(),
                                                        static_cast<DWORD>(der.size())));
     require(made.isSet(), "CertCreateCertificateContext");
-    if (store == nullptr) {
+    if (store == nullptr)
         return made;
-    }
     OwnedCertificate added;
     require(CertAddCertificateContextToStore(store, made.get(), CERT_STORE_ADD_ALWAYS, added.receive()),
             "CertAddCertificateContextToStore");
@@ -85,6 +75,10 @@ KeyWorld::KeyWorld()
     setKey(cert.get(), L"keys");
     require(CapiManagerUtility::isCertWithPrivateKey(cert.get(), reference), "key reference");
 }
+
+Factory::Factory(unsigned bits)
+    : provider(makeContainer(std::to_string(bits).c_str(), bits)),
+      key(owned(Csp::makeKeyItem(provider.get(), AT_KEYEXCHANGE, true, nullptr))->getKey()) {}
 
 std::string text(TVKBuffer const& buffer) {
     return {reinterpret_cast<char const*>(buffer.getValue()), buffer.getLength()};
@@ -125,6 +119,10 @@ TVKKRYKey materialOf(unsigned bits) {
     return privateKey(TVKKRYKey::PrivateKeyInfo, buffer(TestKey::shared(bits).privateKeyInfo()));
 }
 
+Label::Label(std::string const& text) : TVKASNUTF8String(TVKASNNotSecure) {
+    set_value(reinterpret_cast<unsigned char const*>(text.data()), text.size());
+}
+
 Raised raisedBy(std::function<void()> const& operation) {
     try {
         operation();
@@ -132,9 +130,8 @@ Raised raisedBy(std::function<void()> const& operation) {
         EXPECT_GT(failure.getLine(), 0);
         Raised raised = capi(failure.getFile().c_str(), failure.getCode(), failure.getMessage().c_str());
         auto const* ours = dynamic_cast<TVKCAPIException const*>(&failure);
-        if (ours != nullptr && ours->hasSystemCode()) {
+        if (ours != nullptr && ours->hasSystemCode())
             raised.systemCode = static_cast<DWORD>(ours->getSystemCode());
-        }
         bool const isOfAsn = dynamic_cast<TVKASNException const*>(&failure) != nullptr;
         raised.type = ours != nullptr ? "TVKCAPIException" : isOfAsn ? "TVKASNException" : "TVKException";
         return raised;

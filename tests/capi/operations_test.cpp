@@ -1,15 +1,6 @@
 #include "capiglobal.h"
 #include "capimanager.h"
-#include "cspmanager.h"
-#include "cspmanagerutility.h"
 #include "module_fixture.h"
-
-#include <tvkcore/asn/tvkasnx509certificate.h>
-#include <tvkcore/base/tvkexception.h>
-#include <tvkcore/base/tvklibrarymanager.h>
-#include <tvkcore/base/tvktrace.h>
-
-#include <wincrypt_layer.h>
 
 using namespace capi_tests;
 
@@ -19,8 +10,6 @@ constexpr int kUnfit = 571301;
 constexpr int kNotText = 571303;
 
 using Operations = ModuleTest;
-using Capi = CapiManagerUtility;
-using Csp = CspManagerUtility;
 
 // What the operations work on: a key with its certificate, or the null handles.
 struct World : KeyWorld {
@@ -173,16 +162,16 @@ Rows managerRows() {
         add("updateItem(" + kind + ')', changed, [=](W w) { return w.manager.updateItem(w.*item, 0); });
         add("deleteItem(" + kind + ')', changed, [=](W w) { return w.manager.deleteItem(w.*item); });
     };
-    auto const addIndex = [&](std::string const& kind, int expected, auto index, int deleted = 0) {
-        add("getItem(" + kind + ')', expected, [=](W w) { return w.manager.getItem(index, w.attribute); });
+    auto const addIndex = [&](std::string const& kind, int found, auto index, int deleted = 0) {
+        auto const addCall = [&](char const* call, int result, auto run) {
+            add(call + ('(' + kind) + ')', result, run);
+        };
+        addCall("getItem", found, [=](W w) { return w.manager.getItem(index, w.attribute); });
         if constexpr (requires(World world) { world.manager.getItemCount(index, world.attribute); }) {
-            add("getItemCount(" + kind + ')', expected,
-                [=](W w) { return w.manager.getItemCount(index, w.attribute); });
-            add("deleteItems(" + kind + ')', deleted,
-                [=](W w) { return w.manager.deleteItems(index, w.attribute); });
+            addCall("getItemCount", found, [=](W w) { return w.manager.getItemCount(index, w.attribute); });
+            addCall("deleteItems", deleted, [=](W w) { return w.manager.deleteItems(index, w.attribute); });
         } else {
-            add("deleteItem(" + kind + ')', deleted,
-                [=](W w) { return w.manager.deleteItem(index, w.attribute); });
+            addCall("deleteItem", deleted, [=](W w) { return w.manager.deleteItem(index, w.attribute); });
         }
     };
     addItem("TVKKeyCertReqItem", 0, 0, &World::request);
@@ -202,7 +191,7 @@ Rows managerRows() {
 
 Rows capiUtilityRows() {
     Failing const noProperty(CertSetCertificateContextProperty, E_ACCESSDENIED);
-    Failing const noAcquiring(CryptAcquireCertificatePrivateKey, NTE_BAD_KEYSET);
+    Failing const noWay(CryptAcquireCertificatePrivateKey, NTE_BAD_KEYSET);
     Failing const noKey(CryptGetUserKey, NTE_NO_KEY);
     Failing const noEncryption(CryptEncrypt, NTE_BAD_KEY, 2);
     Failing const noSize(CryptEncrypt, NTE_BAD_KEY, 1);
@@ -225,6 +214,7 @@ Rows capiUtilityRows() {
     constexpr char notGenerated[] = "CryptGenKey() return values rc=0x";
     constexpr char notEncrypted[] = "CryptEncrypt() return values rc=0x";
     constexpr char notDecrypted[] = "CryptDecrypt() return values rc=0x";
+    constexpr char notSet[] = "CryptSetHashParam() return values rc=0x";
     constexpr char notNamed[] = "add certificate label fail";
     constexpr char noSuchKind[] = "We ONLY support to open certificate store with MY, UserDS, CA, ROOT";
     return {
@@ -244,23 +234,20 @@ Rows capiUtilityRows() {
         {"decryptUpdate", 578014, [](W w) { Capi::decryptUpdate(0, w.data, w.data, false); }, notDecrypted},
         {"decryptFinal", 578014, [](W w) { Capi::decryptFinal(0, w.data, w.data); }, notDecrypted},
         {"signInit", 578015, [](W w) { Capi::signInit(0, CALG_SHA1, &w.none); }},
-        {"signUpdate", 578015, [](W w) { Capi::signUpdate(0, w.data, false); },
-         "CryptSetHashParam() return values rc=0x"},
+        {"signUpdate", 578015, [](W w) { Capi::signUpdate(0, w.data, false); }, notSet},
         {"signUpdate", 578015, [](W w) { Capi::signUpdate(w.hash.get(), w.data, true); }, "", noHash},
         {"signFinal", 578015, [](W w) { Capi::signFinal(0, w.data, 1); }},
         {"signFinal", 578015, sign, "", noSignature},
         {"verifyInit", 578016, [](W w) { Capi::verifyInit(0, CALG_SHA1, &w.none); }},
         {"verifyUpdate", 578016, [](W w) { Capi::verifyUpdate(0, w.data); }},
         {"verifyFinal", 578016, [](W w) { Capi::verifyFinal(w.hash.get(), w.data, w.key.get()); }},
-        {"getKeyInCert", 578012, keyInCert, "CryptAcquireCertificatePrivateKey() return values rc=0x",
-         noAcquiring},
+        {"getKeyInCert", 578012, keyInCert, "CryptAcquireCertificatePrivateKey() return values rc=0x", noWay},
         {"getKeyInCert", 578012, keyInCert, "CryptGetUserKey() return values rc=0x", noKey},
         {"openCertStore", 578002, [](World&) { Capi::openCertStore(0, 4, nullptr); }, noSuchKind},
         {"openCertStore", 578002, [](W w) { Capi::openCertStore(0, 0, &w.admin); }, kNoMemory, noStore},
         {"openCertStore", 578002, [](W w) { Capi::openCertStore(0, 3, &w.admin); }, kNoMemory, noJoining},
         {"getNextCertificateInStore", 0, [](W w) { Capi::getNextCertificateInStore(w.empty, nullptr); }},
-        {"findCertificateInStore", 0,
-         [](W w) { Capi::findCertificateInStore(w.empty, 1, 0, 0, nullptr, nullptr); }},
+        {"findCertificateInStore", 0, [](W w) { Capi::findCertificateInStore(w.empty, 1, 0, 0, {}, {}); }},
         {"getNextPrivateKeyInStore", 0, [](W w) { Capi::getNextPrivateKeyInStore(w.empty, nullptr); }},
         {"isCertWithPrivateKey", 1, [](W w) { return Capi::isCertWithPrivateKey(w.alice, w.data); }},
         {"getLabel", 1, [](W w) { return Capi::getLabel(w.alice, 4, 0, w.data); }},
@@ -415,7 +402,7 @@ TEST_F(Operations, AreTracedByNameAndGiveWhatTheyHaveOrFailAsPublished) {
         for (Row const& row : rows) {
             std::string const label = (prefix == nullptr ? "" : prefix) + row.label;
             SCOPED_TRACE(label + ' ' + row.text);
-            test_support::ScratchProfile const ownProfile;
+            ScratchProfile const ownProfile;
             World world;
             world.data = buffer("before");
             world.iterator.reset(world.manager.getCertIterator());
@@ -473,12 +460,7 @@ TEST_F(Operations, TheModuleRegistersOnceAndIsRemovedByItsFunction) {
 }
 
 TEST_F(Operations, ClassesKnowTheirNames) {
-    CAPIManager root;
-    CSPManager manager("", 1);
-    CspManagerKeyIterator key;
-    CspManagerCertIterator cert;
-    CspManagerKeyCertIterator keyCert;
-    auto const namesOf = [](auto& object) {
+    auto const namesOf = [](auto&& object) {
         std::string found = object.getInstanceName().c_str();
         for (char const* name :
              {"CAPIManager", "TVKCAPIManager", "TVKCspManager", "CSPManager", "CspManagerKeyIterator",
@@ -487,9 +469,9 @@ TEST_F(Operations, ClassesKnowTheirNames) {
         }
         return found;
     };
-    EXPECT_EQ(namesOf(root), "CAPIManager CAPIManager TVKCAPIManager");
-    EXPECT_EQ(namesOf(manager), "TVKCspManager TVKCspManager");
-    EXPECT_EQ(namesOf(key), "CspManagerKeyIterator CspManagerKeyIterator");
-    EXPECT_EQ(namesOf(cert), "CspManagerCertIterator CspManagerCertIterator");
-    EXPECT_EQ(namesOf(keyCert), "CspManagerKeyCertIterator CspManagerKeyCertIterator");
+    EXPECT_EQ(namesOf(CAPIManager()), "CAPIManager CAPIManager TVKCAPIManager");
+    EXPECT_EQ(namesOf(CSPManager("", 1)), "TVKCspManager TVKCspManager");
+    EXPECT_EQ(namesOf(CspManagerKeyIterator()), "CspManagerKeyIterator CspManagerKeyIterator");
+    EXPECT_EQ(namesOf(CspManagerCertIterator()), "CspManagerCertIterator CspManagerCertIterator");
+    EXPECT_EQ(namesOf(CspManagerKeyCertIterator()), "CspManagerKeyCertIterator CspManagerKeyCertIterator");
 }

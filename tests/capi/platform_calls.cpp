@@ -40,9 +40,8 @@ void freeTaken(PlatformCalls::AnyCall call, Argument argument) {
         bool const takes = call == PlatformCalls::keyOf(CertFindCertificateInStore) ||
                            call == PlatformCalls::keyOf(CertEnumCertificatesInStore) ||
                            call == PlatformCalls::keyOf(CertDeleteCertificateFromStore);
-        if (takes && argument != nullptr) {
+        if (takes && argument != nullptr)
             CertFreeCertificateContext(argument);
-        }
     }
 }
 
@@ -66,9 +65,8 @@ std::string shown(Value value) {
 template <auto Call, typename... Arguments>
 auto pass(char const* name, Arguments... arguments) {
     static auto* const real = reinterpret_cast<decltype(Call)>(dlsym(RTLD_NEXT, name));
-    if (t_isInside) {
+    if (t_isInside)
         return real(arguments...);
-    }
     Inside const inside(true);
     std::any* const answer =
         PlatformCalls::instance().note(PlatformCalls::keyOf(Call), name, {shown(arguments)...});
@@ -108,24 +106,21 @@ void PlatformCalls::failNumber(unsigned number, long error) {
 std::any* PlatformCalls::failureOf(std::string const& name) {
     bool const releases = name.find("Free") != name.npos || name.find("Destroy") != name.npos ||
                           name.find("Release") != name.npos || name.find("Close") != name.npos;
-    if (m_untilFailure == 0 || releases || --m_untilFailure != 0) {
+    if (m_untilFailure == 0 || releases || --m_untilFailure != 0)
         return nullptr;
-    }
     m_failed = name;
     return &m_failure;
 }
 
 std::any* PlatformCalls::note(AnyCall call, char const* name, std::vector<std::string> const& arguments) {
     std::string text;
-    for (std::string const& argument : arguments) {
+    for (std::string const& argument : arguments)
         text += (text.empty() ? "" : ", ") + argument;
-    }
     m_names.emplace_back(name);
     m_arguments[call].push_back(text);
     auto const rule = m_rules.find(call);
-    if (rule == m_rules.end()) {
+    if (rule == m_rules.end())
         return failureOf(name);
-    }
     auto& [nth, seen, answer] = rule->second;
     return ++seen == nth || nth == 0 ? &answer : nullptr;
 }

@@ -1,21 +1,13 @@
 #include "capiglobal.h"
-#include "cspmanager.h"
 #include "module_fixture.h"
 
-#include <tvkcore/base/tvklibrarymanager.h>
-#include <tvkcore/store/tvkcapimanager.h>
-
 #include <cstring>
-#include <map>
-#include <sstream>
-#include <tuple>
 
 using namespace capi_tests;
 
 namespace {
 
 using Providers = ModuleTest;
-using Capi = CapiManagerUtility;
 
 std::string errorText(DWORD value) {
     static std::map<DWORD, std::string> const known = {
@@ -41,9 +33,8 @@ std::string errorText(DWORD value) {
         {0x8009001E, "The provider DLL file does not exist or is not on the current path."},
         {0x8009001F, "The pszContainer or pszProvider parameter is set to an invalid value"},
     };
-    if (auto const found = known.find(value); found != known.end()) {
+    if (auto const found = known.find(value); found != known.end())
         return found->second;
-    }
     std::ostringstream text;
     text << "An error occured in running Microsft Crypto API with return values rc=0x" << std::hex << value;
     return text.str();
@@ -62,7 +53,6 @@ TEST_F(Providers, ErrorTextsForEveryValueAroundTheKnownOnes) {
 }
 
 TEST_F(Providers, ListKeepsThePlatformsOrderAndEqualNames) {
-    using Names = std::vector<std::string>;
     // The types of the announced ones are 1, 2, and so on; calls are counted from 1.
     std::tuple<char const*, Names, unsigned, Names> const rows[] = {
         {"none", {}, 99, {}},
@@ -77,14 +67,12 @@ TEST_F(Providers, ListKeepsThePlatformsOrderAndEqualNames) {
                                                                                DWORD* type, LPSTR name,
                                                                                DWORD* size) mutable -> BOOL {
             SetLastError(ERROR_BUSY);
-            if (++call >= last || index >= names.size()) {
+            if (++call >= last || index >= names.size())
                 return FALSE;
-            }
             *type = index + 1;
             *size = static_cast<DWORD>(names[index].size() + 1);
-            if (name != nullptr) {
+            if (name != nullptr)
                 std::memcpy(name, names[index].c_str(), *size);
-            }
             return TRUE;
         };
         calls.answer(CryptEnumProvidersA, announce);
@@ -92,9 +80,8 @@ TEST_F(Providers, ListKeepsThePlatformsOrderAndEqualNames) {
         Raised const raised = raisedBy([&] {
             std::unique_ptr<CSPEntryContainer> const list(Capi::enumProviders());
             EXPECT_EQ(list->ownership, TVKOwnershipOwned);
-            for (CSPEntry const* entry : *list) {
+            for (CSPEntry const* entry : *list)
                 names.push_back(std::to_string(entry->type) + ' ' + entry->name);
-            }
         });
         EXPECT_EQ(raised.code == 578002 ? Names{raised.message} : names, expected);
     }
@@ -183,9 +170,8 @@ TEST_F(Providers, CertificatesAreComparedWithProviderAndName) {
     TVKBuffer const image = imageOf(world.cert.get()->pCertInfo->Subject);
     EXPECT_TRUE(Capi::compareCSPName(MS_ENHANCED_PROV_A, world.cert.get()));
     EXPECT_FALSE(Capi::compareCSPName(MS_ENHANCED_PROV_A, keyless.get()));
-    for (char const* name : {"microsoft enhanced cryptographic provider v1.0", "Microsoft", "\xFF"}) {
+    for (char const* name : {"microsoft enhanced cryptographic provider v1.0", "Microsoft", "\xFF"})
         EXPECT_FALSE(Capi::compareCSPName(name, world.cert.get())) << name;
-    }
     EXPECT_TRUE(Capi::compareSubjetNameBlob(world.cert.get(), image));
     EXPECT_FALSE(Capi::compareSubjetNameBlob(keyless.get(), image));
     EXPECT_FALSE(Capi::compareSubjetNameBlob(world.cert.get(), buffer("four"))) << "no image";
@@ -221,6 +207,6 @@ TEST_F(Providers, CopiesOfTheStoreShareOneStateThatGoesWithTheLast) {
         EXPECT_EQ(calls.names().size(), 0U) << "the other still uses everything";
         manager.reset();
         copy.reset();
-        EXPECT_EQ(calls.names(), (std::vector<std::string>{"CryptReleaseContext", "CertCloseStore"}));
+        EXPECT_EQ(calls.names(), (Names{"CryptReleaseContext", "CertCloseStore"}));
     }
 }

@@ -1,39 +1,23 @@
-#include "cspmanager.h"
-#include "cspmanagerutility.h"
 #include "module_fixture.h"
 
-#include <tvkcore/asn/tvkasnutility.h>
-#include <tvkcore/base/tvkexception.h>
-
-#include <tuple>
-
 using namespace capi_tests;
-using namespace test_support;
 
 namespace {
 
 using Search = ModuleTest;
 
-TVKASNUTF8String& labelled(TVKASNUTF8String& out, std::string const& text) {
-    out.set_value(reinterpret_cast<unsigned char const*>(text.data()), text.size());
-    return out;
-}
-
 // "MY" with three certificates: Alice and Bob with the friendly name "same", and Carol with a key that may
 // leave.
 struct Persons {
     Persons() : store(openStore("MY")), provider(makeContainer("keys")) {
-        for (char const* name : {"Alice", "Bob", "Carol"}) {
+        for (char const* name : {"Alice", "Bob", "Carol"})
             certificates.push_back(certificate(name, store.get()));
-        }
-        CapiManagerUtility::setCertFriendlyName(certificates[0].get(), "same");
-        CapiManagerUtility::setCertFriendlyName(certificates[1].get(), "same");
-        CapiManagerUtility::setCertFriendlyName(certificates[2].get(), "carol's");
+        Capi::setCertFriendlyName(certificates[0].get(), "same");
+        Capi::setCertFriendlyName(certificates[1].get(), "same");
+        Capi::setCertFriendlyName(certificates[2].get(), "carol's");
         setKey(certificates[2].get(), L"keys");
-        for (OwnedCertificate const& cert : certificates) {
-            parts.push_back(std::make_unique<TVKASNx509Certificate>(TVKASNNotSecure));
-            TVKASNUtility::setDEREncoding(derOf(cert.get()).get(), *parts.back());
-        }
+        for (OwnedCertificate const& cert : certificates)
+            parts.push_back(std::make_unique<Decoded<TVKASNx509Certificate>>(derOf(cert.get()).get()));
     }
 
     std::string der(std::size_t i) const { return text(derOf(certificates[i].get())); }
@@ -50,17 +34,15 @@ TEST_F(Search, FindsOneItemByEachUniqueIndex) {
     Persons const persons;
     CSPManager manager("", 1);
     TVKBuffer wholeLabel;
-    CspManagerUtility::makeCertLabel(persons.certificates[1].get(), wholeLabel);
-    TVKASNUTF8String same(TVKASNNotSecure);
-    TVKASNUTF8String whole(TVKASNNotSecure);
-    TVKASNUTF8String otherCase(TVKASNNotSecure);
+    Csp::makeCertLabel(persons.certificates[1].get(), wholeLabel);
+    Label const same("same"), whole(text(wholeLabel)), otherCase("Same");
     TVKASNIssuerAndSerialNumber issuerAndSerial(TVKASNNotSecure);
     TVKASNTBSCertificate const& carol = persons.parts[2]->tbsCertificate;
     TVKASNUtility::getIssuerAndSerialNumber(carol.issuer, carol.serialNumber, issuerAndSerial);
     std::tuple<int, TVKASNObject const&, int, bool, char const*> const rows[] = {
-        {0, labelled(same, "same"), 0, false, "the friendly name of two gives the first"},
-        {0, labelled(whole, text(wholeLabel)), 1, false, "the whole label of the second"},
-        {0, labelled(otherCase, "Same"), -1, false, "another case"},
+        {0, same, 0, false, "the friendly name of two gives the first"},
+        {0, whole, 1, false, "the whole label of the second"},
+        {0, otherCase, -1, false, "another case"},
         {1, persons.parts[2]->signature, 2, true, "signature"},
         {2, persons.parts[1]->tbsCertificate, 1, false, "unsigned certificate"},
         {3, issuerAndSerial, 2, true, "issuer and serial number"},
@@ -85,8 +67,8 @@ TEST_F(Search, FindsOneItemByEachUniqueIndex) {
 TEST_F(Search, GivesAKeyInClearForALabelWhereItMayLeave) {
     Persons const persons;
     CSPManager manager("", 1);
-    TVKASNUTF8String label(TVKASNNotSecure);
-    auto item = owned(manager.getItem(KeyCertUniqueIndexLabel, labelled(label, "carol's")));
+    Label const label("carol's");
+    auto item = owned(manager.getItem(KeyCertUniqueIndexLabel, label));
     ASSERT_NE(item, nullptr);
     EXPECT_EQ(item->getKey().getFormat(), TVKKRYKey::PrivateKeyInfo);
     EXPECT_EQ(bytesOf(item->getKey().getKeyBlob()), TestKey::shared(1024).privateKeyInfo());
@@ -114,23 +96,21 @@ TEST_F(Search, FindsAllItemsByEachMultiIndex) {
         EXPECT_EQ(manager.getItemCount(static_cast<KeyCertMultiIndex>(index), attribute), keys);
     }
     std::unique_ptr<TVKCertItemContainer> const all(manager.getItem(CertMultiIndexAll, anything));
-    for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t i = 0; i < 3; ++i)
         EXPECT_EQ(text(owned(all->pop_front())->getCertificateDER()), persons.der(i)) << "store order";
-    }
 }
 
 TEST_F(Search, FindsNothingByOtherKinds) {
     Persons const persons;
     CSPManager manager("", 1);
-    TVKASNUTF8String label(TVKASNNotSecure);
-    labelled(label, "carol's");
+    Label const label("carol's");
     for (int const kind : {0, 2, 3, 10, -1}) {
         SCOPED_TRACE(kind);
         auto const searchKind = static_cast<CertSearchKind>(kind);
-        EXPECT_EQ(owned(CspManagerUtility::findCertificates(manager, searchKind, label))->size(), 0U);
+        EXPECT_EQ(owned(Csp::findCertificates(manager, searchKind, label))->size(), 0U);
     }
-    auto const list = owned(
-        CspManagerUtility::findCertificate<TVKKeyCertItemContainer>(manager, nullptr, searchLabel, label));
+    auto const list =
+        owned(Csp::findCertificate<TVKKeyCertItemContainer>(manager, nullptr, searchLabel, label));
     EXPECT_EQ(list->size(), 0U) << "the list form knows no labels";
 }
 
@@ -144,9 +124,8 @@ TEST_F(Search, PassesByWhatTheJoinedStoreShowsTwice) {
          std::vector<std::pair<BYTE, unsigned int>>{{2, 0}, {3, 2 * shown}, {6, 2 * shown}}) {
         calls.answer(CertGetCertificateContextProperty,
                      [state = state](PCCERT_CONTEXT cert, DWORD id, void* data, DWORD* size) -> BOOL {
-                         if (id != CERT_ACCESS_STATE_PROP_ID) {
+                         if (id != CERT_ACCESS_STATE_PROP_ID)
                              return CertGetCertificateContextProperty(cert, id, data, size);
-                         }
                          *static_cast<BYTE*>(data) = state;
                          return TRUE;
                      });

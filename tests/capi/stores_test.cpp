@@ -1,9 +1,4 @@
-#include "cspmanager.h"
-#include "cspmanagerutility.h"
 #include "module_fixture.h"
-
-#include <sstream>
-#include <tuple>
 
 using namespace capi_tests;
 
@@ -11,8 +6,6 @@ namespace {
 
 using Stores = ModuleTest;
 using Iterator = std::unique_ptr<TVKCspManager::Iterator>;
-using Capi = CapiManagerUtility;
-using Names = std::vector<std::string>;
 
 // What the walk gives until its end, by the names in the labels; "!" for an exception.
 template <typename Item>
@@ -27,9 +20,8 @@ Names walked(CSPManager& manager, TVKCspManager::Iterator& iterator,
             std::string const label(hasEnded ? "" : item->getLabelAsString().c_str());
             names.push_back(label.substr(0, label.find("##")));
         });
-        if (!raised.type.empty()) {
+        if (!raised.type.empty())
             names.emplace_back("!");
-        }
     }
     EXPECT_TRUE(hasEnded);
     names.pop_back();
@@ -60,8 +52,7 @@ TEST_F(Stores, EachKindOpensItsStoreInItsScope) {
         Names opened;
         std::vector<HCERTSTORE> handles;
         calls.reset();
-        auto const open = [&, opens = machineOpens](LPCSTR, DWORD, HCRYPTPROV, DWORD flags,
-                                                    void const* name) {
+        auto const open = [&, opens = machineOpens](LPCSTR, DWORD, ULONG_PTR, DWORD flags, void const* name) {
             std::wstring const wide = static_cast<wchar_t const*>(name);
             std::ostringstream text;
             text << std::hex << flags << ' ' << std::string(wide.begin(), wide.end());
@@ -81,9 +72,8 @@ TEST_F(Stores, EachKindOpensItsStoreInItsScope) {
         }
         for (std::size_t i = 0; i < handles.size(); ++i) {
             EXPECT_EQ(calls.arguments(CertOpenStore).at(i).substr(0, 15), "a, 10001, set, ");
-            if (store.get() == handles[i]) {
+            if (store.get() == handles[i])
                 opened.push_back(std::to_string(i));
-            }
         }
         EXPECT_EQ(opened, expected);
         EXPECT_EQ(admin, expected.size() == 4);
@@ -98,9 +88,8 @@ TEST_F(Stores, WalkEndsAndStartsAgain) {
     Iterator const iterator(manager.getCertIterator());
     EXPECT_EQ(walked(manager, *iterator, &CSPManager::getNextCertItem), Names{});
     EXPECT_EQ(static_cast<CspManagerCertIterator&>(*iterator).cursor, nullptr);
-    for (char const* name : {"A", "B"}) {
+    for (char const* name : {"A", "B"})
         certificate(name, manager.getSystemStore());
-    }
     EXPECT_EQ(walked(manager, *iterator, &CSPManager::getNextCertItem), (Names{"cn=A", "cn=B"}));
     EXPECT_EQ(walked(manager, *iterator, &CSPManager::getNextCertItem), (Names{"cn=A", "cn=B"})) << "again";
 
@@ -129,22 +118,18 @@ TEST_F(Stores, AdminModePassesBySystemStoreCertificatesOfTheUser) {
     calls.answer(CertOpenStore, noMachineStore, 2);
     CSPManager manager("", 0);
     ASSERT_TRUE(manager.isCertStoreWithAdminMode());
-    for (char const* name : {"A", "B", "C", "D"}) {
+    for (char const* name : {"A", "B", "C", "D"})
         certificate(name, openStore("CA").get());
-    }
     for (auto const& [why, states, expected] : rows) {
         SCOPED_TRACE(why);
         std::size_t next = 0;
-        auto const state = [&, given = states](PCCERT_CONTEXT cert, DWORD id, void* data,
-                                               DWORD* size) -> BOOL {
-            if (id != 14) {
+        auto const state = [&, of = states](PCCERT_CONTEXT cert, DWORD id, void* data, DWORD* size) -> BOOL {
+            if (id != 14)
                 return CertGetCertificateContextProperty(cert, id, data, size);
-            }
             EXPECT_EQ(*size, 4U);
-            int const value = given.at(next++);
-            if (value != unreadable) {
+            int const value = of.at(next++);
+            if (value != unreadable)
                 *static_cast<DWORD*>(data) = static_cast<DWORD>(value);
-            }
             return value != unreadable;
         };
         calls.answer(CertGetCertificateContextProperty, state);
@@ -172,9 +157,8 @@ TEST_F(Stores, KeyWalkShowsWhatRefersToAKeyOfAKnownKind) {
 
 TEST_F(Stores, ABadCertificateEndsOneStepAndNotTheWalk) {
     CSPManager manager("", 1);
-    for (char const* name : {"A", "B", "C"}) {
+    for (char const* name : {"A", "B", "C"})
         setKey(certificate(name, manager.getSystemStore()).get(), L"keys");
-    }
     auto const damaged = [](auto call) {
         return [=](auto... arguments) {
             PCCERT_CONTEXT const cert = call(arguments...);

@@ -80,15 +80,13 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     TVKASNx509Certificate certificate(TVKASNNotSecure);
     ours = certificate.read(rest) == TVKASN_OK ? &certificate.tbsCertificate : nullptr;
     auto const length = static_cast<unsigned int>(rest.data - data);
-    require(ours == nullptr || encodingOf(certificate).compare(TVKBuffer(length, data)) == 0,
-            "written as read");
+    require(ours == nullptr || encodingOf(certificate).compare(TVKBuffer(length, data)) == 0, "as it was");
     unsigned char const* end = data;
     Owned<X509> const theirs(d2i_X509(nullptr, &end, static_cast<long>(size)));
     if (ours != nullptr && theirs != nullptr)
         compare(theirs.get());
     ERR_clear_error();
-    auto const* const layers =
-        CertCreateCertificateContext(X509_ASN_ENCODING, data, static_cast<DWORD>(size));
+    auto const* layers = CertCreateCertificateContext(X509_ASN_ENCODING, data, static_cast<DWORD>(size));
     require(ours != nullptr || theirs == nullptr || layers == nullptr, "what the others take is taken");
     if (ours != nullptr && layers != nullptr)
         compare(*layers->pCertInfo);

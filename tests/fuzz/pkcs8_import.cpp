@@ -27,8 +27,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     unsigned char const* end = taken.data();
     test_support::Owned<EVP_PKEY> const key(
         d2i_PrivateKey(EVP_PKEY_RSA, nullptr, &end, static_cast<long>(taken.size())));
-    fuzz::require(taken.empty() || (key != nullptr && end == taken.data() + taken.size()),
-                  "libcrypto's view");
+    fuzz::require(taken.empty() || (key != nullptr && end == taken.data() + taken.size()), "whole key");
     ERR_clear_error();
     return 0;
 }

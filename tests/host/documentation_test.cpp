@@ -1,9 +1,8 @@
 #include "tvkstore_run.h"
 
-#include "support/trust_bundle.h"
+#include "support/test_certificates.h"
 
 #include <regex>
-#include <set>
 
 namespace {
 
@@ -17,14 +16,14 @@ TEST_F(DocumentationTest, TheReadmesProgramIsTheOneThatIsBuilt) {
 }
 
 TEST_F(DocumentationTest, TheReadmesProgramFindsTheRoots) {
-    auto const result = test_support::runProgram({.arguments = {FIRST_HOST}});
+    auto const result = runProgram({.arguments = {FIRST_HOST}});
     EXPECT_EQ(result.exitCode, 0) << result.error;
-    std::string const end = std::to_string(test_support::readTrustBundle().size()) + " certificates\n";
+    std::string const end = std::to_string(readTrustBundle().size()) + " certificates\n";
     EXPECT_TRUE(result.output.ends_with(end)) << result.output;
 }
 
 TEST_F(DocumentationTest, TheSampleSignsInTheProviderAndVerifiesWithout) {
-    auto const result = test_support::runProgram({.arguments = {SIGN_AND_VERIFY}});
+    auto const result = runProgram({.arguments = {SIGN_AND_VERIFY}});
     EXPECT_EQ(result.exitCode, 0) << result.error;
     EXPECT_EQ(result.output, "256 bytes of signature\nit verifies\n");
     profileIsReady(); // the key pair stays
@@ -37,7 +36,7 @@ TEST_F(DocumentationTest, EveryCommandAndOptionStandsInManualAndCompletion) {
         SCOPED_TRACE(program);
         auto const help = [&](Words words) {
             words.insert(words.begin(), program);
-            return test_support::runProgram({.arguments = words}).output;
+            return runProgram({.arguments = words}).output;
         };
         std::set<std::string> words{"--version"};
         auto const collect = [&](std::string const& text, std::regex const& pattern, int group) {

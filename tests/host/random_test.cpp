@@ -2,24 +2,15 @@
 
 #include <sys/stat.h>
 
-#include <tuple>
-
 namespace fs = std::filesystem;
 
 namespace {
 
-class RandomTest : public TvkstoreTest {
+class RandomTest : public WorkFolderTest {
 protected:
-    RandomTest() : folder(work.path()), file((work.path() / "out").string()) {}
+    auto filesInFolder() const { return std::distance(fs::directory_iterator(work.path()), {}); }
 
-    std::size_t filesInFolder() const {
-        return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
-    }
-
-    test_support::ScratchDirectory work;
-    fs::path folder;
-    std::string file;
+    std::string const out = file("out");
 };
 
 TEST_F(RandomTest, GivesTheWantedAmountInEachForm) {
@@ -38,39 +29,36 @@ TEST_F(RandomTest, GivesTheWantedAmountInEachForm) {
 }
 
 TEST_F(RandomTest, AFileIsPrivateAndReplacedOnlyByForce) {
-    ASSERT_EQ(runInShell("umask 0; exec \"$0\" \"$@\"", {"random", "9", "--out", file}).exitCode, 0);
-    std::string const first = readWhole(file);
+    ASSERT_EQ(runInShell("umask 0; exec \"$0\" \"$@\"", {"random", "9", "--out", out}).exitCode, 0);
+    std::string const first = readWhole(out);
     EXPECT_EQ(first.size(), 9u);
     struct stat status {};
-    ASSERT_EQ(::stat(file.c_str(), &status), 0);
+    ASSERT_EQ(::stat(out.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777u, 0600u);
 
-    test_support::ProgramResult const refused = run({"random", "9", "--out", file});
+    ProgramResult const refused = run({"random", "9", "--out", out});
     EXPECT_EQ(refused.exitCode, 2);
-    EXPECT_EQ(refused.error, "tvkstore: error: " + file + ": exists already\nhint: --force replaces it\n");
-    EXPECT_EQ(readWhole(file), first);
+    EXPECT_EQ(refused.error, "tvkstore: error: " + out + ": exists already\nhint: --force replaces it\n");
+    EXPECT_EQ(readWhole(out), first);
 
     // Through a link its target is replaced, not the link.
-    fs::path const link = folder / "link";
-    fs::create_symlink(file, link);
+    fs::path const link = work.path() / "link";
+    fs::create_symlink(out, link);
     EXPECT_EQ(run({"random", "10", "--out", link.string(), "--force"}).exitCode, 0);
     EXPECT_TRUE(fs::is_symlink(link));
-    EXPECT_EQ(readWhole(file).size(), 10u);
-    EXPECT_EQ(filesInFolder(), 2u);
+    EXPECT_EQ(readWhole(out).size(), 10u);
+    EXPECT_EQ(filesInFolder(), 2);
 }
 
 TEST_F(RandomTest, AFailedRunLeavesNoFile) {
     // A limit on the size of files stands for a full disk; its signal is ignored so that the write fails.
-    EXPECT_EQ(runInShell("trap '' XFSZ; ulimit -f 8; exec \"$0\" \"$@\"", {"random", "100000", "--out", file})
-                  .exitCode,
-              3);
-    EXPECT_EQ(run({"random", "9", "--out", file, "--module", "nowhere"}).exitCode, 3);
+    auto const full = runInShell("trap '' XFSZ; ulimit -f 8; exec $0 random 100000 --out \"$@\"", {out});
+    EXPECT_EQ(full.exitCode, 3);
+    EXPECT_EQ(run({"random", "9", "--out", out, "--module", "nowhere"}).exitCode, 3);
     // A signal in the middle of an endless run.
-    EXPECT_EQ(
-        runInShell("timeout -s TERM 0.5 \"$0\" \"$@\"", {"random", "18446744073709551615", "--out", file})
-            .exitCode,
-        124);
-    EXPECT_EQ(filesInFolder(), 0u);
+    auto const ended = runInShell("timeout -s TERM 0.5 $0 random 18446744073709551615 --out \"$@\"", {out});
+    EXPECT_EQ(ended.exitCode, 124);
+    EXPECT_EQ(filesInFolder(), 0);
 }
 
 TEST_F(RandomTest, OutputThatGoesNowhereIsNoSuccess) {
@@ -82,7 +70,7 @@ TEST_F(RandomTest, OutputThatGoesNowhereIsNoSuccess) {
              std::tuple{"script -qec \"$0 random 9\" /dev/null >&2", 2, "aren't written to a terminal"},
          }) {
         SCOPED_TRACE(line);
-        test_support::ProgramResult const result = runInShell(line, {"random", "9000000"});
+        ProgramResult const result = runInShell(line, {"random", "9000000"});
         EXPECT_EQ(result.exitCode, exitCode);
         EXPECT_NE(result.error.find(message), std::string::npos) << result.error;
     }

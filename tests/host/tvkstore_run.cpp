@@ -3,17 +3,8 @@
 #include <sys/stat.h>
 
 #include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
-
-std::string readWhole(fs::path const& file) {
-    std::ifstream in(file, std::ios::binary);
-    EXPECT_TRUE(in) << file;
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
-}
 
 void writeWhole(fs::path const& file, std::string const& content) {
     std::ofstream out(file, std::ios::binary | std::ios::trunc);
@@ -36,19 +27,19 @@ Snapshot snapshot(fs::path const& directory) {
     return found;
 }
 
-test_support::ProgramResult TvkstoreTest::run(Words words) {
+ProgramResult TvkstoreTest::run(Words words) {
     words.insert(words.begin(), TVKSTORE);
-    return test_support::runProgram({.arguments = words, .environment = environment});
+    return runProgram({.arguments = words, .environment = environment});
 }
 
-test_support::ProgramResult TvkstoreTest::runInShell(std::string const& line, Words words) {
+ProgramResult TvkstoreTest::runInShell(std::string const& line, Words words) {
     words.insert(words.begin(), {"sh", "-c", line, TVKSTORE});
-    return test_support::runProgram({.arguments = words, .environment = environment});
+    return runProgram({.arguments = words, .environment = environment});
 }
 
 nlohmann::json TvkstoreTest::json(Words words, int exitCode) {
     words.push_back("--json");
-    test_support::ProgramResult const result = run(words);
+    ProgramResult const result = run(words);
     EXPECT_EQ(result.exitCode, exitCode) << result.error;
     return nlohmann::json::parse(result.output);
 }
@@ -60,23 +51,23 @@ Words WorkFolderTest::expand(Words words) const {
 }
 
 void WorkFolderTest::call(Words const& words) {
-    test_support::ProgramResult const result = test_support::runProgram({.arguments = expand(words)});
+    ProgramResult const result = runProgram({.arguments = expand(words)});
     ASSERT_EQ(result.exitCode, 0) << words[0] << ' ' << words[1] << ": " << result.error;
 }
 
 void WorkFolderTest::expectRun(Words const& words, int exitCode, std::string const& message) {
-    test_support::ProgramResult const result = run(expand(words));
+    ProgramResult const result = run(expand(words));
     EXPECT_EQ(result.exitCode, exitCode) << testing::PrintToString(words) << result.error;
     EXPECT_NE((result.output + result.error).find(message), std::string::npos)
         << result.output << result.error;
 }
 
-test_support::ProgramResult WorkFolderTest::script(std::string const& lines) {
+ProgramResult WorkFolderTest::script(std::string const& lines) {
     return runInShell("set -e; cd " + work.path().string() + "; export PW=secret\n" + lines, {});
 }
 
 std::string WorkFolderTest::expectScript(std::string const& lines) {
-    test_support::ProgramResult const result = script(lines);
+    ProgramResult const result = script(lines);
     EXPECT_EQ(result.exitCode, 0) << lines << result.output << result.error;
     return result.output;
 }

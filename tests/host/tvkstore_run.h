@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+using namespace test_support;
 using Words = std::vector<std::string>;
 
-std::string readWhole(std::filesystem::path const& file);
 void writeWhole(std::filesystem::path const& file, std::string const& content);
 
 // Everything under a directory: what each path is, its mode, the time of its last change, and its content.
@@ -23,10 +23,10 @@ Snapshot snapshot(std::filesystem::path const& directory);
 // test checks.
 class TvkstoreTest : public testing::Test {
 protected:
-    test_support::ProgramResult run(Words words);
+    ProgramResult run(Words words);
 
     // The shell runs `line` with the program as "$0" and the words as "$@".
-    test_support::ProgramResult runInShell(std::string const& line, Words words);
+    ProgramResult runInShell(std::string const& line, Words words);
 
     // The one JSON value of a run that has to end with the exit code.
     nlohmann::json json(Words words, int exitCode = 0);
@@ -36,7 +36,7 @@ protected:
     void SetUp() override { profileIsReady(); }
     void TearDown() override { EXPECT_EQ(snapshot(profile.directory().path()), m_before); }
 
-    test_support::ScratchProfile profile;
+    ScratchProfile profile;
     std::vector<std::pair<std::string, std::string>> environment;
 
 private:
@@ -57,8 +57,8 @@ protected:
     void expectRun(Words const& words, int exitCode, std::string const& message = "");
 
     // Lines for the shell in that folder, with the program as "$0".
-    test_support::ProgramResult script(std::string const& lines);
+    ProgramResult script(std::string const& lines);
     std::string expectScript(std::string const& lines); // what it writes, having succeeded
 
-    test_support::ScratchDirectory work;
+    ScratchDirectory work;
 };

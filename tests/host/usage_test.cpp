@@ -1,7 +1,5 @@
-#include "support/trust_bundle.h"
+#include "support/test_certificates.h"
 #include "tvkstore_run.h"
-
-#include <tuple>
 
 namespace {
 
@@ -25,7 +23,7 @@ std::vector<UsageRow> const usageRows{
     {{"show", "--serial", "1:2g", "--issuer", "CN=a"}, 2, "\"1:2g\" isn't a number", "not hexadecimal"},
     {{"show", "--cert", "/nowhere/file"}, 3, "/nowhere/file: No such file", "a missing file is named"},
     {{"show", "--cert", "/etc/passwd"}, 3, "/etc/passwd: holds no certificate", "not a certificate"},
-    {{"show", "--cert", test_support::systemTrustBundle}, 3, "certificates, not one", "ambiguous"},
+    {{"show", "--cert", systemTrustBundle}, 3, "certificates, not one", "ambiguous"},
     {{"show", "--label", "a"}, 1, "no certificate with label a in store MY", "not found is a plain no"},
     {{"random"}, 2, "N is required", "missing argument"},
     {{"random", "0"}, 2, "\"0\" isn't a number of bytes", "nothing"},
@@ -35,7 +33,7 @@ std::vector<UsageRow> const usageRows{
     {{"random", "4", "--out", "/nowhere/file"}, 3, "/nowhere/file: No such file", "no such folder"},
     {{"random", "4", "--out", "/dev/null", "--force"}, 2, "/dev/null: not a regular file", "a device"},
     {{"list", "--module", "nowhere"}, 3, "nowhere.so not found in", "no such module"},
-    {{"list", "--module", "nowhere"}, 3, "hint: TVK_PLUGIN_PATH", "what to do about it"},
+    {{"list", "--module", "nowhere"}, 3, "hint: TVK_PLUGIN_PATH", "what to do"},
     {{"list", "--module", "/nowhere/m.so"}, 3, "/nowhere/m.so", "no such file"},
     {{"list", "--module", "/etc/passwd"}, 3, "invalid ELF header", "not a library"},
 };
@@ -45,7 +43,7 @@ class UsageTest : public WorkFolderTest {};
 TEST_F(UsageTest, WrongCommandLinesEndWithTheirCodeAndWriteNothing) {
     for (auto const& [words, exitCode, message, why] : usageRows) {
         SCOPED_TRACE(why + std::string(": ") + testing::PrintToString(words));
-        test_support::ProgramResult const result = run(words);
+        ProgramResult const result = run(words);
         EXPECT_EQ(result.exitCode, exitCode);
         EXPECT_EQ(result.output, "");
         EXPECT_EQ(result.error.rfind("tvkstore: error: ", 0), 0u) << result.error;
@@ -56,7 +54,7 @@ TEST_F(UsageTest, WrongCommandLinesEndWithTheirCodeAndWriteNothing) {
 TEST_F(UsageTest, HelpThatWasAskedForIsNoError) {
     for (Words const& words : {Words{"--help"}, Words{"list", "-h"}, Words{"--version"}}) {
         SCOPED_TRACE(testing::PrintToString(words));
-        test_support::ProgramResult const result = run(words);
+        ProgramResult const result = run(words);
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_NE(result.output.find("tvkstore"), std::string::npos);
         EXPECT_EQ(result.error, "");

@@ -2,12 +2,11 @@
 #include "layer_fixture.h"
 
 #include "support/libcrypto.h"
-#include "support/trust_bundle.h"
 
 #include <algorithm>
-#include <tuple>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 class Certificates : public LayerTest {};
@@ -22,11 +21,11 @@ std::string nameOf(PCCERT_CONTEXT context, DWORD type = CERT_NAME_SIMPLE_DISPLAY
 }
 
 TEST_F(Certificates, FieldsAgreeWithLibcryptoForEveryRootOfTheMachine) {
-    for (Bytes const& encoding : test_support::readTrustBundle()) {
+    for (Bytes const& encoding : readTrustBundle()) {
         ContextHandle const context = contextOf(encoding);
         ASSERT_TRUE(context);
         CERT_INFO const& info = *context.get()->pCertInfo;
-        auto const x509 = test_support::decodeCertificate(encoding);
+        auto const x509 = decodeCertificate(encoding);
         EXPECT_EQ(info.dwVersion, static_cast<DWORD>(X509_get_version(x509.get())));
         ASN1_INTEGER const* serial = X509_get0_serialNumber(x509.get());
         Bytes number(info.SerialNumber.pbData, info.SerialNumber.pbData + info.SerialNumber.cbData);
@@ -78,8 +77,8 @@ TEST_F(Certificates, WhatTheToolkitCouldntReadIsRefused) {
     };
     for (auto const& [good, bad, why] : rows) {
         Bytes changed = certificate(1);
-        Bytes const part = test_support::fromHex(good);
-        Bytes const other = test_support::fromHex(bad);
+        Bytes const part = fromHex(good);
+        Bytes const other = fromHex(bad);
         auto const place = std::search(changed.begin(), changed.end(), part.begin(), part.end());
         ASSERT_NE(place, changed.end()) << why;
         std::copy(other.begin(), other.end(), place);
@@ -87,15 +86,14 @@ TEST_F(Certificates, WhatTheToolkitCouldntReadIsRefused) {
     }
 }
 
-ContextHandle certified(test_support::Name const& subject) {
-    test_support::CertificateFields const fields{.subject = subject,
-                                                 .issuer = test_support::commonName("Issuer")};
-    return contextOf(makeCertificate(fields, test_support::TestKey::shared(1024)));
+ContextHandle certified(Name const& subject) {
+    CertificateFields const fields{.subject = subject, .issuer = commonName("Issuer")};
+    return contextOf(makeCertificate(fields, TestKey::shared(1024)));
 }
 
 TEST_F(Certificates, DisplayNames) {
-    using enum test_support::NameText;
-    std::tuple<test_support::Name, std::string, char const*> const rows[] = {
+    using enum NameText;
+    std::tuple<Name, std::string, char const*> const rows[] = {
         {{{"O", "Company"}, {"OU", "Unit"}, {"CN", "Alice"}}, "Alice", "the common name first"},
         {{{"O", "Company"}, {"OU", "Unit"}}, "Unit", "then the unit"},
         {{{"emailAddress", "a@b", Ia5}, {"O", "Company"}}, "Company", "then the organization"},
@@ -114,7 +112,7 @@ TEST_F(Certificates, DisplayNames) {
         EXPECT_EQ(nameOf(context.get()), expected);
         EXPECT_EQ(nameOf(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, CERT_NAME_ISSUER_FLAG), "Issuer");
     }
-    ContextHandle const context = certified(test_support::commonName("ab\xC3\xBC"));
+    ContextHandle const context = certified(commonName("ab\xC3\xBC"));
     char small[4];
     EXPECT_EQ(CertGetNameStringA(context.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, small, 4), 3u);
     EXPECT_STREQ(small, "ab") << "cut before the character that doesn't fit";
@@ -125,7 +123,7 @@ TEST_F(Certificates, DisplayNames) {
 class SelfSigned : public LayerTest {
 protected:
     ContextHandle create(CRYPT_ALGORITHM_IDENTIFIER* algorithm = nullptr, SYSTEMTIME* end = nullptr) {
-        CERT_NAME_BLOB blob{static_cast<DWORD>(subject.size()), subject.data()};
+        CERT_NAME_BLOB blob{sizeOf(subject), subject.data()};
         return ContextHandle(
             CertCreateSelfSignCertificate(0, &blob, 0, &info, algorithm, nullptr, end, nullptr));
     }
@@ -146,7 +144,7 @@ TEST_F(SelfSigned, SignedAsAskedByAKeyThatStaysInside) {
         SYSTEMTIME end{2055, 2, 0, 28, 23, 59, 58, 0};
         ContextHandle const context = create(&algorithm, &end);
         ASSERT_TRUE(context) << GetLastError();
-        auto const x509 = test_support::decodeCertificate(encodingOf(context.get()));
+        auto const x509 = decodeCertificate(encodingOf(context.get()));
         EXPECT_EQ(X509_get_signature_nid(x509.get()), expected);
         EXPECT_EQ(X509_verify(x509.get(), X509_get0_pubkey(x509.get())), 1);
         EXPECT_EQ(EVP_PKEY_get_bits(X509_get0_pubkey(x509.get())), 2048);
@@ -225,4 +223,3 @@ TEST(Version, TheSystemComparesAs10WithoutServicePack) {
 }
 
 } // namespace
-} // namespace layer_test

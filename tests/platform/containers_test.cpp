@@ -3,9 +3,9 @@
 
 #include <cstring>
 #include <fstream>
-#include <tuple>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 class Containers : public LayerTest {};
@@ -14,15 +14,6 @@ DWORD acquire(char const* container, DWORD flags, char const* provider = MS_ENHA
               DWORD type = PROV_RSA_FULL) {
     ProviderHandle handle;
     return errorOf(CryptAcquireContextA, handle.address(), container, provider, type, flags);
-}
-
-std::string parameter(ProviderHandle const& provider, DWORD id) {
-    DWORD length = 0;
-    if (!CryptGetProvParam(provider.get(), id, nullptr, &length, 0))
-        return "";
-    std::string text(length, '\0');
-    EXPECT_TRUE(CryptGetProvParam(provider.get(), id, reinterpret_cast<BYTE*>(text.data()), &length, 0));
-    return text.c_str();
 }
 
 TEST_F(Containers, AcquisitionAnswersWithThePublishedErrors) {
@@ -62,8 +53,7 @@ TEST_F(Containers, OpeningTheDefaultContainerWritesNothing) {
     EXPECT_FALSE(std::filesystem::exists(userDatabase()));
 
     ASSERT_TRUE(CryptGenKey(provider.get(), AT_SIGNATURE, 512u << 16, &key));
-    HCRYPTKEY again = 0;
-    EXPECT_TRUE(CryptGetUserKey(openContainer(nullptr).get(), AT_SIGNATURE, &again)) << "now it is stored";
+    EXPECT_NE(userKey(openContainer(nullptr), AT_SIGNATURE), 0u) << "now it is stored";
 }
 
 TEST_F(Containers, EnumeratedProvidersAreNamedAsTheirHandlesSay) {
@@ -84,18 +74,7 @@ TEST_F(Containers, NamesOfAnyTextAreListedAndGoWithTheirContainer) {
     std::vector<std::string> const names = {"a\nb", "plain", "s p a c e", "\xC3\xA9"};
     for (std::string const& name : names)
         ASSERT_TRUE(openContainer(name.c_str(), CRYPT_NEWKEYSET)) << name;
-    std::vector<std::string> listed;
-    {
-        ProviderHandle const provider = openContainer(nullptr);
-        char name[64];
-        DWORD length = sizeof name;
-        for (DWORD flags = CRYPT_FIRST; CryptGetProvParam(provider.get(), PP_ENUMCONTAINERS,
-                                                          reinterpret_cast<BYTE*>(name), &length, flags);
-             flags = CRYPT_NEXT, length = sizeof name)
-            listed.emplace_back(name);
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_ITEMS});
-    }
-    EXPECT_EQ(listed, names);
+    EXPECT_EQ(containerNames(), names);
     EXPECT_EQ(acquire("plain", CRYPT_DELETEKEYSET), 0u);
     EXPECT_EQ(acquire("plain", 0), code(NTE_BAD_KEYSET));
     EXPECT_EQ(acquire("s p a c e", 0), 0u) << "another one stays";
@@ -119,8 +98,7 @@ TEST_F(Containers, KeyLengthsAndFlagsOfGeneration) {
             continue;
         DWORD actual = 0;
         DWORD length = sizeof actual;
-        HCRYPTKEY same = 0;
-        ASSERT_TRUE(CryptGetUserKey(openContainer("generation").get(), slot, &same)) << "it lies in its slot";
+        ASSERT_NE(userKey(openContainer("generation"), slot), 0u) << "it lies in its slot";
         ASSERT_TRUE(CryptGetKeyParam(key, KP_KEYLEN, reinterpret_cast<BYTE*>(&actual), &length, 0));
         EXPECT_EQ(actual, bits);
     }
@@ -128,8 +106,7 @@ TEST_F(Containers, KeyLengthsAndFlagsOfGeneration) {
 
 TEST_F(Containers, ACertificateLiesWithItsKey) {
     ProviderHandle const provider = newContainer("card");
-    HCRYPTKEY key = 0;
-    ASSERT_TRUE(CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &key));
+    HCRYPTKEY const key = userKey(provider);
     DWORD length = 0;
     EXPECT_EQ(errorOf(CryptGetKeyParam, key, KP_CERTIFICATE, nullptr, &length, 0), code(NTE_NOT_FOUND));
     EXPECT_EQ(length, 0u) << "who doesn't look at the result reads no bytes";
@@ -182,21 +159,16 @@ TEST_F(Containers, TheSealingKeyIsAFileOfItsOwnOrACredential) {
     EXPECT_EQ(std::filesystem::status(keyFile).permissions(), std::filesystem::perms(0600));
 
     std::filesystem::create_directory(profile.file("credentials"));
-    std::ofstream(profile.file("credentials") / "wincrypt-key")
-        << "a secret of more than thirty-two characters";
+    std::ofstream(profile.file("credentials") / "wincrypt-key") << "a secret of at least thirty-two letters";
     {
-        test_support::EnvironmentVariable const credentials("CREDENTIALS_DIRECTORY",
-                                                            profile.file("credentials").string());
+        EnvironmentVariable const credentials("CREDENTIALS_DIRECTORY", profile.file("credentials").string());
         EXPECT_EQ(acquire("filed", 0), 0u) << "what the file sealed, the file opens";
         ASSERT_TRUE(makeElsewhere("credential"));
     }
     EXPECT_EQ(acquire("credential", 0), code(NTE_KEYSET_ENTRY_BAD)) << "its sealing key isn't there";
     sql(userDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
-    std::ifstream file(userDatabase(), std::ios::binary);
-    std::string const text((std::istreambuf_iterator<char>(file)), {});
-    EXPECT_EQ(text.find(std::string("\x02\x01\x00\x02\x41", 5)), std::string::npos)
+    EXPECT_EQ(readWhole(userDatabase()).find(std::string("\x02\x01\x00\x02\x41", 5)), std::string::npos)
         << "version and modulus of a 512 bit key in clear";
 }
 
 } // namespace
-} // namespace layer_test

@@ -7,11 +7,10 @@
 
 #include <csignal>
 #include <fstream>
-#include <map>
 #include <random>
-#include <tuple>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -21,7 +20,7 @@ using Edit = std::function<void(fs::path const&)>;
 void expectRun(std::vector<std::string> words, int exitCode, std::string const& text) {
     SCOPED_TRACE(testing::PrintToString(words));
     words.insert(words.begin(), WINCRYPTCTL);
-    auto const result = test_support::runProgram({.arguments = words});
+    auto const result = runProgram({.arguments = words});
     std::string const all = result.output + result.error;
     EXPECT_TRUE(result.exitCode == exitCode && all.find(text) < all.size()) << result.exitCode << all;
 }
@@ -32,13 +31,8 @@ Edit run(char const* text) {
 
 Edit const intoOneFile = run("PRAGMA wal_checkpoint(TRUNCATE)");
 
-std::string content(fs::path const& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 void overwriteAPage(fs::path const& database) {
-    std::string bytes = content(database);
+    std::string bytes = readWhole(database);
     std::generate_n(&bytes[bytes.find("Person 7") / 4096 * 4096], 4096, std::minstd_rand());
     std::ofstream(database, std::ios::binary) << bytes;
 }
@@ -87,15 +81,14 @@ TEST_F(Ctl, AFailedInsertLeavesAnOrphanWhichAloneIsRemoved) {
 TEST_F(Ctl, DamageIsNamedAndWhatIsWholeIsListed) {
     std::tuple<char const*, Edit, char const*> const rows[] = {
         {"row", run("UPDATE certificate SET encoding = x'30' WHERE id & 31 = 2"), "2: doesn't decode"},
-        {"reference", run("UPDATE certificate SET key_info = '' WHERE id & 31 = 19"),
-         "19: its key reference"},
+        {"reference", run("UPDATE certificate SET key_info = '' WHERE id & 31 = 19"), "19: its key"},
         {"key moved", run("UPDATE key SET container = 2, slot = 2 WHERE container = 1"), "altered or moved"},
         {"key file", [](auto& p) { std::ofstream(p.parent_path() / "sealing.key") << std::string(32, 'k'); },
          "sealing.key: isn't the key that 2 private keys are sealed under"},
         {"page", overwriteAPage, "damaged: store MY, certificate 7: can't be read"},
     };
     for (auto const& [why, damage, text] : rows) {
-        test_support::EnvironmentVariable const home("WINCRYPT_USER_HOME", profile.file(why).string());
+        EnvironmentVariable const home("WINCRYPT_USER_HOME", profile.file(why).string());
         fill();
         intoOneFile(profile.file(why) / "user.db");
         expectRun({"check"}, 0, "user.db: 20 certificates, 2 containers, 2 keys");
@@ -152,7 +145,7 @@ TEST_F(Ctl, CheckingChangesNothing) {
     auto const snapshot = [&] {
         std::map<fs::path, std::pair<std::string, fs::file_time_type>> files;
         for (auto const& file : fs::directory_iterator(profile.userHome()))
-            files[file] = {content(file), file.last_write_time()};
+            files[file] = {readWhole(file), file.last_write_time()};
         return files;
     };
     for (auto const& [prepare, exitCode, text] : rows) {
@@ -186,10 +179,9 @@ TEST_F(Ctl, ABackupIsWholeWhileAnotherProcessWritesAndAFailedOneLeavesNothing) {
     for (auto const& file : fs::directory_iterator(directory / "copy"))
         EXPECT_EQ(file.status().permissions(), fs::perms(0600)) << file.path();
     EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 3) << "two homes, one copy";
-    test_support::EnvironmentVariable const home("WINCRYPT_USER_HOME", (directory / "copy").string());
+    EnvironmentVariable const home("WINCRYPT_USER_HOME", (directory / "copy").string());
     EXPECT_TRUE(find(openStore("MY"), certificate(100)));
     expectRun({"containers"}, 0, "\nsecond     exchange 512 exportable  MY: Person 20 (420014)");
 }
 
 } // namespace
-} // namespace layer_test

@@ -1,18 +1,13 @@
 // What becomes of the database: who may use it, what is wrong with it, other processes, forks, power.
 #include "layer_fixture.h"
 
-#include "support/trust_bundle.h"
-
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <fstream>
-#include <tuple>
 
 static bool saysNetwork = false;
 
@@ -26,7 +21,8 @@ extern "C" int statfs(char const* path, struct statfs* system) noexcept {
     return result;
 }
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -37,56 +33,47 @@ class DatabaseFiles : public LayerTest {
 protected:
     DatabaseFiles() : logVariable("WINCRYPT_LOG", profile.file("log").string()) {}
 
-    std::string log() const { return content(profile.file("log")); }
+    std::string log() const { return readWhole(profile.file("log")); }
 
     // Everything into one file, as a stopped process leaves it.
     void fillAndClose(fs::path const& database) {
-        ASSERT_TRUE(
-            inChild([] { return add(openStore("MY"), certificate(1)) && newContainer("kept", 512); }));
+        ASSERT_TRUE(inChild([] { return add(openStore("MY"), certificate(1)) && newContainer("kept"); }));
         sql(database, "PRAGMA wal_checkpoint(TRUNCATE)");
     }
 
-    // Of a directory, nothing.
-    static std::string content(fs::path const& path) {
-        std::ifstream file(path, std::ios::binary);
-        return fs::is_directory(path) ? "" : std::string(std::istreambuf_iterator<char>(file), {});
-    }
-
-    test_support::EnvironmentVariable logVariable;
+    EnvironmentVariable logVariable;
 };
 
 TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
+    constexpr DWORD denied = ERROR_ACCESS_DENIED;
     std::tuple<char const*, std::function<void(fs::path const&)>, DWORD> const rows[] = {
         {"rubbish", [](auto& p) { std::ofstream(p) << std::string(5000, '#'); }, ERROR_FILE_CORRUPT},
         {"cut short", [](auto& p) { fs::resize_file(p, fs::file_size(p) / 2); }, ERROR_FILE_CORRUPT},
         {"newer", [](auto& p) { sql(p, "PRAGMA user_version = 99"); }, ERROR_REVISION_MISMATCH},
         {"of another program", [](auto& p) { sql(p, "PRAGMA application_id = 7"); }, ERROR_FILE_CORRUPT},
-        {"writable by others", [](auto& p) { fs::permissions(p, fs::perms(0622)); }, ERROR_ACCESS_DENIED},
-        {"of another user", [](auto& p) { EXPECT_EQ(::chown(p.c_str(), otherUser, otherUser), 0); },
-         ERROR_ACCESS_DENIED},
+        {"writable by others", [](auto& p) { fs::permissions(p, fs::perms(0622)); }, denied},
+        {"of another user", [](auto& p) { EXPECT_EQ(::chown(p.c_str(), otherUser, otherUser), 0); }, denied},
         {"without its log's database",
          [](auto& p) { std::ofstream(p.string() + "-wal") << "log", fs::resize_file(p, 0); },
          ERROR_FILE_CORRUPT},
         {"in another user's directory",
-         [](auto& p) { EXPECT_EQ(::chown(p.parent_path().c_str(), otherUser, otherUser), 0); },
-         ERROR_ACCESS_DENIED},
-        {"no file", [](auto& p) { EXPECT_TRUE(fs::remove(p) && fs::create_directory(p)); },
-         ERROR_ACCESS_DENIED},
+         [](auto& p) { EXPECT_EQ(::chown(p.parent_path().c_str(), otherUser, otherUser), 0); }, denied},
+        {"no file", [](auto& p) { EXPECT_TRUE(fs::remove(p) && fs::create_directory(p)); }, denied},
     };
     if (::geteuid() != 0)
         GTEST_SKIP() << "giving a file away takes root";
     for (auto const& [why, damage, expected] : rows) {
         SCOPED_TRACE(why);
         auto const home = profile.file(std::string("home ") + why);
-        test_support::EnvironmentVariable const variable("WINCRYPT_USER_HOME", home.string());
+        EnvironmentVariable const variable("WINCRYPT_USER_HOME", home.string());
         fillAndClose(home / "user.db");
         damage(home / "user.db");
-        std::string const before = content(home / "user.db");
+        std::string const before = readWhole(home / "user.db");
         EXPECT_EQ(errorOf([] { return openStore("MY"); }), expected);
         EXPECT_EQ(errorOf([] { return openContainer("kept"); }), expected);
         EXPECT_EQ(errorOf([] { return openContainer("new", CRYPT_NEWKEYSET); }), expected);
         EXPECT_TRUE(openContainer(nullptr)) << "which touches no database";
-        EXPECT_EQ(content(home / "user.db"), before);
+        EXPECT_EQ(readWhole(home / "user.db"), before);
         EXPECT_NE(log().find(home.string()), std::string::npos) << "the log names the file";
     }
 }
@@ -103,8 +90,8 @@ TEST_F(DatabaseFiles, ModesHoldWhateverTheUmaskIsAndTheUmaskStays) {
     for (mode_t const mask : {0000u, 0777u}) {
         SCOPED_TRACE(mask);
         auto const data = profile.file("data" + std::to_string(mask));
-        test_support::EnvironmentVariable const noHome("WINCRYPT_USER_HOME", std::nullopt);
-        test_support::EnvironmentVariable const variable("XDG_DATA_HOME", (data / "deep").string());
+        EnvironmentVariable const noHome("WINCRYPT_USER_HOME", std::nullopt);
+        EnvironmentVariable const variable("XDG_DATA_HOME", (data / "deep").string());
         mode_t const former = ::umask(mask);
         bool const added = static_cast<bool>(add(openStore("MY"), certificate(1)));
         newContainer("moded", 512);
@@ -142,9 +129,9 @@ TEST_F(DatabaseFiles, ReadingNeedsNoWriteAccess) {
 }
 
 TEST_F(DatabaseFiles, WithoutAHomeDirectoryReadingSaysSo) {
-    test_support::EnvironmentVariable const noUserHome("WINCRYPT_USER_HOME", std::nullopt);
-    test_support::EnvironmentVariable const noData("XDG_DATA_HOME", "relative/is/no/home");
-    test_support::EnvironmentVariable const noHome("HOME", std::nullopt);
+    EnvironmentVariable const noUserHome("WINCRYPT_USER_HOME", std::nullopt);
+    EnvironmentVariable const noData("XDG_DATA_HOME", "relative/is/no/home");
+    EnvironmentVariable const noHome("HOME", std::nullopt);
     if (::geteuid() != 0)
         GTEST_SKIP() << "becoming an unknown user takes root";
     std::ofstream(profile.file("log")).close();
@@ -156,7 +143,7 @@ TEST_F(DatabaseFiles, WithoutAHomeDirectoryReadingSaysSo) {
         [] {
             return openContainer(nullptr) &&
                    errorOf([] { return openStore("MY"); }) == DWORD{ERROR_PATH_NOT_FOUND} &&
-                   all(openStore("ROOT")) == test_support::readTrustBundle() &&
+                   all(openStore("ROOT")) == readTrustBundle() &&
                    errorOf([] { return add(openStore("CA"), certificate(1)); }) == code(E_ACCESSDENIED);
         },
         otherUser));
@@ -216,30 +203,6 @@ TEST_F(DatabaseFiles, AFullDiskTakesNoChangeAndHarmsNone) {
     EXPECT_TRUE(add(openStore("MY"), certificate(2))) << "as soon as there is room";
 }
 
-TEST_F(DatabaseFiles, AcknowledgedChangesSurviveAKill) {
-    test_support::TestKey::shared();
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    pid_t const child = ::fork();
-    if (child == 0) {
-        StoreHandle const store = openStore("MY");
-        for (unsigned char number = 1;; ++number)
-            if (!add(store, certificate(number)) || ::write(ends[1], &number, 1) != 1)
-                ::_exit(1);
-    }
-    unsigned char last = 0;
-    while (last < 5)
-        ASSERT_EQ(::read(ends[0], &last, 1), 1);
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
-    ::close(ends[0]);
-    ::close(ends[1]);
-    auto const present = all(openStore("MY"));
-    ASSERT_GE(present.size(), last);
-    for (unsigned number = 1; number <= last; ++number)
-        EXPECT_EQ(present[number - 1], certificate(number));
-}
-
 TEST_F(DatabaseFiles, BothSidesOfAForkGoOn) {
     StoreHandle const store = openStore("MY");
     ASSERT_TRUE(add(store, certificate(1)));
@@ -268,4 +231,3 @@ TEST_F(DatabaseFiles, ADatabaseThatWasTakenAwayTakesNoChanges) {
 }
 
 } // namespace
-} // namespace layer_test

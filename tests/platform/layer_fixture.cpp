@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <map>
 
 namespace layer_test {
 
@@ -33,6 +32,51 @@ ProviderHandle newContainer(char const* name, DWORD bits, DWORD keyFlags) {
     return provider;
 }
 
+std::vector<std::string> containerNames() {
+    ProviderHandle const provider = openContainer(nullptr);
+    std::vector<std::string> names;
+    BYTE name[256];
+    auto const read = [&](DWORD step) {
+        DWORD length = sizeof name;
+        return CryptGetProvParam(provider.get(), PP_ENUMCONTAINERS, name, &length, step);
+    };
+    for (BOOL found = read(CRYPT_FIRST); found; found = read(CRYPT_NEXT))
+        names.emplace_back(reinterpret_cast<char const*>(name));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_ITEMS});
+    return names;
+}
+
+std::string parameter(ProviderHandle const& provider, DWORD id) {
+    DWORD length = 0;
+    if (!CryptGetProvParam(provider.get(), id, nullptr, &length, 0))
+        return "";
+    std::string text(length, '\0');
+    EXPECT_TRUE(CryptGetProvParam(provider.get(), id, reinterpret_cast<BYTE*>(text.data()), &length, 0));
+    return text.c_str();
+}
+
+HCRYPTKEY userKey(ProviderHandle const& provider, DWORD slot) {
+    HCRYPTKEY key = 0;
+    CryptGetUserKey(provider.get(), slot, &key);
+    return key;
+}
+
+DWORD sign(ProviderHandle const& provider, DWORD slot) {
+    HCRYPTHASH hash = 0;
+    HCRYPTKEY key = 0;
+    BYTE signature[512];
+    DWORD size = sizeof signature;
+    DWORD const error = errorOfCall([&] {
+        return CryptCreateHash(provider.get(), CALG_SHA1, 0, 0, &hash) &&
+               CryptSignHashA(hash, slot, nullptr, 0, signature, &size) &&
+               CryptGetUserKey(provider.get(), slot, &key) &&
+               CryptVerifySignatureA(hash, signature, size, key, nullptr, 0);
+    });
+    CryptDestroyKey(key);
+    CryptDestroyHash(hash);
+    return error;
+}
+
 StoreHandle openStore(char const* name) { return StoreHandle(CertOpenSystemStoreA(0, name)); }
 
 StoreHandle openStore(wchar_t const* name, DWORD flags) {
@@ -45,13 +89,13 @@ Bytes const& certificate(unsigned number) {
     static std::map<unsigned, Bytes> made;
     Bytes& encoding = made[number];
     if (encoding.empty()) {
-        test_support::CertificateFields fields;
-        fields.subject = test_support::commonName("Person " + std::to_string(number));
+        CertificateFields fields;
+        fields.subject = commonName("Person " + std::to_string(number));
         fields.serial = {0x42, static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
         // The same bytes whenever and in whichever process they are made.
         fields.notBefore = std::chrono::system_clock::from_time_t(1'700'000'000);
         fields.notAfter = fields.notBefore + std::chrono::hours(24 * 3650);
-        encoding = makeCertificate(fields, test_support::TestKey::shared());
+        encoding = makeCertificate(fields, TestKey::shared());
     }
     return encoding;
 }
@@ -59,7 +103,7 @@ Bytes const& certificate(unsigned number) {
 ContextHandle add(StoreHandle const& store, Bytes const& encoding, DWORD disposition) {
     ContextHandle context;
     CertAddEncodedCertificateToStore(store.get(), X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, encoding.data(),
-                                     static_cast<DWORD>(encoding.size()), disposition, context.address());
+                                     sizeOf(encoding), disposition, context.address());
     return context;
 }
 
@@ -70,13 +114,14 @@ std::vector<Bytes> certificates(std::initializer_list<unsigned> numbers) {
     return encodings;
 }
 
+DWORD sizeOf(Bytes const& bytes) { return static_cast<DWORD>(bytes.size()); }
+
 Bytes firstOf(Bytes const& bytes, std::size_t length) {
     return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)};
 }
 
 ContextHandle contextOf(Bytes const& encoding) {
-    return ContextHandle(CertCreateCertificateContext(X509_ASN_ENCODING, encoding.data(),
-                                                      static_cast<DWORD>(encoding.size())));
+    return ContextHandle(CertCreateCertificateContext(X509_ASN_ENCODING, encoding.data(), sizeOf(encoding)));
 }
 
 Bytes encodingOf(PCCERT_CONTEXT context) {
@@ -129,13 +174,8 @@ std::optional<std::wstring> friendlyName(PCCERT_CONTEXT context) {
 bool setKeyInfo(PCCERT_CONTEXT context, std::wstring const& container, DWORD keySpec) {
     std::wstring containerCopy = container;
     std::wstring provider = L"" MS_ENHANCED_PROV_A;
-    CRYPT_KEY_PROV_INFO info{containerCopy.data(),
-                             provider.data(),
-                             PROV_RSA_FULL,
-                             CERT_SET_KEY_CONTEXT_PROP_ID,
-                             0,
-                             nullptr,
-                             keySpec};
+    constexpr DWORD flags = CERT_SET_KEY_CONTEXT_PROP_ID;
+    CRYPT_KEY_PROV_INFO info{containerCopy.data(), provider.data(), 1, flags, 0, nullptr, keySpec};
     return CertSetCertificateContextProperty(context, CERT_KEY_PROV_INFO_PROP_ID, 0, &info) != FALSE;
 }
 
@@ -147,11 +187,11 @@ void sql(std::filesystem::path const& database, std::string const& text) {
 }
 
 int failedChildren(int count, std::function<bool(int)> const& body, uid_t user) {
-    test_support::TestKey::shared(); // the child's certificates are to be the same as here
+    TestKey::shared(); // the child's certificates are to be the same as here
     std::vector<pid_t> children;
     for (int i = 0; i < count; ++i)
         if (children.push_back(::fork()); children.back() == 0) {
-            ::alarm(5);
+            ::alarm(20);
             bool const isUser = user == 0 || (::setgid(user) == 0 && ::setuid(user) == 0);
             ::_exit(isUser && body(i) ? 0 : 1);
         }

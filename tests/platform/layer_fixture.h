@@ -17,7 +17,7 @@
 
 namespace layer_test {
 
-using test_support::Bytes;
+using namespace test_support;
 
 DWORD errorOfCall(std::function<bool()> const& call);
 
@@ -75,7 +75,19 @@ StoreHandle memoryStore();
 // A certificate of its own: another number, another serial number and subject.
 Bytes const& certificate(unsigned number);
 
+// The names of the user's containers, in their order; a text that a provider tells of itself, empty without
+// it.
+std::vector<std::string> containerNames();
+std::string parameter(ProviderHandle const& provider, DWORD id);
+
+// The key of the slot; null without one.
+HCRYPTKEY userKey(ProviderHandle const& provider, DWORD slot = AT_KEYEXCHANGE);
+
+// Signs and verifies; the error value, 0 when all is well.
+DWORD sign(ProviderHandle const& provider, DWORD slot = AT_KEYEXCHANGE);
+
 std::vector<Bytes> certificates(std::initializer_list<unsigned> numbers);
+DWORD sizeOf(Bytes const& bytes);
 Bytes firstOf(Bytes const& bytes, std::size_t length);
 
 // A certificate in no store.
@@ -105,7 +117,7 @@ class LayerTest : public testing::Test {
 protected:
     void TearDown() override { EXPECT_EQ(WincryptLiveObjectCount(), 0u) << "something was left open"; }
 
-    test_support::ScratchProfile profile;
+    ScratchProfile profile;
     std::filesystem::path userDatabase() const { return profile.userHome() / "user.db"; }
     std::filesystem::path machineDatabase() const { return profile.machineHome() / "machine.db"; }
 };

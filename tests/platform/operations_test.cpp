@@ -7,9 +7,9 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <tuple>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 struct Import {
@@ -25,13 +25,12 @@ BOOL CALLBACK resolve(CRYPT_PRIVATE_KEY_INFO* info, HCRYPTPROV* provider, LPVOID
     if (import.throws)
         throw std::runtime_error("the host's own");
     EXPECT_STREQ(info->Algorithm.pszObjId, szOID_RSA_RSA);
-    return CryptAcquireContextA(provider, import.container, MS_ENHANCED_PROV_A, PROV_RSA_FULL,
-                                CRYPT_NEWKEYSET);
+    return CryptAcquireContextA(provider, import.container, MS_ENHANCED_PROV_A, 1, CRYPT_NEWKEYSET);
 }
 
 DWORD import(Import& state, Bytes blob, ProviderHandle& result) {
     CRYPT_PKCS8_IMPORT_PARAMS params{};
-    params.PrivateKey = {static_cast<DWORD>(blob.size()), blob.data()};
+    params.PrivateKey = {sizeOf(blob), blob.data()};
     params.pResolvehCryptProvFunc = resolve;
     params.pVoidResolveFunc = &state;
     result.reset();
@@ -41,8 +40,7 @@ DWORD import(Import& state, Bytes blob, ProviderHandle& result) {
 DWORD exportKey(HCRYPTPROV provider, Bytes* blob) {
     char objectId[] = szOID_RSA_RSA;
     DWORD size = 0;
-    DWORD const error =
-        errorOf(CryptExportPKCS8, provider, AT_KEYEXCHANGE, objectId, 0, nullptr, nullptr, &size);
+    DWORD const error = errorOf(CryptExportPKCS8, provider, 1u, objectId, 0, nullptr, nullptr, &size);
     if (error != 0 || blob == nullptr)
         return error;
     blob->resize(size);
@@ -56,11 +54,7 @@ protected:
         Import state{"operations"};
         ASSERT_EQ(import(state, pair.privateKeyInfo(), provider), 0u);
     }
-    HCRYPTKEY key() {
-        HCRYPTKEY handle = 0;
-        EXPECT_TRUE(CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &handle));
-        return handle;
-    }
+    HCRYPTKEY key() { return userKey(provider); }
 
     HCRYPTHASH hash(ALG_ID algorithm) {
         HCRYPTHASH handle = 0;
@@ -76,7 +70,7 @@ protected:
         return signature;
     }
 
-    test_support::TestKey const& pair = test_support::TestKey::shared(1024);
+    TestKey const& pair = TestKey::shared(1024);
 };
 
 Bytes const message = {'t', 'h', 'e', ' ', 'm', 'e', 's', 's', 'a', 'g', 'e'};
@@ -112,7 +106,7 @@ TEST_F(Operations, SignaturesAreThoseOfLibcryptoReversed) {
         EXPECT_EQ(errorOf(CryptVerifySignatureA, handle, signature.data(), size - 1, key(), nullptr, 0),
                   code(NTE_BAD_SIGNATURE));
         std::reverse(signature.begin(), signature.end());
-        EXPECT_EQ(signature, test_support::signatureOf(pair.get(), digest, message));
+        EXPECT_EQ(signature, signatureOf(pair.get(), digest, message));
         EXPECT_EQ(errorOf(CryptVerifySignatureA, handle, signature.data(), size, key(), nullptr, 0),
                   code(NTE_BAD_SIGNATURE))
             << "most significant byte first";
@@ -126,7 +120,7 @@ TEST_F(Operations, AReadyValueOf36BytesIsSignedAsTheOneThatIsComputed) {
     ASSERT_TRUE(CryptSetHashParam(ready, HP_HASHVAL, value.data(), 0));
     EXPECT_EQ(errorOf(CryptSetHashParam, ready, HP_HASHVAL, value.data(), 0), code(NTE_BAD_HASH_STATE));
     HCRYPTHASH const computed = hash(CALG_SSL3_SHAMD5);
-    ASSERT_TRUE(CryptHashData(computed, message.data(), static_cast<DWORD>(message.size()), 0));
+    ASSERT_TRUE(CryptHashData(computed, message.data(), sizeOf(message), 0));
     EXPECT_EQ(sign(ready), sign(computed));
 }
 
@@ -155,8 +149,7 @@ TEST_F(Operations, EncryptionIsOneBlock) {
         Bytes block = clear;
         block.resize(size);
         size = static_cast<DWORD>(length);
-        EXPECT_EQ(errorOf(CryptEncrypt, handle, 0, TRUE, 0, block.data(), &size, 127),
-                  DWORD{ERROR_MORE_DATA});
+        EXPECT_EQ(errorOf(CryptEncrypt, handle, 0, TRUE, 0, block.data(), &size, 127), code(ERROR_MORE_DATA));
         size = static_cast<DWORD>(length);
         ASSERT_TRUE(CryptEncrypt(handle, 0, FALSE, 0, block.data(), &size, 128));
         DWORD clearSize = size;
@@ -167,10 +160,10 @@ TEST_F(Operations, EncryptionIsOneBlock) {
 
 TEST_F(Operations, DecryptionOfWhatLibcryptoMadeAndOfRubbish) {
     HCRYPTKEY const handle = key();
-    Bytes block = test_support::rsa(pair.get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_PKCS1_PADDING,
-                                    message); // with the padding that the layer takes off
+    Bytes block = rsa(pair.get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_PKCS1_PADDING,
+                      message); // with the padding that the layer takes off
     auto const decrypt = [&](Bytes data, BOOL final) {
-        auto length = static_cast<DWORD>(data.size());
+        auto length = sizeOf(data);
         return errorOf(CryptDecrypt, handle, 0, final, 0, data.data(), &length);
     };
     EXPECT_EQ(decrypt(block, TRUE), code(NTE_BAD_DATA)) << "most significant byte first";
@@ -190,7 +183,7 @@ Bytes blockOf(std::string const& start, std::string const& filler, std::string c
     std::string digits = start;
     while (digits.size() + end.size() < 256)
         digits += filler;
-    return test_support::fromHex(digits + end);
+    return fromHex(digits + end);
 }
 
 TEST_F(Operations, OneEncodingIsASignatureAndNoOther) {
@@ -228,11 +221,11 @@ TEST_F(Operations, OneEncodingIsASignatureAndNoOther) {
     BYTE const letter = 'x';
     ASSERT_TRUE(CryptHashData(handle, &letter, 1, 0));
     auto const verify = [&](Bytes const& signature) {
-        auto const size = static_cast<DWORD>(signature.size());
+        auto const size = sizeOf(signature);
         return errorOf(CryptVerifySignatureA, handle, signature.data(), size, key(), nullptr, 0u);
     };
     auto const signatureWith = [&](Bytes const& block) {
-        Bytes made = test_support::rsa(pair.get(), EVP_PKEY_sign_init, EVP_PKEY_sign, RSA_NO_PADDING, block);
+        Bytes made = rsa(pair.get(), EVP_PKEY_sign_init, EVP_PKEY_sign, RSA_NO_PADDING, block);
         std::reverse(made.begin(), made.end());
         return made;
     };
@@ -259,8 +252,7 @@ TEST_F(Operations, EveryWrongPaddingIsTheSameError) {
         {"zeros", Bytes(128), wrong},
     };
     for (auto const& [why, clear, error] : rows) {
-        Bytes block =
-            test_support::rsa(pair.get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_NO_PADDING, clear);
+        Bytes block = rsa(pair.get(), EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_NO_PADDING, clear);
         std::reverse(block.begin(), block.end());
         DWORD size = 128;
         EXPECT_EQ(errorOf(CryptDecrypt, key(), 0u, TRUE, 0u, block.data(), &size), error) << why;
@@ -285,8 +277,7 @@ TEST_F(Operations, HandlesThatAreStaleForeignOrOfAnotherKind) {
         [&] { return CryptHashData(provider.get(), &byte, 1, 0); },
         [&] { return CryptEncrypt(hashHandle, 0, TRUE, 0, &byte, &size, 1); },
         [&] { return CertCloseStore(reinterpret_cast<HCERTSTORE>(provider.get()), 0); },
-        [&] { return CertCloseStore(reinterpret_cast<HCERTSTORE>(keyHandle), 0); },
-    };
+        [&] { return CertCloseStore(reinterpret_cast<HCERTSTORE>(keyHandle), 0); }};
     for (std::size_t i = 0; i < std::size(calls); ++i)
         EXPECT_EQ(errorOf(calls[i]), DWORD{ERROR_INVALID_HANDLE}) << "row " << i;
     provider.reset(); // ends its keys and hashes
@@ -305,7 +296,7 @@ TEST_F(Operations, APrivateKeyComesBackAsItWentIn) {
 }
 
 TEST_F(Operations, HostileKeysAreRefusedBeforeTheCallback) {
-    Bytes const good = test_support::TestKey::shared(512).privateKeyInfo();
+    Bytes const good = TestKey::shared(512).privateKeyInfo();
     ProviderHandle imported;
     for (std::size_t length = 0; length < good.size(); ++length) {
         Import state;
@@ -323,7 +314,7 @@ TEST_F(Operations, HostileKeysAreRefusedBeforeTheCallback) {
 }
 
 TEST_F(Operations, TheCallbacksFailureIsTheCallers) {
-    Bytes const blob = test_support::TestKey::shared(512).privateKeyInfo();
+    Bytes const blob = TestKey::shared(512).privateKeyInfo();
     ProviderHandle imported;
     Import throwing;
     throwing.throws = true;
@@ -334,4 +325,3 @@ TEST_F(Operations, TheCallbacksFailureIsTheCallers) {
 }
 
 } // namespace
-} // namespace layer_test

@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 class Properties : public HoldingTest {
@@ -30,7 +31,7 @@ TEST_F(Properties, AFriendlyNameComesBackByteForByte) {
     EXPECT_EQ(property(context.get(), CERT_FRIENDLY_NAME_PROP_ID), std::nullopt);
     for (Bytes bytes : rows) {
         SCOPED_TRACE(bytes.size());
-        CRYPT_DATA_BLOB blob{static_cast<DWORD>(bytes.size()), bytes.data()};
+        CRYPT_DATA_BLOB blob{sizeOf(bytes), bytes.data()};
         ASSERT_TRUE(CertSetCertificateContextProperty(context.get(), CERT_FRIENDLY_NAME_PROP_ID, 0, &blob));
         EXPECT_EQ(property(context.get(), CERT_FRIENDLY_NAME_PROP_ID), bytes);
         EXPECT_EQ(property(find(openStore("MY"), certificate(1)).get(), CERT_FRIENDLY_NAME_PROP_ID), bytes);
@@ -99,8 +100,7 @@ TEST_F(Properties, TheKeyContextOwnsItsProviderHandle) {
         EXPECT_EQ(held(other.get()), first) << "every context of the certificate has it";
         HCRYPTPROV const second = openContainer(nullptr).release();
         ASSERT_TRUE(give(other.get(), second));
-        EXPECT_EQ(errorOf(CryptReleaseContext, first, 0), DWORD{ERROR_INVALID_HANDLE})
-            << "the former handle went";
+        EXPECT_EQ(errorOf(CryptReleaseContext, first, 0), DWORD{ERROR_INVALID_HANDLE}) << "the former went";
         EXPECT_EQ(held(context.get()), second);
     }
     EXPECT_EQ(errorOf([&] { return give(context.get(), first); }), DWORD{ERROR_INVALID_HANDLE});
@@ -139,4 +139,3 @@ TEST_F(Properties, ComputedOnesAndTheirLengths) {
 }
 
 } // namespace
-} // namespace layer_test

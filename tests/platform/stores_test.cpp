@@ -2,33 +2,24 @@
 #include "layer_fixture.h"
 
 #include <algorithm>
-#include <tuple>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
-enum class Kind { database, memory, collection };
+StoreHandle database() { return openStore("MY"); }
 
-class Stores : public HoldingTest, public testing::WithParamInterface<Kind> {
+StoreHandle collection() {
+    StoreHandle made(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
+    EXPECT_TRUE(CertAddStoreToCollection(made.get(), memoryStore().get(), 0, 0)) << "takes no additions";
+    EXPECT_TRUE(CertAddStoreToCollection(made.get(), openStore("UserDS").get(),
+                                         CERT_PHYSICAL_STORE_ADD_ENABLE_FLAG, 0));
+    return made;
+}
+
+class Stores : public HoldingTest, public testing::WithParamInterface<StoreHandle (*)()> {
 protected:
-    void SetUp() override {
-        switch (GetParam()) {
-        case Kind::database:
-            store = openStore("MY");
-            break;
-        case Kind::memory:
-            store = memoryStore();
-            break;
-        case Kind::collection:
-            store = StoreHandle(CertOpenStore(CERT_STORE_PROV_COLLECTION, 0, 0, 0, nullptr));
-            ASSERT_TRUE(CertAddStoreToCollection(store.get(), memoryStore().get(), 0, 0))
-                << "takes no additions";
-            ASSERT_TRUE(CertAddStoreToCollection(store.get(), openStore("UserDS").get(),
-                                                 CERT_PHYSICAL_STORE_ADD_ENABLE_FLAG, 0));
-            break;
-        }
-        ASSERT_TRUE(store);
-    }
+    void SetUp() override { ASSERT_TRUE(store = GetParam()()); }
     void addNumbers(unsigned last) {
         for (unsigned number = 1; number <= last; ++number)
             ASSERT_TRUE(add(store, certificate(number)));
@@ -38,7 +29,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Kinds, Stores, testing::Values(Kind::database, Kind::memory, Kind::collection));
+INSTANTIATE_TEST_SUITE_P(Kinds, Stores, testing::Values(&database, &memoryStore, &collection));
 
 TEST_P(Stores, DispositionsDecideWhatHappensToAnEqualCertificate) {
     std::tuple<DWORD, DWORD, std::size_t, std::optional<std::wstring>, char const*> const rows[] = {
@@ -105,17 +96,16 @@ TEST_P(Stores, SearchesFindWhatTheyAreAskedFor) {
     addNumbers(3);
     ASSERT_TRUE(setKeyInfo(find(store, certificate(3)).get(), L"somewhere"));
     ContextHandle wanted = find(store, certificate(2));
-    CERT_ID id{};
-    id.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
-    id.IssuerSerialNumber = {wanted.get()->pCertInfo->Issuer, wanted.get()->pCertInfo->SerialNumber};
+    CERT_INFO& info = *wanted.get()->pCertInfo;
+    CERT_ID const id{CERT_ID_ISSUER_SERIAL_NUMBER, {{info.Issuer, info.SerialNumber}}};
     CERT_ID wrong = id;
     wrong.IssuerSerialNumber.SerialNumber.cbData -= 1;
     Bytes sha1 = property(wanted.get(), CERT_SHA1_HASH_PROP_ID).value();
-    CRYPT_HASH_BLOB hash{static_cast<DWORD>(sha1.size()), sha1.data()};
+    CRYPT_HASH_BLOB hash{sizeOf(sha1), sha1.data()};
     Bytes keyIdentifier = property(wanted.get(), CERT_KEY_IDENTIFIER_PROP_ID).value();
     CERT_ID byKey{};
     byKey.dwIdChoice = CERT_ID_KEY_IDENTIFIER;
-    byKey.KeyId = {static_cast<DWORD>(keyIdentifier.size()), keyIdentifier.data()};
+    byKey.KeyId = {sizeOf(keyIdentifier), keyIdentifier.data()};
     DWORD const keyInfo = CERT_KEY_PROV_INFO_PROP_ID;
     DWORD const friendly = CERT_FRIENDLY_NAME_PROP_ID;
     DWORD const always = CERT_SHA1_HASH_PROP_ID;
@@ -128,8 +118,8 @@ TEST_P(Stores, SearchesFindWhatTheyAreAskedFor) {
         {CERT_FIND_CERT_ID, &wrong, {}},
         {CERT_FIND_CERT_ID, &byKey, certificates({1, 2, 3})}, // they share their key
         {CERT_FIND_SHA1_HASH, &hash, certificates({2})},
-        {CERT_FIND_SUBJECT_NAME, &wanted.get()->pCertInfo->Subject, certificates({2})},
-        {CERT_FIND_SUBJECT_CERT, wanted.get()->pCertInfo, certificates({2})},
+        {CERT_FIND_SUBJECT_NAME, &info.Subject, certificates({2})},
+        {CERT_FIND_SUBJECT_CERT, &info, certificates({2})},
         {CERT_FIND_EXISTING, wanted.get(), certificates({2})},
     };
     for (auto const& [type, parameter, expected] : rows) {
@@ -200,4 +190,3 @@ TEST_F(Collections, ClosingTellsOfLivingContextsWhenAsked) {
 }
 
 } // namespace
-} // namespace layer_test

@@ -1,12 +1,10 @@
 // The system stores of user and machine, and how one shows the other's certificates.
 #include "layer_fixture.h"
 
-#include "support/trust_bundle.h"
-
 #include <fstream>
-#include <tuple>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 constexpr DWORD userFlags = CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_OPEN_EXISTING_FLAG;
@@ -18,7 +16,7 @@ protected:
 
     // The first two certificates of the machine's own bundle, with something damaged between them.
     void writeBundle() {
-        std::ifstream system(test_support::systemTrustBundle);
+        std::ifstream system(systemTrustBundle);
         std::ofstream out(bundle);
         int certificates = 0;
         for (std::string line; certificates < 2 && std::getline(system, line);) {
@@ -26,7 +24,7 @@ protected:
             if (line == "-----END CERTIFICATE-----" && ++certificates == 1)
                 out << "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
         }
-        trusted = test_support::readTrustBundle();
+        trusted = readTrustBundle();
         trusted.resize(2);
     }
 
@@ -40,7 +38,7 @@ protected:
     }
 
     std::filesystem::path bundle;
-    test_support::EnvironmentVariable variable;
+    EnvironmentVariable variable;
     std::vector<Bytes> trusted;
 };
 
@@ -71,8 +69,7 @@ TEST_F(SystemStores, OpeningTellsWhatExists) {
 
 TEST_F(SystemStores, TheMachinesCertificatesShowInBothScopesWithTheirStates) {
     writeBundle();
-    ASSERT_TRUE(add(openStore(L"ROOT", CERT_SYSTEM_STORE_LOCAL_MACHINE), certificate(1)))
-        << "past the bundle";
+    ASSERT_TRUE(add(openStore(L"ROOT", CERT_SYSTEM_STORE_LOCAL_MACHINE), certificate(1))) << "in no bundle";
     ASSERT_TRUE(add(openStore("ROOT"), certificate(2)));
     std::vector<std::pair<Bytes, unsigned>> const user = {
         {certificate(2), 3}, {trusted[0], 2}, {trusted[1], 2}, {certificate(1), 2}};
@@ -101,12 +98,10 @@ TEST_F(SystemStores, WhatIsReadOnlyStaysAsItIs) {
     EXPECT_EQ(errorOf([&] { return add(readOnly, certificate(2)); }), code(E_ACCESSDENIED));
     for (auto const& [store, encoding] : {std::pair(&ca, certificate(1)), std::pair(&root, trusted[0]),
                                           std::pair(&readOnly, certificate(1))}) {
-        EXPECT_EQ(errorOf([&] { return setFriendlyName(find(*store, encoding).get(), L"x"); }),
-                  code(E_ACCESSDENIED));
-        EXPECT_EQ(errorOf([&] { return setKeyInfo(find(*store, encoding).get(), L"x"); }),
-                  code(E_ACCESSDENIED));
-        EXPECT_EQ(errorOf(CertDeleteCertificateFromStore, find(*store, encoding).release()),
-                  code(E_ACCESSDENIED));
+        ContextHandle context = find(*store, encoding);
+        EXPECT_EQ(errorOf([&] { return setFriendlyName(context.get(), L"x"); }), code(E_ACCESSDENIED));
+        EXPECT_EQ(errorOf([&] { return setKeyInfo(context.get(), L"x"); }), code(E_ACCESSDENIED));
+        EXPECT_EQ(errorOf(CertDeleteCertificateFromStore, context.release()), code(E_ACCESSDENIED));
         EXPECT_TRUE(find(*store, encoding));
     }
 }
@@ -129,4 +124,3 @@ TEST_F(SystemStores, AMachineDatabaseThatCantBeReadHidesNothingElse) {
 }
 
 } // namespace
-} // namespace layer_test

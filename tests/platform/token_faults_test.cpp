@@ -9,14 +9,13 @@
 
 #include <algorithm>
 #include <atomic>
-#include <set>
 #include <thread>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 using namespace std::chrono_literals;
-using test_support::EnvironmentVariable;
 using Clock = std::chrono::steady_clock;
 
 class TokenFaults : public TokenTest {
@@ -42,24 +41,22 @@ TEST_F(TokenFaults, PulledOrFailingBetweenAnyTwoCalls) {
     ASSERT_EQ(signWithDefault(), 0u);
     long const all = tokens.calls();
     DWORD const lost = code(SCARD_W_REMOVED_CARD);
-    const struct {
-        std::string fault;
-        std::vector<DWORD> allowed; // 0: had again within the call
-    } rows[] = {
+    std::pair<std::string, std::vector<DWORD>> const rows[] = {
+        // 0: had again within the call
         {"remove N", {lost}},
         {"fail N 30", {0, code(NTE_FAIL)}},                        // CKR_DEVICE_ERROR
         {"fail N 32", {0, lost}},                                  // CKR_DEVICE_REMOVED
         {"fail N B3", {0}},                                        // CKR_SESSION_HANDLE_INVALID
         {"fail N 101", {0, code(SCARD_W_CARD_NOT_AUTHENTICATED)}}, // CKR_USER_NOT_LOGGED_IN
     };
-    for (auto const& row : rows)
+    for (auto const& [pattern, allowed] : rows)
         for (long number = 1; number <= all; ++number) {
-            std::string fault = row.fault;
+            std::string fault = pattern;
             fault.replace(fault.find('N'), 1, std::to_string(number));
             SCOPED_TRACE(fault);
             behave(fault);
             DWORD const error = signWithDefault();
-            EXPECT_EQ(std::count(row.allowed.begin(), row.allowed.end(), error), 1) << std::hex << error;
+            EXPECT_EQ(std::count(allowed.begin(), allowed.end(), error), 1) << std::hex << error;
             behave("");
             EXPECT_EQ(signWithDefault(), 0u) << "the next attempt";
         }
@@ -90,15 +87,11 @@ TEST_F(TokenFaults, PulledOrFailingInTheLifeOfAKey) {
     long const all = tokens.calls();
     std::string const before = tokens.tool(label, {"pkcs11-tool", "--list-objects"});
     std::set<DWORD> const clear{code(SCARD_W_REMOVED_CARD), code(NTE_FAIL)};
-    const struct {
-        std::string fault;
-        std::string value;
-        long stride;                                      // a key takes its time to be made
-    } rows[] = {{"remove ", "", 9}, {"fail ", " 30", 5}}; // CKR_DEVICE_ERROR
-    for (auto const& row : rows)
-        for (long number = 1; number <= all; number += row.stride) {
-            SCOPED_TRACE(row.fault + std::to_string(number));
-            behave(row.fault + std::to_string(number) + row.value);
+    // The value is CKR_DEVICE_ERROR; a key takes its time to be made, so there are strides.
+    for (auto const& [fault, value, stride] : {std::tuple("remove ", "", 9L), {"fail ", " 30", 5L}})
+        for (long number = 1; number <= all; number += stride) {
+            SCOPED_TRACE(fault + std::to_string(number));
+            behave(fault + std::to_string(number) + value);
             DWORD const error = liveAndDie();
             EXPECT_TRUE(error == 0 || clear.count(error) != 0) << std::hex << error;
             behave("");
@@ -110,14 +103,8 @@ TEST_F(TokenFaults, PulledOrFailingInTheLifeOfAKey) {
 }
 
 TEST_F(TokenFaults, ThePinIsAskedOnceAndNeverTriedAgainWhenWrong) {
-    const struct {
-        char const* why;
-        char const* behaviour;
-        char const* pin;
-        DWORD flags;
-        DWORD expected;
-        long logins; // in all so far in this row
-    } rows[] = {
+    // Behaviour, PIN, flags, error, logins in all in this row.
+    std::tuple<char const*, char const*, char const*, DWORD, DWORD, long> const rows[] = {
         {"asked once for both signatures", "one-session", "12345678", 0, 0, 1},
         {"typed at the token", "keypad", "", 0, 0, 1},
         {"which is asking a person", "keypad", "", CRYPT_SILENT, code(NTE_SILENT_CONTEXT), 0},
@@ -126,13 +113,13 @@ TEST_F(TokenFaults, ThePinIsAskedOnceAndNeverTriedAgainWhenWrong) {
         {"another wrong one", "", "00000001", 0, code(SCARD_W_WRONG_CHV), 1},
         {"the last try is left to a person", "", "12345678", 0, code(SCARD_W_CARD_NOT_AUTHENTICATED), 0},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.why);
-        tokens.write("pin", row.pin);
-        EXPECT_TRUE(inChild([&] {
-            behave(row.behaviour);
-            return signWithDefault(row.flags) == row.expected && signWithDefault(row.flags) == row.expected &&
-                   tokens.calls("C_Login") == row.logins;
+    for (auto const& [why, behaviour, pin, flags, expected, logins] : rows) {
+        SCOPED_TRACE(why);
+        tokens.write("pin", pin);
+        EXPECT_TRUE(inChild([&, &how = behaviour, &with = flags, &error = expected, &count = logins] {
+            behave(how);
+            return signWithDefault(with) == error && signWithDefault(with) == error &&
+                   tokens.calls("C_Login") == count;
         })) << tokens.calls("C_Login");
     }
 }
@@ -244,10 +231,7 @@ TEST_F(TokenFaults, BothSidesOfAForkGoOn) {
             failed += sign(provider) != 0;
     });
     for (int round = 0; round < 8; ++round)
-        EXPECT_TRUE(inChild([&] {
-            ::alarm(20);
-            return sign(provider) == 0 && signWithDefault() == 0;
-        }));
+        EXPECT_TRUE(inChild([&] { return sign(provider) == 0 && signWithDefault() == 0; }));
     forking = false;
     signing.join();
     EXPECT_EQ(failed, 0);
@@ -255,4 +239,3 @@ TEST_F(TokenFaults, BothSidesOfAForkGoOn) {
 }
 
 } // namespace
-} // namespace layer_test

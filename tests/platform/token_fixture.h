@@ -11,27 +11,13 @@ protected:
     static DWORD acquire(ProviderHandle& handle, std::string const& provider, char const* container = nullptr,
                          DWORD flags = 0) {
         handle.reset();
-        return errorOf(CryptAcquireContextA, handle.address(), container, provider.c_str(), PROV_RSA_FULL,
-                       flags);
+        return errorOf(CryptAcquireContextA, handle.address(), container, provider.c_str(), 1u, flags);
     }
     DWORD acquire(char const* container, DWORD flags = 0) const {
         ProviderHandle handle;
         return acquire(handle, label, container, flags);
     }
 
-    // Signs and verifies; the error value, 0 when all is well.
-    static DWORD sign(ProviderHandle const& provider, DWORD slot = AT_KEYEXCHANGE) {
-        HCRYPTHASH hash = 0;
-        HCRYPTKEY key = 0;
-        BYTE signature[512];
-        DWORD size = sizeof signature;
-        return errorOfCall([&] {
-            return CryptCreateHash(provider.get(), CALG_SHA1, 0, 0, &hash) &&
-                   CryptSignHashA(hash, slot, nullptr, 0, signature, &size) &&
-                   CryptGetUserKey(provider.get(), slot, &key) &&
-                   CryptVerifySignatureA(hash, signature, size, key, nullptr, 0);
-        });
-    }
     DWORD signWithDefault(DWORD flags = 0) const {
         ProviderHandle handle;
         DWORD const error = acquire(handle, label, nullptr, flags);
@@ -43,7 +29,7 @@ protected:
                             "/dev/null", "--id", id, "--label", name, "--mark-sign", use});
     }
 
-    test_support::ScratchTokens tokens{profile.directory()};
+    ScratchTokens tokens{profile.directory()};
     std::string const label = tokens.add();
 };
 

@@ -8,9 +8,9 @@
 #include <fstream>
 #include <numeric>
 #include <regex>
-#include <set>
 
-namespace layer_test {
+using namespace layer_test;
+
 namespace {
 
 class Tokens : public TokenTest {
@@ -35,19 +35,12 @@ protected:
         return std::accumulate(objects.begin(), objects.end(), std::string(),
                                [](auto const& text, auto const& each) { return text + each + ", "; });
     }
-
-    static std::string text(ProviderHandle const& provider, DWORD parameter) {
-        char value[128] = "";
-        DWORD size = sizeof value;
-        CryptGetProvParam(provider.get(), parameter, reinterpret_cast<BYTE*>(value), &size, 0);
-        return value;
-    }
 };
 
 TEST_F(Tokens, TheWholeStoryOfAKey) {
     EXPECT_EQ(acquire(nullptr), code(NTE_KEYSET_NOT_DEF)) << "no key, no default container";
     ProviderHandle provider = withKey("story");
-    EXPECT_EQ(text(provider, PP_NAME), label);
+    EXPECT_EQ(parameter(provider, PP_NAME), label);
     EXPECT_EQ(sign(provider), 0u);
 
     BYTE name[] = {0x30, 0x0C, 0x31, 0x0A, 0x30, 0x08, 6, 3, 0x55, 4, 3, 0x0C, 1, 'x'};
@@ -55,19 +48,18 @@ TEST_F(Tokens, TheWholeStoryOfAKey) {
     ContextHandle const made(CertCreateSelfSignCertificate(provider.get(), &subject, 0, nullptr, nullptr,
                                                            nullptr, nullptr, nullptr));
     ASSERT_TRUE(made);
-    HCRYPTKEY key = 0;
-    ASSERT_TRUE(CryptGetUserKey(provider.get(), AT_KEYEXCHANGE, &key));
+    HCRYPTKEY const key = userKey(provider);
     for (int round = 0; round < 2; ++round) // the second one takes the first one's place
         ASSERT_TRUE(CryptSetKeyParam(key, KP_CERTIFICATE, made.get()->pbCertEncoded, 0));
     EXPECT_EQ(listed(), "Certificate story, Private story, Public story, ") << "what other programs see";
     Bytes read(made.get()->cbCertEncoded);
-    auto size = static_cast<DWORD>(read.size());
+    auto size = sizeOf(read);
     ASSERT_TRUE(CryptGetKeyParam(key, KP_CERTIFICATE, read.data(), &size, 0));
     EXPECT_EQ(read, encodingOf(made.get()));
     ProviderHandle opened;
     ASSERT_TRUE(CryptAcquireCertificatePrivateKey(made.get(), CRYPT_ACQUIRE_COMPARE_KEY_FLAG, nullptr,
                                                   opened.address(), nullptr, nullptr));
-    EXPECT_EQ(text(opened, PP_NAME), label) << "no other provider takes its place";
+    EXPECT_EQ(parameter(opened, PP_NAME), label) << "no other provider takes its place";
     EXPECT_EQ(sign(opened), 0u);
 
     Bytes block(128, 0x5A);
@@ -99,31 +91,27 @@ TEST_F(Tokens, TheWholeStoryOfAKey) {
 
 TEST_F(Tokens, FilledByAnotherProgram) {
     Bytes const encoding = certificate(1);
-    std::string const file = profile.file("der");
-    std::ofstream(file, std::ios::binary) << std::string(encoding.begin(), encoding.end());
+    std::string const der = profile.file("der");
+    std::ofstream(der, std::ios::binary) << std::string(encoding.begin(), encoding.end());
     auto const addCertificate = [&](char const* id) {
         tokens.tool(label,
-                    {"pkcs11-tool", "--write-object", file, "--type", "cert", "--id", id, "--label", "x"});
+                    {"pkcs11-tool", "--write-object", der, "--type", "cert", "--id", id, "--label", "x"});
     };
     DWORD const missing = code(NTE_NO_KEY);
     DWORD const bare = code(NTE_NOT_FOUND);
-    const struct {
-        char const* why;
-        std::function<void()> fill;
-        DWORD atExchange; // what reading the certificate of that key gives
-        DWORD atSignature;
-    } rows[] = {
+    // What reading the certificate of the exchange key gives, and that of the signature key.
+    std::tuple<char const*, std::function<void()>, DWORD, DWORD> const rows[] = {
         {"a signature key only", [&] { makeKey("05", "--mark-sign"); }, missing, bare},
         {"with a certificate", [&] { addCertificate("05"); }, missing, 0},
         {"an exchange key under the same label", [&] { makeKey("03", "--mark-decrypt"); }, bare, 0},
         {"the same certificate on both", [&] { addCertificate("03"); }, 0, 0},
     };
     ProviderHandle provider;
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.why);
-        row.fill();
+    for (auto const& [why, fill, atExchange, atSignature] : rows) {
+        SCOPED_TRACE(why);
+        fill();
         ASSERT_EQ(acquire(provider, label), 0u);
-        EXPECT_EQ(text(provider, PP_CONTAINER), "card");
+        EXPECT_EQ(parameter(provider, PP_CONTAINER), "card");
         for (DWORD const slot : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
             HCRYPTKEY key = 0;
             DWORD size = 0;
@@ -131,7 +119,7 @@ TEST_F(Tokens, FilledByAnotherProgram) {
                 return CryptGetUserKey(provider.get(), slot, &key) &&
                        CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0);
             });
-            EXPECT_EQ(error, slot == AT_KEYEXCHANGE ? row.atExchange : row.atSignature) << slot;
+            EXPECT_EQ(error, slot == AT_KEYEXCHANGE ? atExchange : atSignature) << slot;
             EXPECT_EQ(size, error == 0 ? encoding.size() : 0u);
         }
         EXPECT_EQ(sign(provider, AT_SIGNATURE), 0u);
@@ -139,7 +127,7 @@ TEST_F(Tokens, FilledByAnotherProgram) {
     makeKey("01", "--mark-decrypt", "earlier");
     tokens.tool(label, {"pkcs11-tool", "--delete-object", "--type", "pubkey", "--id", "05"});
     ASSERT_EQ(acquire(provider, label), 0u);
-    EXPECT_EQ(text(provider, PP_CONTAINER), "earlier") << "the first by its identifier is the default one";
+    EXPECT_EQ(parameter(provider, PP_CONTAINER), "earlier") << "the first by its identifier is the default";
     ASSERT_EQ(acquire(provider, label, "card"), 0u);
     EXPECT_EQ(sign(provider, AT_SIGNATURE), 0u) << "a public half isn't needed";
     EXPECT_EQ(acquire("card", CRYPT_DELETEKEYSET), 0u);
@@ -151,11 +139,11 @@ TEST_F(Tokens, AreFoundByNameAndByUri) {
     std::string const twin = tokens.add();
     tokens.add(twin);
     std::string const uri = tokens.uriOf(label);
+    auto const pin = tokens.folder() / "pin";
     ProviderHandle provider = withKey("k");
     DWORD const unknown = code(SCARD_E_NO_SMARTCARD);
     std::pair<std::string, DWORD> const rows[] = {
-        {uri + ";manufacturer=SoftHSM%20project;object=k?pin-source=" + (tokens.folder() / "pin").string(),
-         0},
+        {uri + ";manufacturer=SoftHSM%20project;object=k?pin-source=" + pin.string(), 0},
         {uri + ";serial=none", unknown},
         {uri + "%2", unknown},
         {uri + ";token=twice", unknown},
@@ -173,25 +161,23 @@ TEST_F(Tokens, AreFoundByNameAndByUri) {
         named.emplace_back(name);
     EXPECT_EQ(named.front(), MS_ENHANCED_PROV_A);
     EXPECT_EQ(std::count(named.begin(), named.end(), label), 1);
-    EXPECT_EQ(std::count_if(named.begin(), named.end(),
-                            [&](auto const& each) { return each.find(twin + ' ') == 0; }),
-              2)
+    auto const isTwin = [&](auto const& each) { return each.starts_with(twin + ' '); };
+    EXPECT_EQ(std::count_if(named.begin(), named.end(), isTwin), 2)
         << "tokens with one label are told apart by their serial numbers";
 }
 
 TEST_F(Tokens, ServedByAnotherProcess) {
-    ASSERT_TRUE(inChild([&] { return static_cast<bool>(withKey("far")); }))
-        << "known to another process only";
+    ASSERT_TRUE(inChild([&] { return static_cast<bool>(withKey("far")); })) << "known to another process";
     std::string const socket = tokens.folder() / "socket";
-    std::string const started = test_support::runProgram({{"p11-kit", "server", "--provider", tokens.softHsm,
-                                                           "--name", socket, tokens.uriOf(label)}})
+    std::string const started = runProgram({{"p11-kit", "server", "--provider", tokens.softHsm, "--name",
+                                             socket, tokens.uriOf(label)}})
                                     .output;
     auto const waitUntilThere = [&](bool wanted) {
         for (int tries = 0; tries < 200 && std::filesystem::exists(socket) != wanted; ++tries)
             ::usleep(50'000);
     };
     waitUntilThere(true);
-    test_support::EnvironmentVariable const address("P11_KIT_SERVER_ADDRESS", "unix:path=" + socket);
+    EnvironmentVariable const address("P11_KIT_SERVER_ADDRESS", "unix:path=" + socket);
     tokens.setModule("p11-kit-client.so");
     EXPECT_EQ(signWithDefault(), 0u);
     std::smatch process;
@@ -201,4 +187,3 @@ TEST_F(Tokens, ServedByAnotherProcess) {
 }
 
 } // namespace
-} // namespace layer_test

@@ -53,7 +53,8 @@ COUNTED(int, linkat, (int from, char const* path, int to, char const* name, int 
 COUNTED(int, unlink, (char const* path), noexcept, path)
 #undef COUNTED
 
-namespace stress {
+using namespace stress;
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -68,7 +69,7 @@ struct Progress {
 class Kills : InMemory, public LayerTest {
 protected:
     Kills() {
-        certificateOf(0, 0), test_support::TestKey::shared(512), test_support::TestKey::shared(1024);
+        certificateOf(0, 0), TestKey::shared(512), TestKey::shared(1024);
         shared =
             new (::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
                 Shared;
@@ -182,4 +183,3 @@ TEST_F(Kills, NothingAcknowledgedIsLostAndNothingIsHalfDone) {
 }
 
 } // namespace
-} // namespace stress

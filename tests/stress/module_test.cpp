@@ -1,22 +1,15 @@
 // The module from many threads, and on both sides of forks that come while other threads are in it.
 #include "stress.h"
 
-#include <tvkcore/asn/tvkasnutility.h>
-#include <tvkcore/base/tvkexception.h>
-#include <tvkcore/base/tvklibrarymanager.h>
-#include <tvkcore/base/tvktrace.h>
-#include <tvkcore/base/tvkwideinterntable.h>
-#include <tvkcore/kry/tvkkryutility.h>
-#include <tvkcore/store/tvkcapimanager.h>
+#include "toolkit/hex.h"
 
 #include <dlfcn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <thread>
 
-namespace stress {
+using namespace stress;
+
 namespace {
 
 template <class Made>
@@ -49,7 +42,7 @@ protected:
 
     // Never destroyed: threads that the process has left use it when it ends.
     static Bytes const& keyOfAll() {
-        static auto const* const key = new Bytes(test_support::TestKey::shared(512).privateKeyInfo());
+        static auto const* const key = new Bytes(TestKey::shared(512).privateKeyInfo());
         return *key;
     }
 
@@ -74,8 +67,7 @@ protected:
             TVKCertItem(buffer(certificateOf(thread, round)), buffer(Bytes(label.begin(), label.end()))));
         if (store->insertItem(item) != 1)
             return "not inserted";
-        TVKASNx509Certificate certificate(TVKASNNotSecure);
-        TVKASNUtility::setDEREncoding(item.getCertificateDER().get(), certificate);
+        Decoded<TVKASNx509Certificate> certificate(item.getCertificateDER().get());
         TVKASNIssuerAndSerialNumber key(TVKASNNotSecure);
         TVKASNUtility::getIssuerAndSerialNumber(certificate.tbsCertificate.issuer,
                                                 certificate.tbsCertificate.serialNumber, key);
@@ -138,19 +130,6 @@ TEST_F(Module, SixteenThreadsEachWithItsObjects) {
                 threadCount, rounds, std::chrono::duration<double>(Clock::now() - begin).count());
 }
 
-// In a child of its own: what a child must not do is hang, so its alarm ends it.
-template <class Body>
-int statusOf(Body&& body) {
-    pid_t const child = ::fork();
-    if (child == 0) {
-        ::alarm(20);
-        body();
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    return status;
-}
-
 #ifndef __SANITIZE_ADDRESS__ // whose allocator a fork leaves locked in the child when another thread is in it
 TEST_F(Module, ForksWhileThreadsAreInIt) {
     unsigned const forks = fullOr(1000u, 60u);
@@ -165,30 +144,28 @@ TEST_F(Module, ForksWhileThreadsAreInIt) {
                 else
                     failures += !use(thread, round % 1000).empty();
         });
-    unsigned failedChildren = 0;
-    for (unsigned i = 0; i < forks && failedChildren == 0; ++i)
-        failedChildren += 0 != statusOf([&] {
-                              touchWhatAllShare(0);
-                              std::string const outcome = use(100, i);
-                              std::fputs(outcome.c_str(), stderr);
-                              ::_exit(outcome.empty() ? 0 : 1);
-                          });
+    int failed = 0;
+    for (unsigned i = 0; i < forks && failed == 0; ++i)
+        failed += failedChildren(1, [&](int) {
+            touchWhatAllShare(0);
+            std::string const outcome = use(100, i);
+            std::fputs(outcome.c_str(), stderr);
+            return outcome.empty();
+        });
     isOver = true;
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(failedChildren, 0u);
+    EXPECT_EQ(failed, 0);
     EXPECT_EQ(failures, 0u);
-    std::printf("%u forks while 4 threads were in the module, %u children that failed\n", forks,
-                failedChildren);
+    std::printf("%u forks while 4 threads were in the module, %d children that failed\n", forks, failed);
 }
 #endif
 
 TEST_F(Module, AnyThreadMayUnloadItOrEndTheProcess) {
-    char const* const rows[] = {"exit in a thread", "unload in a thread, then exit",
-                                "exit while others go on"};
+    char const* const rows[] = {"exit in a thread", "unload in a thread and exit", "exit while others go on"};
     for (unsigned row = 0; row < std::size(rows); ++row)
         for (unsigned i = 0; i < fullOr(20u, 3u); ++i) {
-            int const status = statusOf([&] {
+            ASSERT_TRUE(inChild([&] {
                 std::vector<std::thread> others;
                 for (unsigned thread = 0; row == 2 && thread < 2; ++thread)
                     others.emplace_back([thread] {
@@ -203,10 +180,9 @@ TEST_F(Module, AnyThreadMayUnloadItOrEndTheProcess) {
                     }
                     std::exit(good ? 0 : 1);
                 }).join();
-            });
-            ASSERT_EQ(status, 0) << rows[row];
+                return false; // the process has ended by now
+            })) << rows[row];
         }
 }
 
 } // namespace
-} // namespace stress

@@ -8,7 +8,8 @@
 #include <atomic>
 #include <cstring>
 
-namespace stress {
+using namespace stress;
+
 namespace {
 
 constexpr unsigned writers = 64;
@@ -33,8 +34,7 @@ struct Shared {
 
     bool fail(std::string const& text) {
         // Of many failures one will do.
-        std::strncpy(failure, (text + ", error " + std::to_string(GetLastError())).c_str(),
-                     sizeof failure - 1);
+        std::strncpy(failure, (text + ", " + std::to_string(GetLastError())).c_str(), sizeof failure - 1);
         isOver = true;
         return false;
     }
@@ -95,8 +95,7 @@ protected:
         HCRYPTPROV none = 0;
         return timed([&] { return openContainer(name, CRYPT_NEWKEYSET); }) &&
                timed([&] { return importKey(name, 512); }) && timed([&] {
-                   return CryptAcquireContextA(&none, name, MS_ENHANCED_PROV_A, PROV_RSA_FULL,
-                                               CRYPT_DELETEKEYSET);
+                   return CryptAcquireContextA(&none, name, MS_ENHANCED_PROV_A, 1, CRYPT_DELETEKEYSET);
                });
     }
 
@@ -171,4 +170,3 @@ TEST_F(Processes, WriteAndWalkOneStoreWithoutAFailure) {
 }
 
 } // namespace
-} // namespace stress

@@ -14,9 +14,9 @@ struct Pattern {
 Pattern const& pattern() {
     static auto const* const made = [] {
         Bytes const serial = {0x53, 0xA5, 0x5A, 0xA5, 0x5A, 0xA5, 0x5A};
-        test_support::CertificateFields fields;
+        CertificateFields fields;
         fields.serial = serial;
-        Pattern result{makeCertificate(fields, test_support::TestKey::shared(512)), 0};
+        Pattern result{makeCertificate(fields, TestKey::shared(512)), 0};
         Bytes const& bytes = result.encoding;
         result.place =
             std::search(bytes.begin(), bytes.end(), serial.begin(), serial.end()) - bytes.begin() + 1;
@@ -52,12 +52,11 @@ ContextHandle findIn(StoreHandle const& store, Bytes const& encoding) {
 }
 
 bool importKey(char const* container, unsigned bits) {
-    Bytes key = test_support::TestKey::shared(bits).privateKeyInfo();
+    Bytes key = TestKey::shared(bits).privateKeyInfo();
     CRYPT_PKCS8_IMPORT_PARAMS parameters{};
-    parameters.PrivateKey = {static_cast<DWORD>(key.size()), key.data()};
+    parameters.PrivateKey = {sizeOf(key), key.data()};
     parameters.pResolvehCryptProvFunc = [](CRYPT_PRIVATE_KEY_INFO*, HCRYPTPROV* provider, LPVOID name) {
-        return CryptAcquireContextA(provider, static_cast<char const*>(name), MS_ENHANCED_PROV_A,
-                                    PROV_RSA_FULL, 0);
+        return CryptAcquireContextA(provider, static_cast<char const*>(name), MS_ENHANCED_PROV_A, 1, 0);
     };
     parameters.pVoidResolveFunc = const_cast<char*>(container);
     ProviderHandle provider;
@@ -68,15 +67,10 @@ namespace {
 
 std::map<std::string, unsigned> boxes() {
     std::map<std::string, unsigned> found;
-    ProviderHandle const provider = openContainer(nullptr);
-    char name[256];
-    DWORD length = sizeof name;
-    for (DWORD step = CRYPT_FIRST;
-         CryptGetProvParam(provider.get(), PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name), &length, step);
-         step = CRYPT_NEXT, length = sizeof name) {
-        if (!std::string(name).starts_with("box"))
+    for (std::string const& name : containerNames()) {
+        if (!name.starts_with("box"))
             continue;
-        ProviderHandle const box = openContainer(name);
+        ProviderHandle const box = openContainer(name.c_str());
         HCRYPTKEY key = 0;
         DWORD bits = 0;
         DWORD size = sizeof bits;
@@ -132,8 +126,8 @@ bool change(Random& numbers, State& state, bool inPlatform) {
         if (choice == 0 || (choice == 1 && found->second == 0)) {
             state.boxes.erase(found);
             HCRYPTPROV none = 0;
-            return !inPlatform || CryptAcquireContextA(&none, box.c_str(), MS_ENHANCED_PROV_A, PROV_RSA_FULL,
-                                                       CRYPT_DELETEKEYSET);
+            return !inPlatform ||
+                   CryptAcquireContextA(&none, box.c_str(), MS_ENHANCED_PROV_A, 1, CRYPT_DELETEKEYSET);
         }
         found->second = found->second == 512 ? 1024 : 512;
         return !inPlatform || importKey(box.c_str(), found->second);

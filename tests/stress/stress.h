@@ -18,15 +18,6 @@ Figure fullOr(Figure full, Figure shortForm) {
     return std::getenv("TVK_STRESS_FULL") != nullptr ? full : shortForm;
 }
 
-// The directory for temporary files, while the object lives: in memory where the machine has a place for it.
-struct InMemory {
-    explicit InMemory(bool isWanted = true) {
-        if (isWanted && std::filesystem::is_directory("/dev/shm"))
-            place.emplace("TMPDIR", "/dev/shm");
-    }
-    std::optional<test_support::EnvironmentVariable> place;
-};
-
 // Certificates that differ in their serial numbers and in their signatures, which nobody verifies.
 Bytes certificateOf(unsigned high, unsigned low);
 std::pair<unsigned, unsigned> numbersOf(Bytes const& encoding);

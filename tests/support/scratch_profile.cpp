@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <fstream>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -29,6 +30,12 @@ fs::path makeDirectory(fs::path const& path) {
 
 } // namespace
 
+std::string readWhole(fs::path const& file) {
+    std::ifstream in(file, std::ios::binary);
+    EXPECT_TRUE(in) << file;
+    return fs::is_directory(file) ? "" : std::string(std::istreambuf_iterator<char>(in), {});
+}
+
 ScratchDirectory::ScratchDirectory() {
     std::string name = (fs::canonical(fs::temp_directory_path()) / "tvkbridge-test-XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr)
@@ -46,11 +53,6 @@ ScratchDirectory::~ScratchDirectory() {
 }
 
 ScratchProfile::ScratchProfile()
-    : userHome_(makeDirectory(directory_.path() / "user")),
-      machineHome_(makeDirectory(directory_.path() / "machine")),
-      userVariable_("WINCRYPT_USER_HOME", userHome_.string()),
-      machineVariable_("WINCRYPT_MACHINE_HOME", machineHome_.string()),
-      noCredentials_("CREDENTIALS_DIRECTORY", std::nullopt),
-      noPinSource_("WINCRYPT_PIN_SOURCE", std::nullopt), noTokens_("WINCRYPT_TOKEN_DISCOVERY_TIMEOUT", "0") {}
+    : userHome_(makeDirectory(file("user"))), machineHome_(makeDirectory(file("machine"))) {}
 
 } // namespace test_support

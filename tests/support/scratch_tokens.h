@@ -1,6 +1,5 @@
 #pragma once
 
-#include "support/environment_variable.h"
 #include "support/scratch_profile.h"
 
 #include <list>

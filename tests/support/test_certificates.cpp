@@ -2,11 +2,9 @@
 
 #include "support/libcrypto.h"
 
-#include <openssl/asn1.h>
-#include <openssl/evp.h>
+#include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
-#include <openssl/x509.h>
 #include <openssl/x509v3.h>
 
 #include <map>
@@ -54,15 +52,10 @@ void addExtensions(X509* certificate, std::vector<CertificateExtension> const& e
     }
 }
 
-} // namespace
-
-namespace {
-
 // A key of the largest size takes a minute to make: that one lies in a file.
 EVP_PKEY* newKey(unsigned bits) {
-    if (bits != 8192) {
+    if (bits != 8192)
         return EVP_RSA_gen(bits);
-    }
     Owned<BIO> const file(BIO_new_file(TEST_DATA "/rsa-8192.pem", "r"));
     requireCrypto(file != nullptr, "BIO_new_file");
     return PEM_read_bio_PrivateKey(file.get(), nullptr, nullptr, nullptr);
@@ -111,6 +104,22 @@ Bytes makeCertificate(CertificateFields const& fields, TestKey const& key) {
 
     requireCrypto(X509_sign(raw, key.get(), EVP_sha256()) > 0, "X509_sign");
     return encoded(raw, i2d_X509, "i2d_X509");
+}
+
+std::vector<Bytes> readTrustBundle(std::filesystem::path const& file) {
+    Owned<BIO> const input(BIO_new_file(file.c_str(), "r"));
+    requireCrypto(input != nullptr, file.string());
+    std::vector<Bytes> certificates;
+    unsigned char* data = nullptr;
+    long length = 0;
+    while (PEM_bytes_read_bio(&data, &length, nullptr, PEM_STRING_X509, input.get(), nullptr, nullptr) == 1) {
+        certificates.emplace_back(data, data + length);
+        OPENSSL_free(data);
+    }
+    requireCrypto(ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE, file.string());
+    ERR_clear_error();
+    requireCrypto(!certificates.empty(), "search for a certificate in " + file.string());
+    return certificates;
 }
 
 } // namespace test_support

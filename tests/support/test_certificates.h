@@ -3,10 +3,9 @@
 #include "support/bytes.h"
 
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 struct evp_pkey_st;
 
@@ -62,5 +61,11 @@ struct CertificateFields {
 // The certificate of the key's public half, version 3, DER, signed by the key itself with SHA-256. Throws
 // std::runtime_error with libcrypto's reasons for fields that libcrypto refuses.
 Bytes makeCertificate(CertificateFields const& fields, TestKey const& key);
+
+inline constexpr char const* systemTrustBundle = "/etc/ssl/certs/ca-certificates.crt";
+
+// The certificates of a PEM file in its order, each as the bytes that stand there. Throws std::runtime_error
+// when the file can't be read to its end or holds no certificate: a test over none would prove nothing.
+std::vector<Bytes> readTrustBundle(std::filesystem::path const& file = systemTrustBundle);
 
 } // namespace test_support

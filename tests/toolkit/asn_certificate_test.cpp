@@ -1,21 +1,15 @@
 #include "hex.h"
 #include "support/libcrypto.h"
 #include "support/test_certificates.h"
-#include "support/trust_bundle.h"
-
-#include <tvkcore/tvkcore.h>
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <tuple>
-
-using test_support::Bytes;
 
 namespace {
 
 std::vector<Bytes> const& bundle() {
-    static std::vector<Bytes> const s_bundle = test_support::readTrustBundle();
+    static std::vector<Bytes> const s_bundle = readTrustBundle();
     return s_bundle;
 }
 
@@ -44,7 +38,7 @@ void expectSameTime(TVKASNTarnTime const& time, ASN1_TIME const* libcryptos) {
 }
 
 void expectSameAsLibcrypto(Bytes const& der, TVKASNx509Certificate const& certificate) {
-    auto const x509 = test_support::decodeCertificate(der);
+    auto const x509 = decodeCertificate(der);
     ASSERT_NE(x509, nullptr);
     TVKASNTBSCertificate const& tbs = certificate.tbsCertificate;
     EXPECT_EQ(encodingOf(tbs.issuer), libcryptoEncoding(X509_get_issuer_name(x509.get()), &i2d_X509_NAME));
@@ -61,8 +55,7 @@ void expectSameAsLibcrypto(Bytes const& der, TVKASNx509Certificate const& certif
     long version = 0;
     tbs.version.get_value(version);
     EXPECT_EQ(version, X509_get_version(x509.get()));
-    EXPECT_EQ(tbs.extensions.get_count(),
-              static_cast<unsigned int>(std::max(0, X509_get_ext_count(x509.get()))));
+    EXPECT_EQ(static_cast<int>(tbs.extensions.get_count()), std::max(0, X509_get_ext_count(x509.get())));
 }
 
 void expectRefusedWhenCut(Bytes const& der) {
@@ -81,27 +74,24 @@ void expectRefusedWhenCut(Bytes const& der) {
 TEST(Certificates, OfTheTrustBundleAreTheSameAsInLibcrypto) {
     for (std::size_t i = 0; i < bundle().size(); ++i) {
         SCOPED_TRACE("certificate " + std::to_string(i));
-        TVKASNx509Certificate certificate(TVKASNNotSecure);
-        TVKASNUtility::setDEREncoding(viewOf(bundle()[i]), certificate);
+        Decoded<TVKASNx509Certificate> certificate(viewOf(bundle()[i]));
         EXPECT_EQ(encodingOf(certificate), toHex(bundle()[i]));
         expectSameAsLibcrypto(bundle()[i], certificate);
         // Written from its parts, as after a change, it is the same again.
-        TVKASNInteger serial(TVKASNNotSecure);
-        TVKASNUtility::setDEREncoding(
-            TVKASNUtility::getDEREncoding(certificate.tbsCertificate.serialNumber).get(), serial);
+        TVKASNInteger& own = certificate.tbsCertificate.serialNumber;
+        Decoded<TVKASNInteger> serial(TVKASNUtility::getDEREncoding(own).get());
         unsigned char* value = nullptr;
         unsigned long length = 0;
         serial.get_value(value, length);
-        certificate.tbsCertificate.serialNumber.set_value(value, length);
+        own.set_value(value, length);
         EXPECT_FALSE(certificate.is_encoding_valid());
         EXPECT_EQ(encodingOf(certificate), toHex(bundle()[i]));
     }
 }
 
 TEST(Certificates, AreRefusedWhenCutAnywhere) {
-    for (Bytes const& der : bundle()) {
+    for (Bytes const& der : bundle())
         expectRefusedWhenCut(der);
-    }
 }
 
 // Whatever single byte is wrong, the outcome is a certificate that can be written or an error.
@@ -132,9 +122,8 @@ namespace {
 Bytes withLongLength(Bytes const& der, unsigned int octets) {
     Bytes out = {der[0], static_cast<std::uint8_t>(0x80U | octets)};
     unsigned long const length = static_cast<unsigned long>(der[2]) << 8 | der[3];
-    for (unsigned int i = octets; i > 0; --i) {
+    for (unsigned int i = octets; i > 0; --i)
         out.push_back(static_cast<std::uint8_t>(i > 4 ? 0 : length >> (8 * (i - 1))));
-    }
     out.insert(out.end(), der.begin() + 4, der.end());
     return out;
 }
@@ -163,22 +152,20 @@ Bytes withSignatureInPieces(Bytes const& der, std::size_t signatureLength) {
 } // namespace
 
 TEST(Certificates, AreTakenInTheOtherEncodingsThatLibcryptoTakes) {
-    test_support::TestKey const& key = test_support::TestKey::shared(1024);
-    Bytes const der = test_support::makeCertificate({}, key);
-    TVKASNx509Certificate plain(TVKASNNotSecure);
-    TVKASNUtility::setDEREncoding(viewOf(der), plain);
+    TestKey const& key = TestKey::shared(1024);
+    Bytes const der = makeCertificate({}, key);
+    Decoded<TVKASNx509Certificate> plain(viewOf(der));
     std::pair<Bytes, char const*> const rows[] = {{withLongLength(der, 3), "length in one octet more"},
                                                   {withLongLength(der, 8), "length in eight octets"},
                                                   {withIndefiniteLength(der), "indefinite length"},
                                                   {withSignatureInPieces(der, 128), "constructed signature"}};
     for (auto const& [bytes, why] : rows) {
         SCOPED_TRACE(why);
-        TVKASNx509Certificate certificate(TVKASNNotSecure);
-        TVKASNUtility::setDEREncoding(viewOf(bytes), certificate);
+        Decoded<TVKASNx509Certificate> certificate(viewOf(bytes));
         EXPECT_EQ(encodingOf(certificate), toHex(bytes));
         EXPECT_EQ(encodingOf(certificate.tbsCertificate), encodingOf(plain.tbsCertificate));
         EXPECT_EQ(encodingOf(certificate.signature), encodingOf(plain.signature));
-        EXPECT_NE(test_support::decodeCertificate(bytes), nullptr) << "the case itself is wrong";
+        EXPECT_NE(decodeCertificate(bytes), nullptr) << "the case itself is wrong";
         expectRefusedWhenCut(bytes);
         // Other values are read by the distinguished rules alone.
         TVKASNSequence sequence(TVKASNNotSecure);
@@ -186,9 +173,8 @@ TEST(Certificates, AreTakenInTheOtherEncodingsThatLibcryptoTakes) {
         EXPECT_NE(sequence.read(view), TVKASN_OK);
     }
     Bytes indefinite;
-    for (int i = 0; i < 100000; ++i) {
+    for (int i = 0; i < 100000; ++i)
         indefinite.insert(indefinite.end(), {0x30, 0x80});
-    }
     for (Bytes const& nested : {Bytes(100000, 0xA0), indefinite}) {
         TVKASNx509Certificate certificate(TVKASNNotSecure);
         TVKASNCBuffer view = viewOf(nested);
@@ -200,9 +186,9 @@ TEST(Certificates, GivePartsForSearches) {
     TVKASNx509Certificate first(TVKASNNotSecure);
     TVKASNx509Certificate second(TVKASNNotSecure);
     for (auto const& [serial, made] : {std::pair(0xC3, &first), {0xC4, &second}}) {
-        test_support::CertificateFields fields{.serial = {static_cast<std::uint8_t>(serial)}};
+        CertificateFields fields{.serial = {static_cast<std::uint8_t>(serial)}};
         fields.extensions = {{"basicConstraints", "critical,CA:TRUE"}, {"subjectAltName", "DNS:example.org"}};
-        Bytes const der = makeCertificate(fields, test_support::TestKey::shared(1024));
+        Bytes const der = makeCertificate(fields, TestKey::shared(1024));
         TVKASNUtility::setDEREncoding(viewOf(der), *made);
     }
     auto const& tbs = first.tbsCertificate;

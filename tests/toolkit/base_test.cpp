@@ -1,15 +1,11 @@
 #include "hex.h"
-#include "support/environment_variable.h"
-
-#include <tvkcore/tvkcore.h>
+#include "support/scratch_profile.h"
 
 #include <gmock/gmock.h>
 
 #include <cstring>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
-#include <vector>
 
 TEST(Strings, KeepZeroBytesAndRanges) {
     TVKString const text("a\0b", 3);
@@ -80,9 +76,8 @@ public:
     void record(TVKTraceRecord const& record) override {
         bool const entry = record.kind == TVKTraceRecord::Kind::entry;
         lines.push_back((entry ? "> " : "< ") + std::to_string(record.component) + " " + record.label);
-        if (throwing) {
+        if (throwing)
             throw std::runtime_error("sink");
-        }
     }
 
     std::vector<std::string> lines;
@@ -150,12 +145,10 @@ TEST(InternTable, GivesOnePointerForEqualText) {
     std::vector<std::thread> threads;
     std::vector<wchar_t const*> results(4);
     for (std::size_t i = 0; i < results.size(); ++i) {
-        threads.emplace_back(
-            [&results, i] { results[i] = TVKWideInternTable::intern(L"shared by threads"); });
+        threads.emplace_back([&results, i] { results[i] = TVKWideInternTable::intern(L"shared by all"); });
     }
-    for (std::thread& thread : threads) {
+    for (std::thread& thread : threads)
         thread.join();
-    }
     EXPECT_THAT(results, testing::Each(results[0]));
 }
 
@@ -180,20 +173,15 @@ TEST(LibraryManager, KeepsEntriesUntilTheirFunctionGoes) {
 }
 
 TEST(LibraryManager, SaysWhyAModuleCantBeLoaded) {
-    test_support::EnvironmentVariable const path("TVK_PLUGIN_PATH", "/nonexistent/one:/nonexistent/two");
+    EnvironmentVariable const path("TVK_PLUGIN_PATH", "/nonexistent/one:/nonexistent/two");
     for (auto const& [name, cause] :
          {std::pair("nosuchmodule", "not found in /nonexistent/one, /nonexistent/two"),
           {"/nonexistent/module.so", "No such file"},
           {"/etc/passwd", "can't be loaded"}}) {
         SCOPED_TRACE(name);
-        try {
-            TVKLibraryManager::loadLibrary(name);
-            FAIL() << "loaded";
-        } catch (TVKException const& exception) {
-            EXPECT_EQ(exception.getCode(), TVKCORE_LIBRARY_NOT_LOADED);
-            EXPECT_THAT(exception.what(), testing::HasSubstr(cause));
-            EXPECT_THAT(exception.what(), testing::HasSubstr(name));
-        }
+        TVKException const failure = failureOf([&, &file = name] { TVKLibraryManager::loadLibrary(file); });
+        EXPECT_EQ(failure.getCode(), TVKCORE_LIBRARY_NOT_LOADED);
+        EXPECT_THAT(failure.what(), testing::AllOf(testing::HasSubstr(cause), testing::HasSubstr(name)));
     }
     EXPECT_THROW(TVKLibraryManager::unloadLibrary("nosuchmodule"), TVKException);
 }

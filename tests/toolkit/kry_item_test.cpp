@@ -1,13 +1,6 @@
 #include "hex.h"
 
-#include <tvkcore/tvkcore.h>
-
 #include <gtest/gtest.h>
-
-#include <map>
-#include <memory>
-#include <set>
-#include <sstream>
 
 namespace {
 
@@ -81,8 +74,7 @@ TEST(Items, KeepWhatTheyWereMadeOf) {
     auto certItem = std::make_unique<TVKCertItem>(label("certificate"), label("caf\xC3\xA9"));
     TVKKeyCertItem item(*keyItem, *certItem);
     TVKKeyCertReqItem const request(*keyItem, label("request"), label("r"));
-    TVKKeyCertItem const keyLabelled(TVKKeyItem(keyOf("x"), label("key")),
-                                     TVKCertItem(TVKBuffer(), TVKBuffer()));
+    TVKKeyCertItem const keyLabelled(TVKKeyItem(keyOf("x"), label("key")), TVKCertItem({}, {}));
     keyItem.reset();
     certItem.reset();
     EXPECT_EQ(item.getLabelAsString(), TVKString("caf\xC3\xA9"));
@@ -114,9 +106,8 @@ TEST(Items, KnowTheirClass) {
         SCOPED_TRACE(name);
         EXPECT_EQ(item->getInstanceName().view(), name);
         EXPECT_TRUE(item->isKindOf("TVKStoreItem"));
-        for (auto const& [other, unused] : items) {
+        for (auto const& [other, unused] : items)
             EXPECT_EQ(item->isKindOf(other.c_str()), name == other);
-        }
     }
 }
 
@@ -125,9 +116,8 @@ TEST(Containers, GiveItemsInOrderAndDeleteTheRest) {
     EXPECT_EQ(container.pop_front(), nullptr);
     EXPECT_EQ(container.size(), 0U);
     EXPECT_FALSE(container.push_back(nullptr));
-    for (char const* name : {"1", "2", "3"}) {
+    for (char const* name : {"1", "2", "3"})
         EXPECT_TRUE(container.push_back(new TVKCertItem(TVKBuffer(), label(name))));
-    }
     std::unique_ptr<TVKCertItem> const first(container.pop_front());
     EXPECT_EQ(first->getLabelAsString(), TVKString("1"));
     EXPECT_EQ(container.size(), 2U);

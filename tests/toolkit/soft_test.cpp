@@ -3,7 +3,6 @@
 #include "support/libcrypto.h"
 #include "support/test_certificates.h"
 
-#include <tvkcore/tvkcore.h>
 #include <tvksoft/tvksoftalgorithmfactory.h>
 
 #include <gtest/gtest.h>
@@ -11,12 +10,6 @@
 #include <openssl/rsa.h>
 
 #include <array>
-#include <functional>
-#include <tuple>
-
-using test_support::Bytes;
-using test_support::rsa;
-using test_support::TestKey;
 
 namespace {
 
@@ -71,16 +64,6 @@ TVKKRYKey keyOf(int format, int type, Bytes const& blob, int algorithm = TVKKRYK
 TVKKRYKey publicOf(TestKey const& key) { return keyOf(2, 1, key.publicKeyInfo()); }
 TVKKRYKey privateOf(TestKey const& key) { return keyOf(3, 2, key.privateKeyInfo()); }
 
-// What is thrown, with code 0 for nothing.
-TVKException failureOf(std::function<void()> const& step) {
-    try {
-        step();
-    } catch (TVKException const& failure) {
-        return failure;
-    }
-    return {"", 0, 0, ""};
-}
-
 } // namespace
 
 TEST(SoftDigests, GiveThePublishedValues) {
@@ -126,8 +109,7 @@ TEST(SoftSignatures, AreThoseOfLibcryptoAndNoOthers) {
             EXPECT_FALSE(verifies(Bytes(bits / 8, 1)));
             continue;
         }
-        Bytes const good =
-            test_support::signatureOf(key.get(), EVP_get_digestbyname(algorithm.name), bytes(data));
+        Bytes const good = signatureOf(key.get(), EVP_get_digestbyname(algorithm.name), bytes(data));
         EXPECT_EQ(bytes(signer->signData(data.get())), good);
         EXPECT_TRUE(verifies(good));
         EXPECT_FALSE(verifier->verifyData({}, viewOf(good))) << "of other data";
