@@ -25,5 +25,6 @@ elseif(UNIX AND NOT APPLE)
     add_compile_options(-fstack-protector-strong)
     # Undefined symbols are refused, so a library that uses what it does not link fails here and not on loading.
     # Sanitized libraries leave their run-time's symbols to the program.
-    add_link_options(LINKER:-z,defs LINKER:-z,relro LINKER:-z,now)
+    # A library's calls to itself are bound when it is linked, which loading it needn't do then.
+    add_link_options(LINKER:-z,defs LINKER:-z,relro LINKER:-z,now LINKER:-Bsymbolic-functions)
 endif()

@@ -54,11 +54,23 @@ private:
 };
 #endif
 
+// Most names are, and are the same in every encoding; making a locale takes a good part of a short program's
+// time.
+template <typename Character>
+bool isAscii(Character const* text, std::size_t length) {
+    return std::all_of(text, text + length,
+                       [](Character each) { return each > Character{0} && each < Character{0x7F}; });
+}
+
 } // namespace
 
 bool widen(TVKString const& text, wchar_t* wide) {
     std::size_t const room = text.length() + std::size_t{1};
     std::fill_n(wide, room, L'\0');
+    if (isAscii(text.c_str(), text.length())) {
+        std::copy_n(text.c_str(), text.length(), wide);
+        return true;
+    }
     [[maybe_unused]] Utf8Thread const utf8;
     bool const whole = std::strlen(text.c_str()) == text.length();
     if (!whole || std::mbstowcs(wide, text.c_str(), room) == kFailed) {
@@ -88,6 +100,10 @@ wchar_t* widenForGood(TVKString const& text) {
 }
 
 std::optional<TVKString> narrow(wchar_t const* wide) {
+    if (std::size_t const length = std::wcslen(wide); isAscii(wide, length)) {
+        std::string const text(wide, wide + length);
+        return TVKString(text.c_str(), static_cast<unsigned int>(length));
+    }
     [[maybe_unused]] Utf8Thread const utf8;
     std::size_t const length = std::wcstombs(nullptr, wide, 0);
     if (length == kFailed) {

@@ -179,7 +179,11 @@ CertificateContext* BundleStoreView::add(HCERTSTORE, CertificateFields const&, P
 
 void BundleStoreView::remove(CertificateContext const&) { fail(E_ACCESSDENIED); }
 
-PropertySet BundleStoreView::properties(CertificateContext&) { return {}; }
+std::shared_ptr<PropertySet const> BundleStoreView::properties(CertificateContext&) {
+    static auto const* const none =
+        new std::shared_ptr<PropertySet const>(std::make_shared<PropertySet const>());
+    return *none;
+}
 
 void BundleStoreView::setProperty(CertificateContext&, DWORD, std::optional<Bytes>) { fail(E_ACCESSDENIED); }
 

@@ -19,7 +19,7 @@ public:
                              Selection const& selection) override;
     CertificateContext* add(HCERTSTORE, CertificateFields const&, PropertySet const&, DWORD) override;
     void remove(CertificateContext const&) override;
-    PropertySet properties(CertificateContext&) override;
+    std::shared_ptr<PropertySet const> properties(CertificateContext&) override;
     void setProperty(CertificateContext&, DWORD, std::optional<Bytes>) override;
     std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) override;
 };

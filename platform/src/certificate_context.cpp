@@ -13,13 +13,13 @@ CertificateContext::CertificateContext(CertificateOrigin origin)
       memory(std::move(origin.memory)), reading(std::move(origin.reading)), info_{} {
     if (view)
         view->contexts.fetch_add(1);
-    liveObjects.fetch_add(1, std::memory_order_relaxed);
+    addLiveObject();
 }
 
 CertificateContext::~CertificateContext() {
     if (view)
         view->contexts.fetch_sub(1);
-    liveObjects.fetch_sub(1, std::memory_order_relaxed);
+    removeLiveObject();
 }
 
 CertificateContext* CertificateContext::create(CertificateFields const& fields, HCERTSTORE store,
@@ -67,9 +67,9 @@ CertificateFields CertificateContext::fields() const {
     return fields;
 }
 
-PropertySet CertificateContext::properties() {
+std::shared_ptr<PropertySet const> CertificateContext::properties() {
     if (memory)
-        return *memory->properties.load();
+        return memory->properties.load();
     return view->properties(*this);
 }
 

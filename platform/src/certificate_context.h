@@ -49,7 +49,7 @@ public:
     ByteView encoding() const noexcept { return {pbCertEncoded, cbCertEncoded}; }
     CertificateFields fields() const;
 
-    PropertySet properties();
+    std::shared_ptr<PropertySet const> properties();
     // Removes where the value is empty. Errors: E_ACCESSDENIED, CRYPT_E_NOT_FOUND.
     void setProperty(DWORD property, std::optional<Bytes> stored);
 

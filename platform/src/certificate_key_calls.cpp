@@ -24,10 +24,10 @@ BOOL WINAPI CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dwFlag
             fail(ERROR_INVALID_PARAMETER);
         if ((dwFlags & ~DWORD{CRYPT_ACQUIRE_COMPARE_KEY_FLAG | CRYPT_ACQUIRE_SILENT_FLAG}) != 0)
             fail(NTE_BAD_FLAGS);
-        PropertySet const properties = context.properties();
-        if (!properties.keyInfo)
+        auto const properties = context.properties();
+        if (!properties->keyInfo)
             fail(CRYPT_E_NO_KEY_PROPERTY);
-        KeyReference const reference = readKeyReference(*properties.keyInfo);
+        KeyReference const reference = readKeyReference(*properties->keyInfo);
         static_assert(CRYPT_ACQUIRE_SILENT_FLAG == CRYPT_SILENT);
         auto opened = openReferenced(reference, dwFlags & CRYPT_SILENT);
         if ((dwFlags & CRYPT_ACQUIRE_COMPARE_KEY_FLAG) != 0 &&

@@ -16,7 +16,7 @@ std::optional<Bytes> optionalBytes(Statement const& row, int column) {
 CertificateRows::CertificateRows(std::int64_t position, Statement& query, std::size_t most,
                                  Stamp const& stamp)
     : position_(position), stamp_(stamp) {
-    constexpr std::size_t enough = 32 * 1024;
+    constexpr std::size_t enough = 128 * 1024;
     std::size_t octets = 0;
     rows_.reserve(most);
     encodings_.reserve(most);
@@ -42,9 +42,16 @@ bool CertificateRows::tell(std::int64_t position, Stamp const& now) const noexce
            (isEnd_ || (!rows_.empty() && position < rows_.back().number));
 }
 
+std::size_t CertificateRows::countToFollow(std::int64_t position) const noexcept {
+    constexpr std::size_t most = 64;
+    bool const isContinued = !rows_.empty() && rows_.back().number == position;
+    return isContinued ? std::clamp(2 * rows_.size(), fewest, most) : fewest;
+}
+
 CertificateRows::Row const* CertificateRows::behind(std::int64_t position) const noexcept {
     auto const found =
-        std::find_if(rows_.begin(), rows_.end(), [&](Row const& row) { return row.number > position; });
+        std::upper_bound(rows_.begin(), rows_.end(), position,
+                         [](std::int64_t known, Row const& row) { return known < row.number; });
     return found != rows_.end() ? &*found : nullptr;
 }
 

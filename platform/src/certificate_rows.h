@@ -23,6 +23,10 @@ public:
     // Whether they tell what stands behind the position, at a time with that stamp.
     bool tell(std::int64_t position, Stamp const& now) const noexcept;
 
+    // How many a walk is to read behind the position: more each time that it goes on.
+    static constexpr std::size_t fewest = 8;
+    std::size_t countToFollow(std::int64_t position) const noexcept;
+
     // The first one behind the position; null at the end of the store.
     Row const* behind(std::int64_t position) const noexcept;
 

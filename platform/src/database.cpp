@@ -147,9 +147,10 @@ std::unique_ptr<Connection> Database::openExisting() {
     }
     auto const opened = [&](Connection::Mode mode) {
         auto connection = std::make_unique<Connection>(path_, mode);
-        if (mode == Connection::Mode::readWrite)
-            // With a rollback journal, FULL leaves open whether the journal's removal outlives a power loss.
-            connection->execute("PRAGMA synchronous = EXTRA; PRAGMA journal_size_limit = 4194304");
+        if (mode == Connection::Mode::readWrite) {
+            connection->setDurability(Durability::now);
+            connection->execute("PRAGMA journal_size_limit = 4194304");
+        }
         connection->execute("PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON");
         connection->number(
             "PRAGMA schema_version"); // reads the file, so that what is wrong with it shows here

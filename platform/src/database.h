@@ -53,11 +53,12 @@ public:
     // For reading: nothing when the database doesn't exist, which reads as empty.
     std::optional<Use> reader();
 
-    // Runs the body in one durable transaction; what it throws undoes the whole. Makes the database when it
-    // is missing.
+    // Runs the body in one transaction; what it throws undoes the whole. Makes the database when it is
+    // missing.
     template <class Body>
-    auto change(Body&& body) {
+    auto change(Body&& body, Durability durability = Durability::now) {
         Use use = writer();
+        use->setDurability(durability);
         use->prepare(Query::begin).run();
         try {
             auto result = body(*use.operator->());

@@ -107,12 +107,11 @@ auto DatabaseStoreView::change(Body&& body) {
 // tells without a query.
 std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsBehind(std::optional<std::int64_t> position,
                                                                      Selection const& selection) {
-    constexpr std::size_t ahead = 16;
     Stamp const stamp = database_->stamp();
     bool const isWalk = position && stamp.known && selection.kind == Selection::Kind::any;
-    if (isWalk)
-        if (auto known = rowsAhead_.load(); known && known->tell(*position, stamp))
-            return known;
+    auto known = isWalk ? rowsAhead_.load() : nullptr;
+    if (known && known->tell(*position, stamp))
+        return known;
     auto use = database_->reader();
     if (!use)
         return nullptr;
@@ -122,7 +121,7 @@ std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsBehind(std::option
         return nullptr;
     id_.store(*id);
     std::int64_t const after = position.value_or(firstRow(*id));
-    std::size_t const most = isWalk ? ahead : 1;
+    std::size_t const most = !isWalk ? 1 : known ? known->countToFollow(*position) : CertificateRows::fewest;
     Statement query = connection.prepare(queryFor(selection.kind));
     query.bind(1, after).bind(2, endRow(*id)).bind(3, static_cast<std::int64_t>(most));
     if (selection.kind == Selection::Kind::identity)
@@ -271,22 +270,27 @@ void DatabaseStoreView::remove(CertificateContext const& context) {
     });
 }
 
-PropertySet DatabaseStoreView::properties(CertificateContext& context) {
+std::shared_ptr<PropertySet const> DatabaseStoreView::properties(CertificateContext& context) {
+    auto const propertiesOf = [](std::shared_ptr<PropertyReading const> reading) {
+        PropertySet const* const properties = &reading->properties;
+        return std::shared_ptr<PropertySet const>(std::move(reading), properties);
+    };
     std::shared_ptr<PropertyReading const> const known = context.reading.load();
-    auto reading = std::make_shared<PropertyReading>();
-    reading->stamp = database_->stamp();
-    if (reading->stamp.sameAs(known->stamp))
-        return known->properties;
+    Stamp const stamp = database_->stamp();
+    if (stamp.sameAs(known->stamp))
+        return propertiesOf(known);
     auto use = database_->reader();
     if (!use)
-        return known->properties;
+        return propertiesOf(known);
+    auto reading = std::make_shared<PropertyReading>();
+    reading->stamp = stamp;
     Statement query = (*use)->prepare(Query::certificateProperties);
     // A certificate that was deleted meanwhile keeps what was read last.
     if (!query.bind(1, context.row).step())
-        return known->properties;
+        return propertiesOf(known);
     reading->properties = {optionalBytes(query, 0), optionalBytes(query, 1)};
     context.reading.store(reading);
-    return reading->properties;
+    return propertiesOf(std::move(reading));
 }
 
 void DatabaseStoreView::setProperty(CertificateContext& context, DWORD property,

@@ -17,7 +17,7 @@ public:
     CertificateContext* add(HCERTSTORE store, CertificateFields const& fields, PropertySet const& properties,
                             DWORD disposition) override;
     void remove(CertificateContext const& context) override;
-    PropertySet properties(CertificateContext& context) override;
+    std::shared_ptr<PropertySet const> properties(CertificateContext& context) override;
     void setProperty(CertificateContext& context, DWORD property, std::optional<Bytes> stored) override;
     std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) override;
 

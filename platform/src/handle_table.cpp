@@ -3,8 +3,7 @@
 #include "live_objects.h"
 #include "process_locks.h"
 
-#include <wincrypt_layer.h>
-
+#include <atomic>
 #include <vector>
 
 namespace wincrypt {
@@ -25,7 +24,8 @@ struct Slot {
     HandleKind kind{};
 };
 
-struct Shard {
+// In a cache line of its own, like its lock.
+struct alignas(64) Shard {
     std::vector<Slot> slots;
     std::vector<std::uint32_t> free;
 };
@@ -70,7 +70,7 @@ ULONG_PTR insertHandle(HandleKind kind, std::shared_ptr<void> object) {
     Slot& slot = shard.slots[index];
     slot.object = std::move(object);
     slot.kind = kind;
-    liveObjects.fetch_add(1, std::memory_order_relaxed);
+    addLiveObject();
     return static_cast<ULONG_PTR>(slot.generation) << generationShift | static_cast<ULONG_PTR>(index) << 8 |
            number << 4 | static_cast<ULONG_PTR>(kind);
 }
@@ -98,10 +98,8 @@ std::shared_ptr<void> removeHandle(HandleKind kind, ULONG_PTR handle) noexcept {
     slot->generation = isUsedUp ? 1 : slot->generation + 1;
     if (!isUsedUp || !isWide)
         shard.free.push_back(static_cast<std::uint32_t>((handle >> 8) & maximumIndex));
-    liveObjects.fetch_sub(1, std::memory_order_relaxed);
+    removeLiveObject();
     return object;
 }
 
 } // namespace wincrypt
-
-size_t WincryptLiveObjectCount(void) { return wincrypt::liveObjects.load(); }

@@ -67,11 +67,13 @@ std::size_t longestStoredName(Database& database) {
 }
 
 void storeContainer(Database& database, std::string const& name) {
-    database.change([&](Connection& connection) {
-        if (containerId(connection, name))
-            fail(NTE_EXISTS);
-        return insertContainer(connection, name);
-    });
+    database.change(
+        [&](Connection& connection) {
+            if (containerId(connection, name))
+                fail(NTE_EXISTS);
+            return insertContainer(connection, name);
+        },
+        Durability::withNext);
 }
 
 bool removeContainer(Database& database, std::string const& name) {

@@ -30,7 +30,9 @@ std::optional<StoredContainer> loadContainer(Database& database, std::string con
 std::optional<std::string> storedContainerAfter(Database& database, std::string const& name);
 std::size_t longestStoredName(Database& database); // octets; 0 when there is no container
 
-void storeContainer(Database& database, std::string const& name);  // error: NTE_EXISTS
+// Durable with its first key at the latest: a loss of power may take an empty one. Error: NTE_EXISTS.
+void storeContainer(Database& database, std::string const& name);
+
 bool removeContainer(Database& database, std::string const& name); // false when there is none
 
 // Puts the key in its slot, in place of another and without that one's certificate; the container of the

@@ -8,6 +8,7 @@
 
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -61,7 +62,10 @@ std::optional<SecureBytes> readSecret(std::string const& path, std::optional<Sco
         failErrno(path, "can't be read");
     if (ours)
         requireTrusted(*ours, path, status, S_IRWXG | S_IRWXO);
-    SecureBytes secret(maximumCredential);
+    // One octet more shows that a file is longer than it should be; what isn't a file has no size.
+    std::size_t const room =
+        status.st_size > 0 ? static_cast<std::size_t>(status.st_size) + 1 : maximumCredential;
+    SecureBytes secret(std::min(room, maximumCredential));
     std::size_t size = 0;
     while (size < secret.size()) {
         ssize_t const count = ::read(file.number(), secret.data() + size, secret.size() - size);

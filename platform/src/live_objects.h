@@ -1,11 +1,11 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 
 namespace wincrypt {
 
-// Handles and certificate contexts that the process holds open.
-inline constinit std::atomic<std::size_t> liveObjects{0};
+// Counts the handles and certificate contexts that the process holds open.
+void addLiveObject() noexcept;
+void removeLiveObject() noexcept;
 
 } // namespace wincrypt

@@ -64,8 +64,8 @@ void MemoryStoreView::remove(CertificateContext const& context) {
 }
 
 // Contexts of a memory store carry the certificate itself, with its properties.
-PropertySet MemoryStoreView::properties(CertificateContext& context) {
-    return *context.memory->properties.load();
+std::shared_ptr<PropertySet const> MemoryStoreView::properties(CertificateContext& context) {
+    return context.memory->properties.load();
 }
 
 void MemoryStoreView::setProperty(CertificateContext& context, DWORD property, std::optional<Bytes> stored) {

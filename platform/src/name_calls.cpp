@@ -96,10 +96,10 @@ std::string simpleDisplayName(ByteView name) {
 }
 
 std::string friendlyName(CertificateContext& context) {
-    PropertySet const properties = context.properties();
-    if (!properties.friendlyName)
+    auto const properties = context.properties();
+    if (!properties->friendlyName)
         return "";
-    Bytes const given = givenFriendlyName(*properties.friendlyName);
+    Bytes const given = givenFriendlyName(*properties->friendlyName);
     std::wstring wide(given.size() / sizeof(wchar_t), L'\0');
     if (!wide.empty())
         std::memcpy(wide.data(), given.data(), wide.size() * sizeof(wchar_t));

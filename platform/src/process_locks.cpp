@@ -19,7 +19,11 @@ namespace {
 
 constexpr std::size_t lockCount = static_cast<std::size_t>(ProcessLock::handles) + handleShards;
 
-constinit std::mutex locks[lockCount];
+// Each in a cache line of its own: threads that take different locks don't wait for each other.
+struct alignas(64) OwnLine {
+    std::mutex mutex;
+};
+constinit OwnLine locks[lockCount];
 
 // Two threads may fork at once: the second one waits for the first. New leases wait here too.
 constinit std::mutex forkLock;
@@ -69,15 +73,15 @@ void beforeFork() {
     forkLock.lock();
     forking.store(true);
     waitForLeases(std::numeric_limits<long>::max());
-    for (std::mutex& lock : locks)
-        lock.lock();
+    for (OwnLine& lock : locks)
+        lock.mutex.lock();
     if (depth == 0)
         closeConnectionsBeforeFork();
 }
 
 void afterFork() {
-    for (std::mutex& lock : locks)
-        lock.unlock();
+    for (OwnLine& lock : locks)
+        lock.mutex.unlock();
     forking.store(false);
     forkLock.unlock();
 }
@@ -141,7 +145,7 @@ void prepareProcess() {
 } // namespace
 
 std::mutex& processLock(ProcessLock lock, std::size_t shard) noexcept {
-    return locks[static_cast<std::size_t>(lock) + shard];
+    return locks[static_cast<std::size_t>(lock) + shard].mutex;
 }
 
 Lease::Lease() {

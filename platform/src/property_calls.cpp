@@ -36,14 +36,14 @@ DWORD getAccessState(CertificateContext const& context, void* data, DWORD* lengt
 DWORD getProperty(CertificateContext& context, DWORD property, void* data, DWORD* length) {
     switch (property) {
     case CERT_KEY_PROV_INFO_PROP_ID: {
-        PropertySet const properties = context.properties();
-        return properties.keyInfo ? deliverKeyInfo(*properties.keyInfo, data, length)
-                                  : errorValue(CRYPT_E_NOT_FOUND);
+        auto const properties = context.properties();
+        return properties->keyInfo ? deliverKeyInfo(*properties->keyInfo, data, length)
+                                   : errorValue(CRYPT_E_NOT_FOUND);
     }
     case CERT_FRIENDLY_NAME_PROP_ID: {
-        PropertySet const properties = context.properties();
-        return properties.friendlyName ? deliver(givenFriendlyName(*properties.friendlyName), data, length)
-                                       : errorValue(CRYPT_E_NOT_FOUND);
+        auto const properties = context.properties();
+        return properties->friendlyName ? deliver(givenFriendlyName(*properties->friendlyName), data, length)
+                                        : errorValue(CRYPT_E_NOT_FOUND);
     }
     case CERT_ACCESS_STATE_PROP_ID:
         return getAccessState(context, data, length);
@@ -67,9 +67,9 @@ DWORD getProperty(CertificateContext& context, DWORD property, void* data, DWORD
     case CERT_KEY_SPEC_PROP_ID: {
         if (auto const known = keyContextOf(context))
             return deliver(known->keySpec, data, length);
-        PropertySet const properties = context.properties();
-        return properties.keyInfo ? deliver(readKeyReference(*properties.keyInfo).keySpec, data, length)
-                                  : errorValue(CRYPT_E_NOT_FOUND);
+        auto const properties = context.properties();
+        return properties->keyInfo ? deliver(readKeyReference(*properties->keyInfo).keySpec, data, length)
+                                   : errorValue(CRYPT_E_NOT_FOUND);
     }
     case CERT_SHA1_HASH_PROP_ID:
         return deliver(digest(CALG_SHA1, {context.encoding()}), data, length);

@@ -13,17 +13,24 @@
 #include <atomic>
 #include <iterator>
 #include <limits>
+#include <mutex>
 
 namespace wincrypt {
 namespace {
 
 class StoredKeyContainer final : public Container {
 public:
-    // The default container isn't looked at before its first use.
-    StoredKeyContainer(Scope scope, std::string name, bool isDefault)
-        : scope_(scope), name_(std::move(name)), isDefault_(isDefault) {}
+    // The default container's name may be left out, and is the user's. Asking the system for it costs a good
+    // part of a short program's time, so it is asked where it matters.
+    StoredKeyContainer(Scope scope, std::string name) : scope_(scope), name_(std::move(name)) {}
 
-    std::string const& name() const override { return name_; }
+    std::string const& name() const override {
+        std::call_once(named_, [&] {
+            if (name_.empty())
+                name_ = loginName();
+        });
+        return name_;
+    }
 
     // False when there is no such container. A damaged key doesn't hide the other; the error of the last one
     // is thrown when no key of the container opens.
@@ -31,7 +38,7 @@ public:
         std::shared_ptr<Database> const database = databaseInUse();
         auto next = std::make_shared<State>();
         next->stamp = database->stamp(); // before the query, so that it is never newer than what was read
-        auto const stored = loadContainer(*database, name_);
+        auto const stored = loadContainer(*database, name());
         bool anyOpened = false;
         DWORD failure = ERROR_SUCCESS;
         for (std::size_t place = 0; stored && place < std::size(stored->keys); ++place) {
@@ -40,7 +47,7 @@ public:
                 continue;
             DWORD const error = outcome([&] {
                 next->keys[place] = std::make_shared<SoftwareKey>(
-                    openCached(*database, sealingContext(name_, key->slot, key->flags), key->sealed),
+                    openCached(*database, sealingContext(name(), key->slot, key->flags), key->sealed),
                     (key->flags & CRYPT_EXPORTABLE) != 0);
             });
             next->failures[place] = error;
@@ -61,7 +68,7 @@ public:
     std::shared_ptr<Key> key(DWORD slot) override {
         auto state = state_.load();
         if (!state || !state->stamp.sameAs(databaseInUse()->stamp())) {
-            if (!load() && !isDefault_)
+            if (!load() && name() != loginName())
                 fail(NTE_BAD_KEYSET);
             state = state_.load();
         }
@@ -81,11 +88,11 @@ public:
     }
 
     std::optional<Bytes> certificate(DWORD slot) override {
-        return storedCertificate(*databaseInUse(), name_, slot);
+        return storedCertificate(*databaseInUse(), name(), slot);
     }
 
     void setCertificate(DWORD slot, ByteView encoding) override {
-        if (!storeCertificate(*databaseInUse(), name_, slot, encoding))
+        if (!storeCertificate(*databaseInUse(), name(), slot, encoding))
             fail(NTE_NO_KEY);
     }
 
@@ -109,17 +116,17 @@ private:
     std::shared_ptr<Key> keep(DWORD slot, std::shared_ptr<RsaPrivateKey const> key, bool exportable) {
         std::shared_ptr<Database> const database = databaseInUse();
         DWORD const flags = exportable ? CRYPT_EXPORTABLE : 0;
-        Bytes const context = sealingContext(name_, slot, flags);
+        Bytes const context = sealingContext(name(), slot, flags);
         StoredKey const stored{slot, flags, sealKey(*database, context, key->encoding())};
-        storeKey(*database, name_, stored, isDefault_);
+        storeKey(*database, name(), stored, name() == loginName());
         keepOpened(context, stored.sealed, key);
         state_.store(nullptr);
         return std::make_shared<SoftwareKey>(std::move(key), exportable);
     }
 
     Scope const scope_;
-    std::string const name_;
-    bool const isDefault_;
+    mutable std::once_flag named_;
+    mutable std::string name_;
     std::atomic<std::shared_ptr<Database>> database_;
     std::atomic<std::shared_ptr<State const>> state_;
 };
@@ -156,8 +163,9 @@ public:
     DWORD implementation() const override { return CRYPT_IMPL_SOFTWARE; }
 
     std::shared_ptr<Container> open(Scope scope, std::string const& name, Asking) override {
-        auto container = containerOf(scope, name);
-        if (!isDefault(name) && !container->load())
+        auto container = std::make_shared<StoredKeyContainer>(scope, name);
+        // The default container needn't be there, and isn't looked at before its first use.
+        if (!name.empty() && !container->load() && !isDefault(name))
             fail(NTE_BAD_KEYSET);
         return container;
     }
@@ -166,7 +174,7 @@ public:
         if (isDefault(name))
             fail(NTE_EXISTS);
         storeContainer(*Database::of(scope), name);
-        return containerOf(scope, name);
+        return std::make_shared<StoredKeyContainer>(scope, name);
     }
 
     void remove(Scope scope, std::string const& name, Asking) override {
@@ -189,11 +197,6 @@ public:
 
 private:
     static bool isDefault(std::string const& name) { return name.empty() || name == loginName(); }
-
-    static std::shared_ptr<StoredKeyContainer> containerOf(Scope scope, std::string const& name) {
-        return std::make_shared<StoredKeyContainer>(scope, name.empty() ? loginName() : name,
-                                                    isDefault(name));
-    }
 
     std::string const name_ = MS_ENHANCED_PROV_A;
 };

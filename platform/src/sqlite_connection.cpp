@@ -159,6 +159,14 @@ std::int64_t Connection::number(char const* sql) {
     return value.empty() ? 0 : std::stoll(value);
 }
 
+void Connection::setDurability(Durability durability) {
+    if (durability_ == durability)
+        return;
+    // With a rollback journal, FULL leaves open whether the journal's removal outlives a power loss.
+    execute(durability == Durability::now ? "PRAGMA synchronous = EXTRA" : "PRAGMA synchronous = NORMAL");
+    durability_ = durability;
+}
+
 Bytes Connection::image() const {
     struct Free {
         void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -47,6 +48,10 @@ private:
     std::string const& path_;
 };
 
+// What loss of power can take: nothing, or a change that no later durable one has followed. A process that
+// dies takes neither.
+enum class Durability { now, withNext };
+
 class Connection {
 public:
     // An observing connection makes and changes no file, neither log nor index: a log without its index can't
@@ -70,6 +75,8 @@ public:
     Mode mode() const noexcept { return mode_; }
     std::string const& path() const noexcept { return path_; }
 
+    void setDurability(Durability durability); // of the changes from here on
+
     Bytes image() const; // the database as a file of it would be
 
     // Start of the write-ahead log's index in shared memory, null where the database has none.
@@ -83,6 +90,7 @@ private:
 
     std::string path_;
     Mode mode_;
+    std::optional<Durability> durability_;
     sqlite3* database_ = nullptr;
     std::array<sqlite3_stmt*, queryCount> statements_{};
 };

@@ -279,7 +279,7 @@ BOOL WINAPI CertAddCertificateContextToStore(HCERTSTORE hCertStore, PCCERT_CONTE
                                              DWORD dwAddDisposition, PCCERT_CONTEXT* ppStoreContext) {
     return boundary([&] {
         CertificateContext& context = CertificateContext::of(pCertContext);
-        return addTo(hCertStore, context.fields(), context.properties(), dwAddDisposition, ppStoreContext);
+        return addTo(hCertStore, context.fields(), *context.properties(), dwAddDisposition, ppStoreContext);
     });
 }
 

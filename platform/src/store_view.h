@@ -41,7 +41,7 @@ public:
     virtual CertificateContext* add(HCERTSTORE store, CertificateFields const& fields,
                                     PropertySet const& properties, DWORD disposition) = 0;
     virtual void remove(CertificateContext const& context) = 0; // CRYPT_E_NOT_FOUND, E_ACCESSDENIED
-    virtual PropertySet properties(CertificateContext& context) = 0;
+    virtual std::shared_ptr<PropertySet const> properties(CertificateContext& context) = 0;
     virtual void setProperty(CertificateContext& context, DWORD property, std::optional<Bytes> stored) = 0;
     virtual std::shared_ptr<KeyContextSlot> keyContextSlot(std::int64_t row, bool make) = 0;
 

@@ -49,6 +49,7 @@ std::optional<char32_t> decode(std::string_view text, std::size_t& place) {
 
 std::optional<std::string> narrow(std::wstring_view text) {
     std::string result;
+    result.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         auto value = static_cast<char32_t>(text[i]);
         if constexpr (sizeof(wchar_t) == 2) {
@@ -69,6 +70,7 @@ std::optional<std::string> narrow(std::wstring_view text) {
 
 std::optional<std::wstring> widen(std::string_view text) {
     std::wstring result;
+    result.reserve(text.size());
     for (std::size_t place = 0; place < text.size();) {
         auto const value = decode(text, place);
         if (!value)

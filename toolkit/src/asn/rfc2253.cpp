@@ -55,6 +55,15 @@ void appendEscaped(std::string& out, unsigned char octet, unsigned char place, b
     out += static_cast<char>(octet);
 }
 
+// How many octets from here on go as they are, wherever in their value they stand.
+unsigned long plainLength(unsigned char const* text, unsigned long length) {
+    unsigned long count = 0;
+    while (count < length && kEscapes[text[count]] == none) {
+        ++count;
+    }
+    return count;
+}
+
 // Appends the text of a string value. False, with a part appended, where a character has no UTF-8 or isn't
 // whole.
 bool appendText(std::string& out, TVKASNCBuffer const& content, int width, bool escapeNonASCII) {
@@ -64,6 +73,12 @@ bool appendText(std::string& out, TVKASNCBuffer const& content, int width, bool 
         return false;
     }
     for (unsigned long at = 0; at < content.length; at += step) {
+        if (unsigned long const plain = step == 1 ? plainLength(content.data + at, content.length - at) : 0;
+            plain != 0) {
+            out.append(reinterpret_cast<char const*>(content.data) + at, plain);
+            at += plain - 1;
+            continue;
+        }
         // The last character counts as the last only, also where it is the first too: a lone '#' goes as it
         // is.
         unsigned char const place = at + step >= content.length ? atEnd : (at == 0 ? atFront : none);
@@ -89,8 +104,11 @@ bool appendText(std::string& out, TVKASNCBuffer const& content, int width, bool 
 
 void appendAttribute(std::string& out, tvk::NameAttribute const& attribute, bool escapeNonASCII) {
     char const* name = tvk::attributeShortName(attribute.type.data, attribute.type.length);
-    out +=
-        name != nullptr ? std::string(name) : tvk::dottedObjectID(attribute.type.data, attribute.type.length);
+    if (name != nullptr) {
+        out += name;
+    } else {
+        out += tvk::dottedObjectID(attribute.type.data, attribute.type.length);
+    }
     out += '=';
     int const width = tvk::stringWidth(attribute.valueHeader);
     std::size_t const start = out.size();
