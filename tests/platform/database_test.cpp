@@ -62,6 +62,8 @@ TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
     };
     if (::geteuid() != 0)
         GTEST_SKIP() << "giving a file away takes root";
+    auto const descriptors = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    auto const open = descriptors();
     for (auto const& [why, damage, expected] : rows) {
         SCOPED_TRACE(why);
         auto const home = profile.file(std::string("home ") + why);
@@ -75,6 +77,7 @@ TEST_F(DatabaseFiles, WhatIsWrongWithAFileIsToldAndNotOverwritten) {
         EXPECT_TRUE(openContainer(nullptr)) << "which touches no database";
         EXPECT_EQ(readWhole(home / "user.db"), before);
         EXPECT_NE(log().find(home.string()), std::string::npos) << "the log names the file";
+        EXPECT_EQ(descriptors(), open);
     }
 }
 
