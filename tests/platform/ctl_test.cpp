@@ -105,7 +105,7 @@ TEST_F(Ctl, HoweverItIsDamagedItIsToldAndNothingIsMadeAnew) {
     std::ofstream(profile.file("cert"))
         .write(reinterpret_cast<char const*>(certificate(40).data()),
                static_cast<std::streamsize>(certificate(40).size()));
-    std::string const whole = content(userDatabase());
+    std::string const whole = readWhole(userDatabase());
     std::vector<std::string> damaged{"", "S"};
     for (std::size_t size = 512; size < whole.size(); size += 512)
         damaged.push_back(whole.substr(0, size));
@@ -126,7 +126,7 @@ TEST_F(Ctl, HoweverItIsDamagedItIsToldAndNothingIsMadeAnew) {
             test_support::runProgram({.arguments = {TVKSTORE, "import", profile.file("cert")}});
         EXPECT_TRUE(change.exitCode == 0 || change.exitCode == 3 || change.exitCode == 5) << change.exitCode;
         EXPECT_TRUE(change.exitCode == 0 || change.error.find("tvkstore: error: ") < change.error.size());
-        EXPECT_TRUE(change.exitCode == 0 || content(userDatabase()) == bytes) << "written";
+        EXPECT_TRUE(change.exitCode == 0 || readWhole(userDatabase()) == bytes) << "written";
     }
 }
 

@@ -170,7 +170,7 @@ TEST_F(DatabaseFiles, OnAReadOnlyFileSystemReadingWorks) {
 }
 
 TEST_F(DatabaseFiles, OnANetworkFileSystemTheLogIsOneThatMachinesShare) {
-    auto const hasRollbackJournal = [&] { return content(userDatabase())[18] == 1; }; // file format, 1.3.3
+    auto const hasRollbackJournal = [&] { return readWhole(userDatabase())[18] == 1; }; // file format, 1.3.3
     fillAndClose(userDatabase());
     EXPECT_FALSE(hasRollbackJournal());
     saysNetwork = true;
