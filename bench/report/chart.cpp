@@ -97,7 +97,8 @@ void drawLegend(Drawing& drawing) {
 
 } // namespace
 
-std::string chart(std::vector<Comparison> const& comparisons) {
+std::string chart(std::vector<Comparison> comparisons) {
+    std::erase_if(comparisons, [](Comparison const& each) { return each.row->unit != Unit::seconds; });
     Drawing drawing(comparisons.size());
     drawScale(drawing);
     drawLegend(drawing);
@@ -110,7 +111,7 @@ std::string chart(std::vector<Comparison> const& comparisons) {
                               comparison.isMet() ? oursColor : shortColor);
             drawing.rectangle(labelWidth, y + barHeight + 1, place(*comparison.counterpart) - labelWidth,
                               barHeight, counterpartColor);
-            double const goal = place(goalTime(*comparison.row, *comparison.counterpart));
+            double const goal = place(goalFigure(*comparison.row, *comparison.counterpart));
             drawing.line(goal, y - 2, y + barHeight + 2, "#1a202c", 2);
             drawing.text(std::max(ours, goal) + 6, y + 9, "start", timeText(*comparison.ours));
         }

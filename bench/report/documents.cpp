@@ -15,7 +15,9 @@ namespace {
 constexpr char beginMark[] = "<!-- measured -->\n";
 constexpr char endMark[] = "<!-- end of what was measured -->\n";
 
-std::string text(std::optional<double> seconds) { return seconds ? timeText(*seconds) : "-"; }
+std::string text(Row const& row, std::optional<double> figure) {
+    return figure ? figureText(row, *figure) : "-";
+}
 
 std::string ratioText(Comparison const& comparison) {
     if (!comparison.isMeasured()) {
@@ -30,6 +32,7 @@ std::string ratioText(Comparison const& comparison) {
 
 constexpr int titleWidth = 36;
 constexpr int column = 12;
+constexpr int goalWidth = 20;
 
 } // namespace
 
@@ -38,17 +41,19 @@ void printTable(std::ostream& out, std::vector<Comparison> const& comparisons) {
         << std::setw(column) << "counterpart" << std::setw(column) << "goal" << '\n';
     for (Comparison const& comparison : comparisons) {
         std::string const goal =
-            comparison.counterpart ? timeText(goalTime(*comparison.row, *comparison.counterpart)) : "-";
+            comparison.counterpart
+                ? figureText(*comparison.row, goalFigure(*comparison.row, *comparison.counterpart))
+                : "-";
         out << std::left << std::setw(titleWidth) << comparison.row->title << std::right << std::setw(column)
-            << text(comparison.ours) << std::setw(column) << text(comparison.counterpart) << std::setw(column)
-            << goal << '\n';
+            << text(*comparison.row, comparison.ours) << std::setw(column)
+            << text(*comparison.row, comparison.counterpart) << std::setw(column) << goal << '\n';
     }
 }
 
 void printVerdicts(std::ostream& out, std::vector<Comparison> const& comparisons) {
     for (Comparison const& comparison : comparisons) {
         out << std::left << std::setw(titleWidth) << comparison.row->title << std::right << std::setw(column)
-            << ratioText(comparison) << "   goal " << std::left << std::setw(column)
+            << ratioText(comparison) << "   goal " << std::left << std::setw(goalWidth)
             << goalText(*comparison.row) << ' ' << comparison.verdict() << '\n';
     }
 }
@@ -66,8 +71,8 @@ void writeDocument(fs::path const& file, std::string const& machine,
     table << machine << "\n\n| operation | ours | counterpart | ratio | goal | |\n"
           << "| --- | ---: | ---: | ---: | --- | --- |\n";
     for (Comparison const& comparison : comparisons) {
-        table << "| " << comparison.row->title << " | " << text(comparison.ours) << " | "
-              << text(comparison.counterpart) << " | " << ratioText(comparison) << " | "
+        table << "| " << comparison.row->title << " | " << text(*comparison.row, comparison.ours) << " | "
+              << text(*comparison.row, comparison.counterpart) << " | " << ratioText(comparison) << " | "
               << goalText(*comparison.row) << " | " << comparison.verdict() << " |\n";
     }
     std::size_t const from = begin + std::string_view(beginMark).size();
