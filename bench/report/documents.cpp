@@ -12,9 +12,6 @@ namespace report {
 
 namespace {
 
-constexpr char beginMark[] = "<!-- measured -->\n";
-constexpr char endMark[] = "<!-- end of what was measured -->\n";
-
 std::string text(Row const& row, std::optional<double> figure) {
     return figure ? figureText(row, *figure) : "-";
 }
@@ -58,25 +55,32 @@ void printVerdicts(std::ostream& out, std::vector<Comparison> const& comparisons
     }
 }
 
-void writeDocument(fs::path const& file, std::string const& machine,
-                   std::vector<Comparison> const& comparisons) {
-    std::ifstream in(file, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(in), {}};
-    std::size_t const begin = content.find(beginMark);
-    std::size_t const end = content.find(endMark);
-    if (!in || begin == std::string::npos || end == std::string::npos || end < begin) {
-        throw std::runtime_error(file.string() + ": can't be read, or the marks of the table are missing");
-    }
+std::string markdownTable(std::vector<Comparison> const& comparisons) {
     std::ostringstream table;
-    table << machine << "\n\n| operation | ours | counterpart | ratio | goal | |\n"
+    table << "| operation | ours | counterpart | ratio | goal | |\n"
           << "| --- | ---: | ---: | ---: | --- | --- |\n";
     for (Comparison const& comparison : comparisons) {
         table << "| " << comparison.row->title << " | " << text(*comparison.row, comparison.ours) << " | "
               << text(*comparison.row, comparison.counterpart) << " | " << ratioText(comparison) << " | "
               << goalText(*comparison.row) << " | " << comparison.verdict() << " |\n";
     }
-    std::size_t const from = begin + std::string_view(beginMark).size();
-    content.replace(from, end - from, table.str());
+    return table.str();
+}
+
+void writeDocument(fs::path const& file, std::vector<Section> const& sections) {
+    std::ifstream in(file, std::ios::binary);
+    std::string content{std::istreambuf_iterator<char>(in), {}};
+    for (Section const& section : sections) {
+        std::string const beginMark = "<!-- " + section.name + " -->\n";
+        std::size_t const begin = content.find(beginMark);
+        std::size_t const end = content.find("<!-- end of " + section.name + " -->\n");
+        if (!in || begin == std::string::npos || end == std::string::npos || end < begin) {
+            throw std::runtime_error(file.string() + ": can't be read, or the marks of \"" + section.name +
+                                     "\" are missing");
+        }
+        std::size_t const from = begin + beginMark.size();
+        content.replace(from, end - from, section.content);
+    }
     writeWhole(file, content);
 }
 

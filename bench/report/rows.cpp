@@ -114,6 +114,14 @@ std::string timeText(double seconds) {
     return text;
 }
 
+std::string roundTimeText(double seconds) {
+    std::string text = timeText(seconds);
+    if (std::size_t const point = text.find('.'); point != std::string::npos) {
+        text.erase(point, text.find(' ') - point);
+    }
+    return text;
+}
+
 std::string figureText(Row const& row, double figure) {
     switch (row.unit) {
     case Unit::seconds:

@@ -35,6 +35,9 @@ double goalFigure(Row const& row, double counterpart);
 // With three significant digits and the unit that fits.
 std::string timeText(double seconds);
 
+// Without decimals, for scales.
+std::string roundTimeText(double seconds);
+
 // A figure of the row.
 std::string figureText(Row const& row, double figure);
 

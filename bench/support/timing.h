@@ -30,6 +30,10 @@ inline double medianOf(std::vector<double>& values) {
     return *middle;
 }
 
+inline double meanOf(std::vector<double> const& values) {
+    return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
+}
+
 // What stands for many turns: their median where only the work counts, the mean where rare expensive turns,
 // as the bringing in of a log, are part of the work.
 enum class Figure { median, mean };
@@ -77,10 +81,7 @@ private:
     }
 
     double figureOf(std::vector<double>& times) const {
-        if (figure_ == Figure::mean) {
-            return std::accumulate(times.begin(), times.end(), 0.0) / static_cast<double>(times.size());
-        }
-        return medianOf(times);
+        return figure_ == Figure::mean ? meanOf(times) : medianOf(times);
     }
 
     benchmark::State& state_;
