@@ -32,7 +32,10 @@ int main(int argc, char** argv) try {
     std::cout << machine << "\n\n";
     report::printTable(std::cout, comparisons);
     if (isWritten) {
-        std::cout << '\n' << report::scaleTable(results) << '\n' << report::storesTable(results);
+        std::cout << '\n' << report::scaleTable(results);
+    }
+    if (isWritten || !results.versions().empty()) {
+        std::cout << '\n' << report::storesTable(results);
     }
     std::cout << '\n';
     bool const isComplete = results.failures().empty() &&
