@@ -24,7 +24,7 @@ fuzz:
 	scripts/build fuzz
 	scripts/fuzz build/fuzz $(SECONDS) $(TARGETS)
 
-# Measures beside libcrypto and SQLite, prints the table, and writes docs/performance.md and its chart.
+# Measures beside libcrypto, SQLite and other stores, prints the tables, and writes docs/performance.md and its charts.
 bench:
 	scripts/install-dependencies build bench
 	scripts/build bench

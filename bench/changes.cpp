@@ -105,6 +105,7 @@ void change(benchmark::State& state) {
 BENCHMARK(change)
     ->Name("changes")
     ->Arg(100)
+    ->Arg(1'000)
     ->Arg(10'000)
     ->Arg(100'000)
     ->UseRealTime()

@@ -1,4 +1,4 @@
-// Opening a store of 10,000 certificates whose files aren't in the page cache, and taking its first item.
+// Opening a store whose files aren't in the page cache, and taking its first item.
 // Both sides work on copies of one database, and close it and have it evicted before each iteration; closing
 // and evicting don't count.
 
@@ -9,11 +9,10 @@
 #include "support/timing.h"
 #include "support/work_directory.h"
 
+#include <map>
 #include <stdexcept>
 
 namespace {
-
-constexpr unsigned count = 10'000;
 
 // A process keeps the database of the home that it uses; with another home it lets go of it.
 void closeDatabase() {
@@ -48,11 +47,19 @@ double openBySqlite(bench::HomeCopy const& home) {
     return bench::secondsSince(start);
 }
 
+bench::HomeCopy const& homeOf(std::string const& side, unsigned count) {
+    static std::map<std::string, bench::HomeCopy> homes;
+    std::string const name = "cold-" + side + '-' + std::to_string(count);
+    return homes.try_emplace(name, bench::certificateHome(count), name).first->second;
+}
+
 void openCold(benchmark::State& state) {
-    bench::HomeCopy const moduleHome(bench::certificateHome(count), "cold-module");
-    bench::HomeCopy const sqliteHome(bench::certificateHome(count), "cold-sqlite");
+    auto const count = static_cast<unsigned>(state.range(0));
+    bench::HomeCopy const& moduleHome = homeOf("module", count);
+    bench::HomeCopy const& sqliteHome = homeOf("sqlite", count);
     bench::module();
-    bench::Turns turns(state, bench::Figure::median, "cold open/module", "cold open/sqlite");
+    bench::Turns turns(state, bench::Figure::median, "cold open/module/" + std::to_string(count),
+                       "cold open/sqlite/" + std::to_string(count));
     while (state.KeepRunning()) {
         closeDatabase();
         if (!bench::evictFromMemory(moduleHome.path()) || !bench::evictFromMemory(sqliteHome.path())) {
@@ -63,6 +70,13 @@ void openCold(benchmark::State& state) {
     }
     closeDatabase();
 }
-BENCHMARK(openCold)->Name("cold open")->UseRealTime()->Iterations(30);
+BENCHMARK(openCold)
+    ->Name("cold open")
+    ->Arg(100)
+    ->Arg(1'000)
+    ->Arg(10'000)
+    ->Arg(100'000)
+    ->UseRealTime()
+    ->Iterations(15);
 
 } // namespace

@@ -98,7 +98,7 @@ void sign(benchmark::State& state) {
         state.SkipWithError("libcrypto doesn't sign");
     }
 }
-BENCHMARK(sign)->MinTime(0.3)->Arg(1)->Arg(10'000)->UseRealTime();
+BENCHMARK(sign)->MinTime(0.3)->Arg(1)->Arg(100)->Arg(10'000)->UseRealTime();
 
 void verify(benchmark::State& state) {
     KeyStore const world(1);

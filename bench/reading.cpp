@@ -34,6 +34,12 @@ bench::Sqlite& plainCopy(unsigned count) {
     return copies.try_emplace(count, count).first->second.database;
 }
 
+void allSizes(benchmark::internal::Benchmark* measurement) {
+    for (int const count : {100, 1'000, 10'000, 100'000}) {
+        measurement->Arg(count);
+    }
+}
+
 unsigned countOf(benchmark::State const& state) { return static_cast<unsigned>(state.range(0)); }
 
 void walkByModule(benchmark::State& state) {
@@ -53,7 +59,7 @@ void walkByModule(benchmark::State& state) {
     }
     bench::setUnits(state, count);
 }
-BENCHMARK(walkByModule)->Name("walk/module")->Arg(100)->Arg(10'000)->Arg(100'000)->UseRealTime();
+BENCHMARK(walkByModule)->Name("walk/module")->Apply(allSizes)->UseRealTime();
 
 void walkBySqlite(benchmark::State& state) {
     unsigned const count = countOf(state);
@@ -72,7 +78,7 @@ void walkBySqlite(benchmark::State& state) {
     }
     bench::setUnits(state, count);
 }
-BENCHMARK(walkBySqlite)->Name("walk/sqlite")->Arg(100)->Arg(10'000)->Arg(100'000)->UseRealTime();
+BENCHMARK(walkBySqlite)->Name("walk/sqlite")->Apply(allSizes)->UseRealTime();
 
 // ---- Searches: for the last certificate, so that all are passed ----
 
@@ -80,7 +86,8 @@ constexpr unsigned searchedCount = 10'000;
 
 template <class Find>
 void search(benchmark::State& state, Find&& find) {
-    bench::enterHome(bench::certificateHome(searchedCount));
+    unsigned const count = countOf(state);
+    bench::enterHome(bench::certificateHome(count));
     std::unique_ptr<TVKCspManager> const store = bench::openStore();
     Bytes const& wanted = series().landmark();
     TVKASNx509Certificate attributes(TVKASNNotSecure);
@@ -91,7 +98,7 @@ void search(benchmark::State& state, Find&& find) {
             state.SkipWithError("the search found something else");
         }
     }
-    bench::setUnits(state, searchedCount);
+    bench::setUnits(state, count);
 }
 
 using Certificate = TVKASNx509Certificate;
@@ -116,21 +123,24 @@ void searchByLabel(benchmark::State& state) {
         return byUniqueIndex(store, CertUniqueIndexLabel, label);
     });
 }
-BENCHMARK(searchByLabel)->Name("search/label")->UseRealTime();
+BENCHMARK(searchByLabel)->Name("search/label")->Arg(searchedCount)->UseRealTime();
 
 void searchBySignature(benchmark::State& state) {
     search(state, [](TVKCspManager& store, Certificate const& wanted) {
         return byUniqueIndex(store, CertUniqueIndexSignature, wanted.signature);
     });
 }
-BENCHMARK(searchBySignature)->Name("search/signature")->UseRealTime();
+BENCHMARK(searchBySignature)->Name("search/signature")->Arg(searchedCount)->UseRealTime();
 
 void searchByUnsignedCertificate(benchmark::State& state) {
     search(state, [](TVKCspManager& store, Certificate const& wanted) {
         return byUniqueIndex(store, CertUniqueIndexUnsignedCertificate, wanted.tbsCertificate);
     });
 }
-BENCHMARK(searchByUnsignedCertificate)->Name("search/unsigned certificate")->UseRealTime();
+BENCHMARK(searchByUnsignedCertificate)
+    ->Name("search/unsigned certificate")
+    ->Arg(searchedCount)
+    ->UseRealTime();
 
 void searchByIssuerAndSerial(benchmark::State& state) {
     search(state, [](TVKCspManager& store, Certificate const& wanted) {
@@ -140,14 +150,14 @@ void searchByIssuerAndSerial(benchmark::State& state) {
         return byUniqueIndex(store, CertUniqueIndexIssuerAndSerial, both);
     });
 }
-BENCHMARK(searchByIssuerAndSerial)->Name("search/issuer and serial number")->UseRealTime();
+BENCHMARK(searchByIssuerAndSerial)->Name("search/issuer and serial number")->Apply(allSizes)->UseRealTime();
 
 void searchBySubject(benchmark::State& state) {
     search(state, [](TVKCspManager& store, Certificate const& wanted) {
         return byMultiIndex(store, CertMultiIndexSubject, wanted.tbsCertificate.subject);
     });
 }
-BENCHMARK(searchBySubject)->Name("search/subject")->UseRealTime();
+BENCHMARK(searchBySubject)->Name("search/subject")->Arg(searchedCount)->UseRealTime();
 
 void searchByPublicKey(benchmark::State& state) {
     search(state, [](TVKCspManager& store, Certificate const& wanted) {
@@ -155,11 +165,12 @@ void searchByPublicKey(benchmark::State& state) {
                             wanted.tbsCertificate.subjectPublicKeyInfo);
     });
 }
-BENCHMARK(searchByPublicKey)->Name("search/public key")->UseRealTime();
+BENCHMARK(searchByPublicKey)->Name("search/public key")->Arg(searchedCount)->UseRealTime();
 
 // One for all searches: the row whose bytes are equal.
 void searchBySqlite(benchmark::State& state) {
-    bench::SqliteStatement query(plainCopy(searchedCount), "SELECT encoding FROM certificate ORDER BY id");
+    unsigned const count = countOf(state);
+    bench::SqliteStatement query(plainCopy(count), "SELECT encoding FROM certificate ORDER BY id");
     Bytes const& wanted = series().landmark();
     while (state.KeepRunning()) {
         bool found = false;
@@ -172,8 +183,8 @@ void searchBySqlite(benchmark::State& state) {
             state.SkipWithError("the statement found nothing");
         }
     }
-    bench::setUnits(state, searchedCount);
+    bench::setUnits(state, count);
 }
-BENCHMARK(searchBySqlite)->Name("search/sqlite")->UseRealTime();
+BENCHMARK(searchBySqlite)->Name("search/sqlite")->Arg(searchedCount)->UseRealTime();
 
 } // namespace

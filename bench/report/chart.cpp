@@ -1,8 +1,9 @@
 #include "chart.h"
 
+#include "drawing.h"
+
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 namespace report {
 
@@ -28,53 +29,11 @@ double place(double seconds) {
     return labelWidth + plotWidth * std::min(std::max(decades / (longest - shortest), 0.0), 1.0);
 }
 
-class Drawing {
-public:
-    explicit Drawing(std::size_t rowCount)
-        : height_(top + rowHeight * static_cast<double>(rowCount) + bottom) {
-        out_.precision(1);
-        double const width = labelWidth + plotWidth + rightMargin;
-        out_ << std::fixed << "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " << width << ' '
-             << height_ << "\" width=\"" << width << "\" height=\"" << height_
-             << "\" font-family=\"sans-serif\" font-size=\"12\">\n";
-        rectangle(0, 0, width, height_, "#ffffff");
-    }
-
-    void rectangle(double x, double y, double width, double height, char const* color) {
-        out_ << "<rect x=\"" << x << "\" y=\"" << y << "\" width=\"" << width << "\" height=\"" << height
-             << "\" fill=\"" << color << "\"/>\n";
-    }
-
-    void line(double x, double y1, double y2, char const* color, double width) {
-        out_ << "<line x1=\"" << x << "\" y1=\"" << y1 << "\" x2=\"" << x << "\" y2=\"" << y2
-             << "\" stroke=\"" << color << "\" stroke-width=\"" << width << "\"/>\n";
-    }
-
-    void text(double x, double y, char const* anchor, std::string const& content) {
-        out_ << "<text x=\"" << x << "\" y=\"" << y << "\" text-anchor=\"" << anchor << "\" fill=\"#1a202c\">"
-             << content << "</text>\n";
-    }
-
-    double height() const { return height_; }
-    std::string finish() {
-        out_ << "</svg>\n";
-        return out_.str();
-    }
-
-private:
-    std::ostringstream out_;
-    double height_;
-};
-
 void drawScale(Drawing& drawing) {
     for (int power = shortest; power <= longest; ++power) {
         double const seconds = std::pow(10.0, power);
-        drawing.line(place(seconds), top - 4, drawing.height() - bottom, "#e2e8f0", 1);
-        std::string label = timeText(seconds);
-        if (std::size_t const point = label.find('.'); point != std::string::npos) {
-            label.erase(point, label.find(' ') - point);
-        }
-        drawing.text(place(seconds), drawing.height() - bottom + 16, "middle", label);
+        drawing.line(place(seconds), top - 4, place(seconds), drawing.height() - bottom, "#e2e8f0", 1);
+        drawing.text(place(seconds), drawing.height() - bottom + 16, "middle", roundTimeText(seconds));
     }
 }
 
@@ -91,14 +50,16 @@ void drawLegend(Drawing& drawing) {
         drawing.text(x + 18, 31, "start", entry.text);
         x += step + (entry.color == shortColor ? 20 : 0);
     }
-    drawing.line(x + 4, 20, 33, "#1a202c", 2);
+    drawing.line(x + 4, 20, x + 4, 33, "#1a202c", 2);
     drawing.text(x + 12, 31, "start", "goal");
 }
 
 } // namespace
 
-std::string chart(std::vector<Comparison> const& comparisons) {
-    Drawing drawing(comparisons.size());
+std::string chart(std::vector<Comparison> comparisons) {
+    std::erase_if(comparisons, [](Comparison const& each) { return each.row->unit != Unit::seconds; });
+    Drawing drawing(labelWidth + plotWidth + rightMargin,
+                    top + rowHeight * static_cast<double>(comparisons.size()) + bottom);
     drawScale(drawing);
     drawLegend(drawing);
     double y = top;
@@ -110,8 +71,8 @@ std::string chart(std::vector<Comparison> const& comparisons) {
                               comparison.isMet() ? oursColor : shortColor);
             drawing.rectangle(labelWidth, y + barHeight + 1, place(*comparison.counterpart) - labelWidth,
                               barHeight, counterpartColor);
-            double const goal = place(goalTime(*comparison.row, *comparison.counterpart));
-            drawing.line(goal, y - 2, y + barHeight + 2, "#1a202c", 2);
+            double const goal = place(goalFigure(*comparison.row, *comparison.counterpart));
+            drawing.line(goal, y - 2, goal, y + barHeight + 2, "#1a202c", 2);
             drawing.text(std::max(ours, goal) + 6, y + 9, "start", timeText(*comparison.ours));
         }
         y += rowHeight;

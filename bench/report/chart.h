@@ -7,8 +7,8 @@
 
 namespace report {
 
-// The comparisons as an SVG drawing: two bars a row, on a logarithmic scale of time, and a mark where the
-// goal lies.
-std::string chart(std::vector<Comparison> const& comparisons);
+// The comparisons of times as an SVG drawing: two bars a row, on a logarithmic scale of time, and a mark
+// where the goal lies.
+std::string chart(std::vector<Comparison> comparisons);
 
 } // namespace report

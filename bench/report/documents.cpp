@@ -12,10 +12,9 @@ namespace report {
 
 namespace {
 
-constexpr char beginMark[] = "<!-- measured -->\n";
-constexpr char endMark[] = "<!-- end of what was measured -->\n";
-
-std::string text(std::optional<double> seconds) { return seconds ? timeText(*seconds) : "-"; }
+std::string text(Row const& row, std::optional<double> figure) {
+    return figure ? figureText(row, *figure) : "-";
+}
 
 std::string ratioText(Comparison const& comparison) {
     if (!comparison.isMeasured()) {
@@ -30,6 +29,7 @@ std::string ratioText(Comparison const& comparison) {
 
 constexpr int titleWidth = 36;
 constexpr int column = 12;
+constexpr int goalWidth = 20;
 
 } // namespace
 
@@ -38,40 +38,49 @@ void printTable(std::ostream& out, std::vector<Comparison> const& comparisons) {
         << std::setw(column) << "counterpart" << std::setw(column) << "goal" << '\n';
     for (Comparison const& comparison : comparisons) {
         std::string const goal =
-            comparison.counterpart ? timeText(goalTime(*comparison.row, *comparison.counterpart)) : "-";
+            comparison.counterpart
+                ? figureText(*comparison.row, goalFigure(*comparison.row, *comparison.counterpart))
+                : "-";
         out << std::left << std::setw(titleWidth) << comparison.row->title << std::right << std::setw(column)
-            << text(comparison.ours) << std::setw(column) << text(comparison.counterpart) << std::setw(column)
-            << goal << '\n';
+            << text(*comparison.row, comparison.ours) << std::setw(column)
+            << text(*comparison.row, comparison.counterpart) << std::setw(column) << goal << '\n';
     }
 }
 
 void printVerdicts(std::ostream& out, std::vector<Comparison> const& comparisons) {
     for (Comparison const& comparison : comparisons) {
         out << std::left << std::setw(titleWidth) << comparison.row->title << std::right << std::setw(column)
-            << ratioText(comparison) << "   goal " << std::left << std::setw(column)
+            << ratioText(comparison) << "   goal " << std::left << std::setw(goalWidth)
             << goalText(*comparison.row) << ' ' << comparison.verdict() << '\n';
     }
 }
 
-void writeDocument(fs::path const& file, std::string const& machine,
-                   std::vector<Comparison> const& comparisons) {
-    std::ifstream in(file, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(in), {}};
-    std::size_t const begin = content.find(beginMark);
-    std::size_t const end = content.find(endMark);
-    if (!in || begin == std::string::npos || end == std::string::npos || end < begin) {
-        throw std::runtime_error(file.string() + ": can't be read, or the marks of the table are missing");
-    }
+std::string markdownTable(std::vector<Comparison> const& comparisons) {
     std::ostringstream table;
-    table << machine << "\n\n| operation | ours | counterpart | ratio | goal | |\n"
+    table << "| operation | ours | counterpart | ratio | goal | |\n"
           << "| --- | ---: | ---: | ---: | --- | --- |\n";
     for (Comparison const& comparison : comparisons) {
-        table << "| " << comparison.row->title << " | " << text(comparison.ours) << " | "
-              << text(comparison.counterpart) << " | " << ratioText(comparison) << " | "
+        table << "| " << comparison.row->title << " | " << text(*comparison.row, comparison.ours) << " | "
+              << text(*comparison.row, comparison.counterpart) << " | " << ratioText(comparison) << " | "
               << goalText(*comparison.row) << " | " << comparison.verdict() << " |\n";
     }
-    std::size_t const from = begin + std::string_view(beginMark).size();
-    content.replace(from, end - from, table.str());
+    return table.str();
+}
+
+void writeDocument(fs::path const& file, std::vector<Section> const& sections) {
+    std::ifstream in(file, std::ios::binary);
+    std::string content{std::istreambuf_iterator<char>(in), {}};
+    for (Section const& section : sections) {
+        std::string const beginMark = "<!-- " + section.name + " -->\n";
+        std::size_t const begin = content.find(beginMark);
+        std::size_t const end = content.find("<!-- end of " + section.name + " -->\n");
+        if (!in || begin == std::string::npos || end == std::string::npos || end < begin) {
+            throw std::runtime_error(file.string() + ": can't be read, or the marks of \"" + section.name +
+                                     "\" are missing");
+        }
+        std::size_t const from = begin + beginMark.size();
+        content.replace(from, end - from, section.content);
+    }
     writeWhole(file, content);
 }
 

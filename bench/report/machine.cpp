@@ -65,7 +65,7 @@ std::string today() {
 
 } // namespace
 
-std::string machineText(fs::path const& workDirectory) {
+std::string machineText(fs::path const& workDirectory, std::set<std::string> const& versions) {
     utsname kernel{};
     ::uname(&kernel);
     std::array<double, 1> load{};
@@ -76,8 +76,11 @@ std::string machineText(fs::path const& workDirectory) {
          << ", " << ::sysconf(_SC_NPROCESSORS_ONLN) << " cores, load " << load[0]
          << " at the end; databases on " << fileSystemOf(workDirectory) << "; "
          << firstValue("/etc/os-release", "PRETTY_NAME", '=') << ", Linux " << kernel.release << ", GCC "
-         << __VERSION__ << ", " << OpenSSL_version(OPENSSL_VERSION) << ", SQLite " << sqlite3_libversion()
-         << '.';
+         << __VERSION__ << ", " << OpenSSL_version(OPENSSL_VERSION) << ", SQLite " << sqlite3_libversion();
+    for (std::string const& version : versions) {
+        text << ", " << version;
+    }
+    text << '.';
     return text.str();
 }
 

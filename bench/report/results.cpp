@@ -53,6 +53,9 @@ Results::Results(fs::path const& directory) {
                 failures_[name] = run.value("error_message", "");
                 continue;
             }
+            if (std::string const label = run.value("label", ""); !label.empty()) {
+                versions_.insert(label);
+            }
             // Counters with a slash are times of their own, of what was measured by turns.
             for (auto const& [key, value] : run.items()) {
                 if (key.find('/') != std::string::npos) {

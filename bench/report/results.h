@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,11 @@ public:
     // What failed, with its reason.
     std::map<std::string, std::string> const& failures() const { return failures_; }
 
+    // Programs that were measured beside ours, each with its version.
+    std::set<std::string> const& versions() const { return versions_; }
+
 private:
+    std::set<std::string> versions_;
     std::map<std::string, std::vector<double>> times_;
     std::map<std::string, std::string> failures_;
 };

@@ -24,6 +24,16 @@ inline void setUnits(benchmark::State& state, std::size_t units) {
     state.counters["units"] = static_cast<double>(units);
 }
 
+inline double medianOf(std::vector<double>& values) {
+    auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+inline double meanOf(std::vector<double> const& values) {
+    return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
+}
+
 // What stands for many turns: their median where only the work counts, the mean where rare expensive turns,
 // as the bringing in of a log, are part of the work.
 enum class Figure { median, mean };
@@ -71,12 +81,7 @@ private:
     }
 
     double figureOf(std::vector<double>& times) const {
-        if (figure_ == Figure::mean) {
-            return std::accumulate(times.begin(), times.end(), 0.0) / static_cast<double>(times.size());
-        }
-        auto const middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
-        std::nth_element(times.begin(), middle, times.end());
-        return *middle;
+        return figure_ == Figure::mean ? meanOf(times) : medianOf(times);
     }
 
     benchmark::State& state_;
