@@ -21,11 +21,6 @@ namespace {
 
 using Names = std::set<std::string>;
 
-std::string content(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 class Secrecy : public LayerTest {
 protected:
     // As it is, from the last byte to the first as libcrypto's numbers stand in memory, and as text.
@@ -69,7 +64,7 @@ protected:
         while (::waitpid(process, &status, 0) == process && WIFSTOPPED(status)) {
             if (status >> 16 == PTRACE_EVENT_EXIT) {
                 atTheEnd();
-                limits = content("/proc/" + std::to_string(process) + "/limits");
+                limits = readWhole("/proc/" + std::to_string(process) + "/limits");
                 found = foundIn(maps, memory);
             } else { // opened before the process closes itself to others
                 ::ptrace(PTRACE_SETOPTIONS, process, 0, PTRACE_O_TRACEEXEC | PTRACE_O_TRACEEXIT);
@@ -133,7 +128,7 @@ bool makeAKey(std::string const& file) {
 
 TEST_F(Secrecy, NothingIsLeftOfAKeyThatWasMade) {
     std::string const file = profile.file("exported");
-    EXPECT_EQ(leftAtTheEnd([&] { return makeAKey(file); }, [&] { addKey(content(file)); }), Names{});
+    EXPECT_EQ(leftAtTheEnd([&] { return makeAKey(file); }, [&] { addKey(readWhole(file)); }), Names{});
     EXPECT_EQ(status, 0);
 }
 
@@ -171,8 +166,8 @@ TEST_F(Secrecy, NothingIsLeftByProgramsNorTold) {
         openssl pkcs8 -topk8 -in key -passout file:right -out sealed
         openssl pkeyutl -encrypt -certin -inkey cert -in right -out secret)"),
               0);
-    addKey(content(profile.file("key.der")));
-    addSecret("passphrase", content(profile.file("right"))); // and with it the wrong one
+    addKey(readWhole(profile.file("key.der")));
+    addSecret("passphrase", readWhole(profile.file("right"))); // and with it the wrong one
     std::pair<char const*, int> const rows[] = {
         {TVKSTORE " --trace import cert --key key", 0},
         {TVKSTORE " --trace sign --label Alice --in cert --out signature", 0},
@@ -190,17 +185,17 @@ TEST_F(Secrecy, NothingIsLeftByProgramsNorTold) {
         std::string const command = std::string("cd $H; exec >>said 2>&1; exec ") + line;
         EXPECT_EQ(leftAtTheEnd([&] { return ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr) == 0; }),
                   Names{});
-        EXPECT_EQ(status, exitCode << 8) << content(profile.file("said"));
+        EXPECT_EQ(status, exitCode << 8) << readWhole(profile.file("said"));
         EXPECT_NE(limits.find("Max core file size        1 "), std::string::npos) << limits;
         if (line != rows[0].first)
             continue;
         ASSERT_EQ(std::system("cd $H; { printf 'wincrypt sealing key 1\\0'; cat user/sealing.key; } |"
                               "openssl sha256 -binary >sealing"),
                   0);
-        addSecret("sealing secret", content(profile.userHome() / "sealing.key"));
-        addSecret("sealing key", content(profile.file("sealing")));
+        addSecret("sealing secret", readWhole(profile.userHome() / "sealing.key"));
+        addSecret("sealing key", readWhole(profile.file("sealing")));
     }
-    EXPECT_EQ(foundIn(content(profile.file("said"))), Names{});
+    EXPECT_EQ(foundIn(readWhole(profile.file("said"))), Names{});
 }
 
 } // namespace
