@@ -145,9 +145,12 @@ bool RsaPublicKey::verifies(ByteView signedValue, ByteView signature) const {
     PkeyContextPtr const context = contextOf(key_);
     // Without a digest the context takes the signed value whole, and its default padding is that of PKCS#1
     // v1.5.
-    return EVP_PKEY_verify_init(context.get()) == 1 &&
-           EVP_PKEY_verify(context.get(), signature.data(), signature.size(), signedValue.data(),
-                           signedValue.size()) == 1;
+    if (EVP_PKEY_verify_init(context.get()) == 1 &&
+        EVP_PKEY_verify(context.get(), signature.data(), signature.size(), signedValue.data(),
+                        signedValue.size()) == 1)
+        return true;
+    requireMemory();
+    return false;
 }
 
 void RsaPublicKey::requireRoom(std::size_t size) const {

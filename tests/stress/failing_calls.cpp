@@ -87,7 +87,7 @@ int countedMain(int count, char** words, char** environment) {
     if (char const* const path = std::getenv("TVK_FAULT_REPORT"))
         report = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     char const* const fault = std::getenv("TVK_FAULT");
-    isRecording = fault == nullptr;
+    isRecording = fault == nullptr || *fault == '\0';
     for (Kind* const kind : {&memory, &file, &layer})
         if (fault != nullptr && *fault == *kind->name)
             std::sscanf(fault, "%*[^:]:%ld:%d", &kind->failing, &failure);
