@@ -117,7 +117,7 @@ private:
     fs::path path_;
 };
 
-class FailingCalls : public WorkFolderTest {
+class FailingCalls : test_support::InMemory, public WorkFolderTest {
 protected:
     // The calls that are to fail: each for files, with each error, and each to the layer; of those for memory
     // one of all that are reached in the same way.
@@ -226,7 +226,7 @@ TEST_F(FailingCalls, EndInAnErrorOrWithTheRightResult) {
     signature_ = first.run({"sign", "--label", "keeper", "--in", "=letter"}).output;
     ASSERT_EQ(signature_.size(), 256u);
 
-    std::size_t const stride = std::getenv("TVK_STRESS_FULL") != nullptr ? 1 : 97;
+    std::size_t const stride = std::getenv("TVK_STRESS_FULL") != nullptr ? 1 : 193;
     std::size_t total = 0;
     for (Step const& step : steps) {
         Files const before = first.files();

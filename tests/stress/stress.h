@@ -11,21 +11,13 @@
 namespace stress {
 
 using namespace layer_test;
+using test_support::InMemory;
 
 // The figure of "make stress", else that of the short form, which runs with the other tests.
 template <class Figure>
 Figure fullOr(Figure full, Figure shortForm) {
     return std::getenv("TVK_STRESS_FULL") != nullptr ? full : shortForm;
 }
-
-// The directory for temporary files, while the object lives: in memory where the machine has a place for it.
-struct InMemory {
-    explicit InMemory(bool isWanted = true) {
-        if (isWanted && std::filesystem::is_directory("/dev/shm"))
-            place.emplace("TMPDIR", "/dev/shm");
-    }
-    std::optional<test_support::EnvironmentVariable> place;
-};
 
 // Certificates that differ in their serial numbers and in their signatures, which nobody verifies.
 Bytes certificateOf(unsigned high, unsigned low);

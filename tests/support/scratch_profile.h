@@ -3,9 +3,19 @@
 #include "support/environment_variable.h"
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace test_support {
+
+// The directory for temporary files, while the object lives: in memory where the machine has a place for it.
+struct InMemory {
+    explicit InMemory(bool isWanted = true) {
+        if (isWanted && std::filesystem::is_directory("/dev/shm"))
+            place.emplace("TMPDIR", "/dev/shm");
+    }
+    std::optional<EnvironmentVariable> place;
+};
 
 // A directory of its own under the system's directory for temporary files, mode 0700, removed with all it
 // holds at the end, whatever modes a test gave to what lies in it. A removal that fails is a test failure.
