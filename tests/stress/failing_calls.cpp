@@ -129,6 +129,15 @@ int posix_memalign(void** result, size_t alignment, size_t size) {
 
 } // extern "C"
 
+namespace {
+
+bool isLocking(long command, long argument) {
+    return (command == F_SETLK || command == F_SETLKW || command == F_OFD_SETLK) &&
+           reinterpret_cast<struct flock const*>(argument)->l_type != F_UNLCK;
+}
+
+} // namespace
+
 // The arguments are words, in registers or on the stack, and pass through as such, whatever they are and
 // however many. The functions bear names of their own, as the headers declare the real ones in many ways.
 #define WORDS(of) of a, of b, of c, of d, of e, of f, of g, of h
@@ -145,7 +154,8 @@ int posix_memalign(void** result, size_t alignment, size_t size) {
 #define PLAIN_CALL(name) FILE_CALL(name, -1, true, (void)next)
 #define OBJECT_CALL(name) FILE_CALL(name, 0, true, (void)next)
 #define MAP_CALL(name) FILE_CALL(name, -1, static_cast<int>(e) >= 0, (void)next)
-#define LOCK_CALL(name) FILE_CALL(name, -1, b == F_SETLK || b == F_SETLKW || b == F_OFD_SETLK, (void)next)
+// What locks fails, not what unlocks: that can't on a file system that is fit for databases.
+#define LOCK_CALL(name) FILE_CALL(name, -1, isLocking(b, c), (void)next)
 #define WRITE_CALL(name) \
     FILE_CALL(name, -1, true, if (failure == 0) return next(a, b, (c + 1) / 2, d, e, f, g, h))
 // clang-format off

@@ -12,9 +12,9 @@ namespace test_support {
 struct InMemory {
     explicit InMemory(bool isWanted = true) {
         if (isWanted && std::filesystem::is_directory("/dev/shm"))
-            place.emplace("TMPDIR", "/dev/shm");
+            variable.emplace("TMPDIR", "/dev/shm");
     }
-    std::optional<EnvironmentVariable> place;
+    std::optional<EnvironmentVariable> variable;
 };
 
 // A directory of its own under the system's directory for temporary files, mode 0700, removed with all it
