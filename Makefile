@@ -35,7 +35,7 @@ cross:
 	scripts/install-dependencies build test
 	scripts/check-cross
 
-# Kills, many processes, threads, forks and a long load, in full: at most a quarter of an hour.
+# Kills, many processes, threads, forks, a long load and failing calls, in full: at most a quarter of an hour.
 stress:
 	scripts/install-dependencies build test
 	scripts/build release -DTVK_BUILD_TESTS=ON

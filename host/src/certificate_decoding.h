@@ -14,7 +14,7 @@ bool isPublicKeyEncoding(std::string_view encoding);
 
 struct CertificateSummary {
     std::string subject; // the name by which people know it; in plain letters when none can be told otherwise
-    std::string publicKey; // as that of PrivateKey is written; empty for a kind of key that isn't known
+    std::string publicKey; // as that of PrivateKey is written, where its kind is known
 };
 
 // Empty for bytes that aren't one certificate and nothing else.

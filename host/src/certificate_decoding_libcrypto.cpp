@@ -58,6 +58,19 @@ std::string subjectText(X509 const& certificate) {
     return {bytes, static_cast<std::size_t>(length)};
 }
 
+// As it stands in the certificate, where libcrypto has no key of it: it lacked memory, or doesn't know its
+// kind.
+std::string encodedPublicKey(X509 const& certificate) {
+    unsigned char* bytes = nullptr;
+    int const length = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(&certificate), &bytes);
+    if (length < 0) {
+        throw std::bad_alloc();
+    }
+    std::string encoding(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(length));
+    OPENSSL_free(bytes);
+    return encoding;
+}
+
 } // namespace
 
 bool isCertificateEncoding(std::string_view encoding) { return decode(encoding) != nullptr; }
@@ -75,7 +88,9 @@ std::optional<CertificateSummary> summariseCertificate(std::string_view encoding
     if (certificate == nullptr) {
         return std::nullopt;
     }
-    return CertificateSummary{subjectText(*certificate), publicKeyOf(X509_get0_pubkey(certificate.get()))};
+    std::string publicKey = publicKeyOf(X509_get0_pubkey(certificate.get()));
+    return CertificateSummary{subjectText(*certificate),
+                              publicKey.empty() ? encodedPublicKey(*certificate) : std::move(publicKey)};
 }
 
 } // namespace tvkstore

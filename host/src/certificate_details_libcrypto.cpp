@@ -76,10 +76,11 @@ std::optional<CertificateDetails> certificateDetails(std::string const& encoding
     X509_PUBKEY_get0_param(&keyAlgorithm, nullptr, nullptr, nullptr, X509_get_X509_PUBKEY(certificate.get()));
     details.publicKeyAlgorithm = objectText(keyAlgorithm);
     EVP_PKEY const* const key = X509_get0_pubkey(certificate.get());
-    // Libcrypto gives no key also where it lacked memory, and doesn't tell.
-    details.publicKeyBits = key != nullptr                                   ? EVP_PKEY_get_bits(key)
-                            : OBJ_obj2nid(keyAlgorithm) == NID_rsaEncryption ? modulusBits(*certificate)
-                                                                             : 0;
+    details.publicKeyBits = key != nullptr ? EVP_PKEY_get_bits(key) : 0;
+    // Libcrypto gives no key, or one without a size, also where it lacked memory, and doesn't tell.
+    if (details.publicKeyBits <= 0 && OBJ_obj2nid(keyAlgorithm) == NID_rsaEncryption) {
+        details.publicKeyBits = modulusBits(*certificate);
+    }
 
     int const count = X509_get_ext_count(certificate.get());
     for (int i = 0; i < count; ++i) {

@@ -139,7 +139,11 @@ std::string publicKeyOf(EVP_PKEY const* key) {
 }
 
 PrivateKey privateKeyOf(EVP_PKEY const& key, std::string const& object) {
-    return {keyInClear(key, object), publicKeyOf(&key)};
+    PrivateKey result{keyInClear(key, object), publicKeyOf(&key)};
+    if (result.publicKey.empty()) {
+        throw Failure(ExitCode::failed, object + ": libcrypto can't encode the public key");
+    }
+    return result;
 }
 
 } // namespace tvkstore

@@ -12,17 +12,23 @@ StoredItems findItems(Session& session, TVKCspManager& store,
     StoredItems found;
     found.complete = walkCertificates(session, store, Certificates::all, [&](CertificateView const& view) {
         if (isWanted(view)) {
-            found.items.push_back({view, std::nullopt});
+            found.items.push_back({view, std::nullopt, true});
         }
     });
     bool const anyKey = std::any_of(found.items.begin(), found.items.end(),
                                     [](StoredItem const& item) { return item.view.hasKey; });
-    KeysByCertificate const known = anyKey ? keysByCertificate(store) : KeysByCertificate();
+    // A walk that was cut short showed certificates without their keys.
+    KeysByCertificate const known =
+        anyKey || !found.complete ? keysByCertificate(store) : KeysByCertificate();
+    bool const areKeysKnown = known.failures == 0 && !session.relayLayerLog();
     for (StoredItem& item : found.items) {
         if (auto const key = known.keys.find(item.view.encoding); key != known.keys.end()) {
             item.key = key->second;
+            item.view.hasKey = true;
         } else if (item.view.hasKey) {
             throw Failure(ExitCode::failed, "the private key of " + item.view.name + " can't be read");
+        } else {
+            item.isKeyKnown = areKeysKnown;
         }
     }
     return found;

@@ -12,6 +12,7 @@ namespace tvkstore {
 struct StoredItem {
     CertificateView view;
     std::optional<TVKKRYKey> key; // a reference
+    bool isKeyKnown = true;       // false when there may be a key that couldn't be read
 };
 
 struct StoredItems {

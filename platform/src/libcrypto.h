@@ -41,12 +41,17 @@ public:
     ErrorQueueGuard& operator=(ErrorQueueGuard const&) = delete;
 };
 
-// For what libcrypto didn't do: the error value, unless it lacked memory. Under an ErrorQueueGuard.
-template <class Value>
-[[noreturn]] void failLibcrypto(Value value) {
+// Of what libcrypto didn't do: throws std::bad_alloc when it lacked memory. Under an ErrorQueueGuard.
+inline void requireMemory() {
     for (unsigned long const error : {ERR_peek_error(), ERR_peek_last_error()})
         if (ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE)
             throw std::bad_alloc();
+}
+
+// The error value for it, unless it lacked memory.
+template <class Value>
+[[noreturn]] void failLibcrypto(Value value) {
+    requireMemory();
     if (errorValue(value) == errorValue(NTE_FAIL)) {
         char const* const reason = ERR_reason_error_string(ERR_peek_last_error());
         logLine("libcrypto", reason != nullptr ? reason : "failed");

@@ -116,13 +116,17 @@ PkeyPtr makeKey(Parts const& parts) {
     ParamsPtr const params(good ? OSSL_PARAM_BLD_to_param(builder.get()) : nullptr);
     PkeyContextPtr const context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* key = nullptr;
+    unsigned long const before = ERR_peek_last_error();
     good = params && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
            EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_KEYPAIR, params.get()) == 1;
     for (OSSL_PARAM* each = params.get(); each != nullptr && each->key != nullptr; ++each)
         OPENSSL_cleanse(each->data, each->data_size);
+    PkeyPtr result(key);
     if (!good)
         failLibcrypto(NTE_BAD_DATA);
-    return PkeyPtr(key);
+    if (ERR_peek_last_error() != before)
+        requireMemory(); // it calls a key good that it left half made
+    return result;
 }
 
 // Through memory of ours: libcrypto's own call for one number leaves it on the stack.
@@ -161,9 +165,12 @@ bool RsaPublicKey::verifies(ByteView signedValue, ByteView signature) const {
     PkeyContextPtr const context = contextOf(key_);
     // Without a digest the context takes the signed value whole, and its default padding is that of PKCS#1
     // v1.5.
-    return EVP_PKEY_verify_init(context.get()) == 1 &&
-           EVP_PKEY_verify(context.get(), signature.data(), signature.size(), signedValue.data(),
-                           signedValue.size()) == 1;
+    if (EVP_PKEY_verify_init(context.get()) == 1 &&
+        EVP_PKEY_verify(context.get(), signature.data(), signature.size(), signedValue.data(),
+                        signedValue.size()) == 1)
+        return true;
+    requireMemory();
+    return false;
 }
 
 void RsaPublicKey::requireRoom(std::size_t size) const {
@@ -208,11 +215,14 @@ LonePublicKey LonePublicKey::from(ByteView modulus, ByteView exponent) {
     ParamsPtr const params(good ? OSSL_PARAM_BLD_to_param(builder.get()) : nullptr);
     PkeyContextPtr const context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* made = nullptr;
+    unsigned long const before = ERR_peek_last_error();
     good = params && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
            EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, params.get()) == 1;
+    PkeyPtr key(made);
     if (!good)
         failLibcrypto(NTE_BAD_PUBLIC_KEY);
-    PkeyPtr key(made);
+    if (ERR_peek_last_error() != before)
+        requireMemory();
     SecureBytes const first = encodeInteger(n.get());
     SecureBytes const second = encodeInteger(e.get());
     RsaPublicKey publicKey(key.get(), derElement(tag::sequence, {first, second}));

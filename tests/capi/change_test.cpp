@@ -277,6 +277,7 @@ TEST_F(Change, EachFailingCallLeavesWhatWasDoneBefore) {
             "CertSetCertificateContextProperty: 578006 add certificate label fail | no name+key | key",
             "CertGetCertificateContextProperty: 1 | name+key | key",
             "CertGetCertificateContextProperty: 1 | name+key | key",
+            "CertGetPublicKeyLength: 1 | name+key | key",
             "CertGetCertificateContextProperty: 1 | name+key | key",
             "CertGetCertificateContextProperty: 1 | name+key | key"}));
 }

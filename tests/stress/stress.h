@@ -11,6 +11,7 @@
 namespace stress {
 
 using namespace layer_test;
+using test_support::InMemory;
 
 // The figure of "make stress", else that of the short form, which runs with the other tests.
 template <class Figure>

@@ -54,9 +54,9 @@ std::string readWhole(std::filesystem::path const& file);
 struct InMemory {
     explicit InMemory(bool isWanted = true) {
         if (isWanted && std::filesystem::is_directory("/dev/shm"))
-            place.emplace("TMPDIR", "/dev/shm");
+            variable.emplace("TMPDIR", "/dev/shm");
     }
-    std::optional<EnvironmentVariable> place;
+    std::optional<EnvironmentVariable> variable;
 };
 
 // A user and a machine that have stored nothing: both homes of the layer lie in a scratch directory, and what

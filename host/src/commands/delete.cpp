@@ -70,6 +70,8 @@ public:
                 try {
                     if (deleteOne(item)) {
                         deleted.push_back(item);
+                    } else if (session_.relayLayerLog()) {
+                        complete_ = false; // not found, as not all could be read
                     }
                 } catch (TVKException const& exception) {
                     progress.hide();

@@ -54,7 +54,7 @@ ExitCode exportItem(Session& session, ExportArguments& arguments) {
     std::unique_ptr<TVKCspManager> const store = session.openStore();
     StoredItem const item = findOneItem(session, *store, arguments.item);
     if (arguments.privateKey && !item.key) {
-        throw Failure(ExitCode::no,
+        throw Failure(item.isKeyKnown ? ExitCode::no : ExitCode::damaged,
                       item.view.name + " has no private key in store " + session.options().store);
     }
     TVKBuffer const encoding = attempt("can't export " + item.view.name, [&] {

@@ -101,6 +101,14 @@ ExitCode show(Session& session, ShowArguments& arguments) {
         // Where some couldn't be read, the one may be among them.
         throw Failure(complete ? ExitCode::no : ExitCode::damaged, what + session.options().store);
     }
+    bool areKeysKnown = true;
+    if (!complete) { // a walk that was cut short showed certificates without their keys
+        KeysByCertificate const known = keysByCertificate(*store);
+        for (CertificateView& view : found) {
+            view.hasKey = view.hasKey || known.keys.contains(view.encoding);
+        }
+        areKeysKnown = known.failures == 0 && !session.relayLayerLog();
+    }
     auto json = Json::array();
     for (CertificateView const& view : found) {
         if (session.options().json) {
@@ -113,7 +121,7 @@ ExitCode show(Session& session, ShowArguments& arguments) {
     if (session.options().json) {
         writeJson(session.output(), json);
     }
-    return complete ? ExitCode::done : ExitCode::damaged;
+    return areKeysKnown ? ExitCode::done : ExitCode::damaged;
 }
 
 } // namespace

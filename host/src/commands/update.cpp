@@ -56,6 +56,11 @@ ExitCode update(Session& session, UpdateArguments& arguments) {
     arguments.item.check();
     std::unique_ptr<TVKCspManager> store = session.openStore();
     StoredItem const item = findOneItem(session, *store, arguments.item);
+    if (!item.isKeyKnown) {
+        throw Failure(ExitCode::damaged,
+                      "can't update " + item.view.name +
+                          ": whether it has a private key, which it would lose, can't be told");
+    }
     store = underOwnName(session, std::move(store), item);
     std::string const& name = session.options().store;
     std::string const what = "can't update " + item.view.name;
@@ -83,7 +88,8 @@ ExitCode update(Session& session, UpdateArguments& arguments) {
         }
     });
     if (changed == 0) {
-        throw Failure(ExitCode::no, what + ": it is gone from store " + name);
+        throw Failure(session.relayLayerLog() ? ExitCode::damaged : ExitCode::no,
+                      what + ": it is gone from store " + name);
     }
     // Opened anew: what is open of a card doesn't follow its changes.
     std::unique_ptr<TVKCspManager> const reopened = session.openStore();

@@ -58,6 +58,10 @@ ExitCode verify(Session& session, VerifyArguments& arguments) {
         }
         return verifyFinal(*algorithm, signature);
     });
+    // To the module a layer that couldn't verify and a signature that doesn't fit are the same.
+    if (!good && session.relayLayerLog()) {
+        throw Failure(ExitCode::failed, "can't verify");
+    }
     if (session.options().json) {
         writeJson(session.output(), {{"verifies", good}});
     } else {
