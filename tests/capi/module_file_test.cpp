@@ -6,6 +6,7 @@
 
 #include <dlfcn.h>
 
+#include <fstream>
 #include <regex>
 
 namespace {
@@ -66,6 +67,19 @@ TEST(ModuleFile, RegistersWhileItIsLoadedAndAgainWhenItIsLoadedAgain) {
         EXPECT_EQ(dlopen(TVKBRIDGE_FILE, RTLD_NOW | RTLD_NOLOAD), nullptr) << "still mapped";
     }
     EXPECT_EQ(TVKLibraryManager::getLibEntry("tvkbridge"), nullptr);
+}
+
+TEST(ModuleFile, OpensNoDatabaseBeforeAStoreIsWanted) {
+    ScratchProfile const profile;
+    std::string const log = profile.file("log");
+    EnvironmentVariable const logged("WINCRYPT_LOG", log);
+    std::ofstream(profile.userHome() / "user.db") << "whoever opens this says so";
+    TVKLibraryManager::loadLibrary(TVKBRIDGE_FILE);
+    newManager();
+    EXPECT_FALSE(std::filesystem::exists(log));
+    EXPECT_THROW(newManager()->getCspManager("", 1), TVKException);
+    EXPECT_TRUE(std::filesystem::exists(log));
+    TVKLibraryManager::unloadLibrary(TVKBRIDGE_FILE);
 }
 
 TEST(ModuleFile, ItsExceptionsAreCaughtByType) {

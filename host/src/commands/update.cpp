@@ -81,11 +81,15 @@ ExitCode update(Session& session, UpdateArguments& arguments) {
     unsigned int const changed = attempt(what, [&] {
         try {
             return relabel(*store, item, arguments.label);
-        } catch (std::exception const&) {
-            // Between its steps it leaves the certificate without its name or its key, and later nobody knows
-            // which key that was. The same update again sets both.
-            return relabel(*store, item, arguments.label);
-        }
+        } catch (TVKException const& failure) {
+            // No PIN is tried twice, and what isn't allowed has changed nothing.
+            if (moduleFailure(what, failure).exitCode() == ExitCode::refused) {
+                throw;
+            }
+        } catch (std::bad_alloc const&) {}
+        // Between its steps it leaves the certificate without its name or its key, and later nobody knows
+        // which key that was. The same update again sets both.
+        return relabel(*store, item, arguments.label);
     });
     if (changed == 0) {
         throw Failure(session.relayLayerLog() ? ExitCode::damaged : ExitCode::no,
