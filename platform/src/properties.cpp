@@ -2,6 +2,8 @@
 
 #include "text.h"
 
+#include <algorithm>
+#include <cstring>
 #include <cwchar>
 
 namespace wincrypt {
@@ -208,12 +210,22 @@ Bytes givenFriendlyName(ByteView stored) {
     ByteView const content = stored.subspan(1);
     if (stored[0] == formRaw)
         return {content.begin(), content.end()};
+    if (stored[0] != formUtf8)
+        fail(ERROR_FILE_CORRUPT);
+    // Most are, and a search by label asks for each name four times.
+    if (std::all_of(content.begin(), content.end(), [](std::uint8_t octet) { return octet < 0x80; })) {
+        Bytes given(content.size() * sizeof(wchar_t));
+        for (std::size_t place = 0; place < content.size(); ++place) {
+            auto const character = static_cast<wchar_t>(content[place]);
+            std::memcpy(given.data() + place * sizeof character, &character, sizeof character);
+        }
+        return given;
+    }
     auto const wide = widen({reinterpret_cast<char const*>(content.data()), content.size()});
-    if (stored[0] != formUtf8 || !wide)
+    if (!wide)
         fail(ERROR_FILE_CORRUPT);
     Bytes given(wide->size() * sizeof(wchar_t));
-    if (!given.empty())
-        std::memcpy(given.data(), wide->data(), given.size());
+    std::memcpy(given.data(), wide->data(), given.size());
     return given;
 }
 
