@@ -109,7 +109,8 @@ private:
             owner = &certificate;
         }
         if (owner == nullptr) {
-            throw Failure(ExitCode::usage,
+            // It may be that of one which is damaged.
+            throw Failure(content_.damaged == 0 ? ExitCode::usage : ExitCode::damaged,
                           key.place + ": the private key belongs to none of the certificates");
         }
         return *owner;

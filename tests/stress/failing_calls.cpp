@@ -207,6 +207,15 @@ FILE_CALL(close, -1, true, next(WORDS()))
         else if (text.find("InStore") != text.npos || text.find("FromStore") != text.npos)
             (freeContext(arguments), ...);
         realInLayer<void(DWORD)>("SetLastError")(static_cast<DWORD>(failure));
+        // As the layer does of what fails, so that it isn't taken for what isn't there.
+        char const* const log = std::getenv("WINCRYPT_LOG");
+        isInside = true;
+        if (int const lines = log != nullptr ? ::open(log, O_WRONLY | O_APPEND | O_CLOEXEC) : -1;
+            lines >= 0) {
+            ::dprintf(lines, "wincrypt: %s: failed\n", name);
+            ::close(lines);
+        }
+        isInside = false;
         return Result{};
     }
 
