@@ -38,6 +38,12 @@ std::uint64_t valueOf(ASN1_INTEGER const* number) {
     return std::min(value, uncountable);
 }
 
+int identifierOf(X509_ALGOR const* scheme) {
+    ASN1_OBJECT const* identifier = nullptr;
+    X509_ALGOR_get0(&identifier, nullptr, nullptr, scheme);
+    return OBJ_obj2nid(identifier);
+}
+
 } // namespace
 
 void DerivationWork::addRounds(std::uint64_t rounds) {
@@ -50,32 +56,34 @@ void DerivationWork::addRounds(std::uint64_t rounds) {
 
 void DerivationWork::addRounds(ASN1_INTEGER const* rounds) { addRounds(valueOf(rounds)); }
 
-void DerivationWork::add(X509_ALGOR const* scheme) {
-    ASN1_OBJECT const* identifier = nullptr;
-    X509_ALGOR_get0(&identifier, nullptr, nullptr, scheme);
-    switch (OBJ_obj2nid(identifier)) {
-    case NID_pbes2:
-        if (auto const parameters = decoded<PBE2PARAM>(scheme, ASN1_ITEM_rptr(PBE2PARAM))) {
-            add(parameters->keyfunc);
-        }
-        break;
+// PBES2 names one of these; it can't name itself again, however often a hostile file does.
+void DerivationWork::addFunction(X509_ALGOR const* function) {
+    switch (identifierOf(function)) {
     case NID_id_pbkdf2:
-        if (auto const parameters = decoded<PBKDF2PARAM>(scheme, ASN1_ITEM_rptr(PBKDF2PARAM))) {
+        if (auto const parameters = decoded<PBKDF2PARAM>(function, ASN1_ITEM_rptr(PBKDF2PARAM))) {
             addRounds(parameters->iter);
         }
         break;
     case NID_id_scrypt:
         // Libcrypto bounds the memory alone. One of its steps takes about as long as two rounds.
-        if (auto const parameters = decoded<SCRYPT_PARAMS>(scheme, ASN1_ITEM_rptr(SCRYPT_PARAMS))) {
+        if (auto const parameters = decoded<SCRYPT_PARAMS>(function, ASN1_ITEM_rptr(SCRYPT_PARAMS))) {
             std::uint64_t const across = std::min(
                 valueOf(parameters->blockSize) * valueOf(parameters->parallelizationParameter), uncountable);
             addRounds(std::min(valueOf(parameters->costParameter) * across, uncountable));
         }
         break;
     default:
-        if (auto const parameters = decoded<PBEPARAM>(scheme, ASN1_ITEM_rptr(PBEPARAM))) {
-            addRounds(parameters->iter);
+        break;
+    }
+}
+
+void DerivationWork::add(X509_ALGOR const* scheme) {
+    if (identifierOf(scheme) == NID_pbes2) {
+        if (auto const parameters = decoded<PBE2PARAM>(scheme, ASN1_ITEM_rptr(PBE2PARAM))) {
+            addFunction(parameters->keyfunc);
         }
+    } else if (auto const parameters = decoded<PBEPARAM>(scheme, ASN1_ITEM_rptr(PBEPARAM))) {
+        addRounds(parameters->iter);
     }
 }
 

@@ -21,6 +21,7 @@ public:
     void addRounds(ASN1_INTEGER const* rounds);
 
 private:
+    void addFunction(X509_ALGOR const* function);
     void addRounds(std::uint64_t rounds);
 
     std::string object_;
