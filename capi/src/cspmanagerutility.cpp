@@ -6,6 +6,7 @@
 #include "failure.h"
 #include "keyprovinfo.h"
 #include "platformhandle.h"
+#include "searchtest.h"
 #include "tracing.h"
 #include "widetext.h"
 
@@ -294,6 +295,10 @@ bool CspManagerUtility::compareIssuerAndSerialNumber(TVKASNx509Certificate const
                                                      TVKASNObject const& attribute) {
     OperationTrace const trace(kSource, "CspManagerUtility::compareIssuerAndSerialNumber");
     TVKASNIssuerAndSerialNumber const& wanted = TVKDBUtility::downcastIssuerAndSerialNumber(attribute);
+    // Of one issuer's certificates all but one end here, without the copy below.
+    if (TVKASNObject::compare(certificate.tbsCertificate.serialNumber, wanted.serialNumber) != 0) {
+        return false;
+    }
     TVKASNIssuerAndSerialNumber own(TVKASNNotSecure);
     TVKASNUtility::getIssuerAndSerialNumber(certificate.tbsCertificate.issuer,
                                             certificate.tbsCertificate.serialNumber, own);
@@ -323,46 +328,6 @@ bool CspManagerUtility::compareSubjectPublicKeyInfo(TVKASNx509Certificate const&
 
 namespace {
 
-// The whole label first, then the bare friendly name. A name that has no narrow form matches nothing.
-bool matchesLabel(PCCERT_CONTEXT cert, TVKCertItem const& item, TVKASNObject const& attribute) {
-    TVKASNUTF8String label(TVKASNNotSecure);
-    item.getLabel(label);
-    TVKBuffer const wanted = TVKASNUtility::getDEREncoding(attribute);
-    if (CspManagerUtility::compareLabel(TVKASNUtility::getDEREncoding(label), wanted)) {
-        return true;
-    }
-    TVKBuffer name;
-    if (!CapiManagerUtility::getCertFriendlyName(cert, name)) {
-        return false;
-    }
-    std::optional<TVKString> const text = narrowPropertyExactly(name);
-    return text && CspManagerUtility::compareLabel(TVKBuffer(*text), wanted);
-}
-
-// The one test that a search makes of a certificate, by its item and as it was decoded for that.
-bool matches(PCCERT_CONTEXT cert, TVKCertItem const& item, TVKASNx509Certificate const& certificate,
-             CertSearchKind kind, TVKASNObject const& attribute) {
-    switch (kind) {
-    case searchAny:
-        return true;
-    case searchLabel:
-        return matchesLabel(cert, item, attribute);
-    case searchSignature:
-        return CspManagerUtility::compareSignature(certificate, attribute);
-    case searchIssuerAndSerialNumber:
-        return CspManagerUtility::compareIssuerAndSerialNumber(certificate, attribute);
-    case searchUnsignedCertificate:
-        return CspManagerUtility::compareUnsignedCertificate(certificate, attribute);
-    case searchSubjectName:
-        return CspManagerUtility::compareSubjectName(certificate, attribute);
-    case searchSubjectPublicKeyInfo:
-        return CspManagerUtility::compareSubjectPublicKeyInfo(certificate, attribute);
-    case searchNothing:
-        break;
-    }
-    return false;
-}
-
 // Whether a certificate comes into the joined store from the machine's store through the user's, so that it
 // shows twice. One whose access state can't be read is shown.
 bool isShownTwice(CSPManager const& manager, PCCERT_CONTEXT cert) {
@@ -381,8 +346,7 @@ PCCERT_CONTEXT nextInStore(HCERTSTORE store, PCCERT_CONTEXT previous) {
 }
 
 // The next certificate with a private key that matches, from `cert` on; an empty holder at the end.
-OwnedCertificate nextKeyMatch(HCERTSTORE store, OwnedCertificate cert, CertSearchKind kind,
-                              TVKASNObject const& attribute) {
+OwnedCertificate nextKeyMatch(HCERTSTORE store, OwnedCertificate cert, SearchTest& test) {
     for (; cert.isSet();
          cert = OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, cert.release()))) {
         TVKBuffer keyProvInfo;
@@ -391,7 +355,7 @@ OwnedCertificate nextKeyMatch(HCERTSTORE store, OwnedCertificate cert, CertSearc
         }
         Decoded certificate;
         std::unique_ptr<TVKCertItem> const item = newCertItem(cert.get(), certificate);
-        if (matches(cert.get(), *item, *certificate, kind, attribute)) {
+        if (test.takes(cert.get(), *item, *certificate)) {
             break;
         }
     }
@@ -406,6 +370,7 @@ TVKCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONT
     OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
     manager.releaseMatch(previous);
     HCERTSTORE const store = manager.getSystemStore();
+    SearchTest test(kind, attribute);
     OwnedCertificate cert(nextInStore(store, previous));
     for (; cert.isSet(); cert = OwnedCertificate(nextInStore(store, cert.release()))) {
         if (isShownTwice(manager, cert.get())) {
@@ -414,7 +379,7 @@ TVKCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONT
         manager.setCurrentCertificate(cert.get());
         Decoded certificate;
         std::unique_ptr<TVKCertItem> item = newCertItem(cert.get(), certificate);
-        if (matches(cert.get(), *item, *certificate, kind, attribute)) {
+        if (test.takes(cert.get(), *item, *certificate)) {
             manager.holdMatch(cert.release());
             return item.release();
         }
@@ -427,9 +392,9 @@ TVKKeyCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_C
                                                    CertSearchKind kind, TVKASNObject const& attribute) {
     OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
     HCERTSTORE const store = manager.getSystemStore();
-    OwnedCertificate const cert =
-        nextKeyMatch(store, OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, previous)),
-                     kind, attribute);
+    SearchTest test(kind, attribute);
+    OwnedCertificate const cert = nextKeyMatch(
+        store, OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, previous)), test);
     return cert.isSet() ? makeKeyCertItem(cert.get()) : nullptr;
 }
 
@@ -439,12 +404,12 @@ TVKKeyCertItemContainer* CspManagerUtility::findCertificate(CSPManager& manager,
                                                             TVKASNObject const& attribute) {
     OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
     bool const isKnown = kind == searchAny || kind == searchSubjectName || kind == searchSubjectPublicKeyInfo;
-    CertSearchKind const known = isKnown ? kind : searchNothing;
+    SearchTest test(isKnown ? kind : searchNothing, attribute);
     HCERTSTORE const store = manager.getSystemStore();
     auto items = std::make_unique<TVKKeyCertItemContainer>(TVKOwnershipOwned);
     OwnedCertificate cert(CapiManagerUtility::getNextCertificateInStore(store, previous));
     for (;;) {
-        cert = nextKeyMatch(store, std::move(cert), known, attribute);
+        cert = nextKeyMatch(store, std::move(cert), test);
         if (!cert.isSet()) {
             return items.release();
         }

@@ -16,7 +16,7 @@ std::optional<Bytes> optionalBytes(Statement const& row, int column) {
 CertificateRows::CertificateRows(std::int64_t position, Statement& query, std::size_t most,
                                  Stamp const& stamp)
     : position_(position), stamp_(stamp) {
-    constexpr std::size_t enough = 128 * 1024;
+    constexpr std::size_t enough = 512 * 1024;
     std::size_t octets = 0;
     rows_.reserve(most);
     encodings_.reserve(most);
@@ -43,9 +43,9 @@ bool CertificateRows::tell(std::int64_t position, Stamp const& now) const noexce
 }
 
 std::size_t CertificateRows::countToFollow(std::int64_t position) const noexcept {
-    constexpr std::size_t most = 64;
+    constexpr std::size_t most = 256;
     bool const isContinued = !rows_.empty() && rows_.back().number == position;
-    return isContinued ? std::clamp(2 * rows_.size(), fewest, most) : fewest;
+    return isContinued ? std::clamp(8 * rows_.size(), fewest, most) : fewest;
 }
 
 CertificateRows::Row const* CertificateRows::behind(std::int64_t position) const noexcept {

@@ -4,6 +4,7 @@
 #include "database_creation.h"
 #include "database_files.h"
 #include "schema.h"
+#include "stripes.h"
 
 #include <cerrno>
 #include <list>
@@ -86,11 +87,18 @@ bool Database::isCurrent(bool exists, dev_t device, ino_t inode) const noexcept 
 
 std::string Database::directory() const { return path_.substr(0, path_.find_last_of('/')); }
 
+// A thread comes back to the connection that it used last, whose pages are in its processor's cache.
+std::atomic<Connection*>& Database::idleSlot(std::size_t number) noexcept {
+    return idle_[(threadNumber() + number) % idleSlots];
+}
+
 Connection* Database::idle() noexcept {
-    for (std::atomic<Connection*>& slot : idle_)
+    for (std::size_t number = 0; number < idleSlots; ++number) {
+        std::atomic<Connection*>& slot = idleSlot(number);
         if (slot.load(std::memory_order_relaxed) != nullptr)
             if (Connection* connection = slot.exchange(nullptr); connection != nullptr)
                 return connection;
+    }
     return nullptr;
 }
 
@@ -99,9 +107,9 @@ void Database::giveBack(Connection* connection) noexcept {
         delete connection;
         return;
     }
-    for (std::atomic<Connection*>& slot : idle_) {
+    for (std::size_t number = 0; number < idleSlots; ++number) {
         Connection* expected = nullptr;
-        if (slot.compare_exchange_strong(expected, connection))
+        if (idleSlot(number).compare_exchange_strong(expected, connection))
             return;
     }
     if (connection == anchor_.load())
@@ -276,6 +284,12 @@ void Database::undo(Connection& connection) noexcept {
     // A failed commit may have rolled back by itself; then there is nothing left to undo.
     if (outcome([&] { connection.prepare(Query::rollback).run(); }) != ERROR_SUCCESS)
         logLine(path_, "the change was already undone");
+}
+
+// Changes mostly are durable; the setting costs least beside what was just done. Where it fails, the next
+// change makes it.
+void Database::expectDurable(Connection& connection) noexcept {
+    outcome([&] { connection.setDurability(Durability::now); });
 }
 
 Stamp Database::stamp() {

@@ -60,14 +60,19 @@ public:
         Use use = writer();
         use->setDurability(durability);
         use->prepare(Query::begin).run();
-        try {
-            auto result = body(*use.operator->());
-            use->prepare(Query::commit).run();
-            return result;
-        } catch (...) {
-            undo(*use.operator->());
-            throw;
-        }
+        auto result = [&] {
+            try {
+                auto made = body(*use.operator->());
+                use->prepare(Query::commit).run();
+                return made;
+            } catch (...) {
+                undo(*use.operator->());
+                throw;
+            }
+        }();
+        if (durability != Durability::now)
+            expectDurable(*use.operator->());
+        return result;
     }
 
     Stamp stamp();
@@ -85,10 +90,12 @@ private:
 
     Use writer();
     void undo(Connection& connection) noexcept;
+    void expectDurable(Connection& connection) noexcept;
     std::unique_ptr<Connection> open(bool create);
     std::unique_ptr<Connection> openExisting();
     void refuseCutPage(Connection& connection, off_t size) const;
     void leaveLogOnNetwork(Connection& connection);
+    std::atomic<Connection*>& idleSlot(std::size_t number) noexcept;
     Connection* idle() noexcept;
     void giveBack(Connection* connection) noexcept;
     enum class Log { bringIn, keep };

@@ -2,8 +2,8 @@
 
 #include "live_objects.h"
 #include "process_locks.h"
+#include "stripes.h"
 
-#include <atomic>
 #include <vector>
 
 namespace wincrypt {
@@ -24,8 +24,7 @@ struct Slot {
     HandleKind kind{};
 };
 
-// In a cache line of its own, like its lock.
-struct alignas(64) Shard {
+struct alignas(stripeAlignment) Shard {
     std::vector<Slot> slots;
     std::vector<std::uint32_t> free;
 };
@@ -34,12 +33,6 @@ struct alignas(64) Shard {
 Shard* shards() {
     static Shard* const all = new Shard[handleShards];
     return all;
-}
-
-std::size_t shardOfThread() noexcept {
-    static std::atomic<std::size_t> next{0};
-    thread_local std::size_t const own = next.fetch_add(1, std::memory_order_relaxed) % handleShards;
-    return own;
 }
 
 Slot* locate(HandleKind kind, ULONG_PTR handle, Shard& shard) noexcept {
@@ -53,7 +46,7 @@ Slot* locate(HandleKind kind, ULONG_PTR handle, Shard& shard) noexcept {
 } // namespace
 
 ULONG_PTR insertHandle(HandleKind kind, std::shared_ptr<void> object) {
-    std::size_t const number = shardOfThread();
+    std::size_t const number = threadNumber() % handleShards;
     Shard& shard = shards()[number];
     std::lock_guard const lock(processLock(ProcessLock::handles, number));
     std::uint32_t index;

@@ -13,11 +13,8 @@ std::optional<std::int64_t> containerId(Connection& connection, std::string cons
 }
 
 std::int64_t insertContainer(Connection& connection, std::string const& name) {
-    Statement insert = connection.prepare(Query::addContainer);
-    insert.bindText(1, name).step();
-    std::int64_t const id = insert.integer(0);
-    insert.run();
-    return id;
+    connection.prepare(Query::addContainer).bindText(1, name).run();
+    return connection.lastInsertedRow();
 }
 
 } // namespace

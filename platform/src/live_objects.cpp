@@ -1,5 +1,7 @@
 #include "live_objects.h"
 
+#include "stripes.h"
+
 #include <wincrypt_layer.h>
 
 #include <atomic>
@@ -7,21 +9,14 @@
 namespace wincrypt {
 namespace {
 
-// Threads count apart, so that they don't fight for one cache line at each step of a walk. An object may be
-// removed by another thread than the one that added it: the sum alone counts.
-constexpr unsigned stripeCount = 64;
-struct alignas(64) Stripe {
+// An object may be removed by another thread than the one that added it: the sum alone counts.
+constexpr std::size_t stripeCount = 64;
+struct alignas(stripeAlignment) Stripe {
     std::atomic<std::size_t> objects{0};
 };
 constinit Stripe stripes[stripeCount];
 
-std::atomic<std::size_t>& ownCount() noexcept {
-    static constinit std::atomic<unsigned> next{0};
-    static constinit thread_local std::atomic<std::size_t>* own = nullptr;
-    if (own == nullptr)
-        own = &stripes[next.fetch_add(1, std::memory_order_relaxed) % stripeCount].objects;
-    return *own;
-}
+std::atomic<std::size_t>& ownCount() noexcept { return stripes[threadNumber() % stripeCount].objects; }
 
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "log.h"
+#include "stripes.h"
 
 #include <openssl/crypto.h>
 
@@ -19,8 +20,8 @@ namespace {
 
 constexpr std::size_t lockCount = static_cast<std::size_t>(ProcessLock::handles) + handleShards;
 
-// Each in a cache line of its own: threads that take different locks don't wait for each other.
-struct alignas(64) OwnLine {
+// Threads that take different locks don't wait for each other.
+struct alignas(stripeAlignment) OwnLine {
     std::mutex mutex;
 };
 constinit OwnLine locks[lockCount];
@@ -31,23 +32,16 @@ constinit std::atomic<bool> forking{false};
 // A thread that forks inside a call carries the connections over; the child must not close them.
 constinit bool carriedOver = false;
 
-// Leases are counted in a cache line that few threads share, so that calls in different threads don't wait
-// for each other's counting.
-constexpr unsigned stripeCount = 64;
-struct alignas(64) Stripe {
+// Leases are counted where calls in different threads don't wait for each other's counting.
+constexpr std::size_t stripeCount = 64;
+struct alignas(stripeAlignment) Stripe {
     std::atomic<int> leases{0};
 };
 constinit Stripe stripes[stripeCount];
 
 constinit thread_local int depth = 0;
-constinit thread_local unsigned ownStripe = stripeCount; // not chosen yet
 
-std::atomic<int>& ownCount() noexcept {
-    static constinit std::atomic<unsigned> next{0};
-    if (ownStripe == stripeCount)
-        ownStripe = next.fetch_add(1, std::memory_order_relaxed) % stripeCount;
-    return stripes[ownStripe].leases;
-}
+std::atomic<int>& ownCount() noexcept { return stripes[threadNumber() % stripeCount].leases; }
 
 // False when the other threads' leases haven't ended after so many pauses of 0.1 ms.
 bool waitForLeases(long pauses) noexcept {

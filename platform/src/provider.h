@@ -53,9 +53,10 @@ public:
     virtual DWORD type() const = 0;
     virtual DWORD implementation() const = 0; // CRYPT_IMPL_SOFTWARE or CRYPT_IMPL_HARDWARE
 
-    // An empty name is the default container.
-    // Errors: NTE_BAD_KEYSET, NTE_EXISTS for create, NTE_KEYSET_NOT_DEF for a token without a default
-    // container.
+    // An empty name is the default container. What isn't there opens to null: programs ask whether a name is
+    // free by opening it.
+    // Errors: NTE_BAD_KEYSET for remove, NTE_EXISTS for create, NTE_KEYSET_NOT_DEF for a token without a
+    // default container.
     virtual std::shared_ptr<Container> open(Scope scope, std::string const& name, Asking asking) = 0;
     virtual std::shared_ptr<Container> create(Scope scope, std::string const& name, Asking asking) = 0;
     virtual void remove(Scope scope, std::string const& name, Asking asking) = 0;

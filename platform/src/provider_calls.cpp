@@ -11,12 +11,15 @@ using namespace wincrypt;
 
 BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR szProvider, DWORD dwProvType,
                                  DWORD dwFlags) {
-    return boundary([&] {
+    return boundary([&]() -> DWORD {
         if (phProv == nullptr)
-            fail(ERROR_INVALID_PARAMETER);
+            return ERROR_INVALID_PARAMETER;
         auto context =
-            openContext(szProvider, dwProvType, szContainer != nullptr ? szContainer : "", dwFlags);
+            findContext(szProvider, dwProvType, szContainer != nullptr ? szContainer : "", dwFlags);
+        if (!context && (dwFlags & CRYPT_DELETEKEYSET) == 0)
+            return errorValue(NTE_BAD_KEYSET);
         *phProv = context ? makeHandle(std::move(context)) : 0;
+        return ERROR_SUCCESS;
     });
 }
 

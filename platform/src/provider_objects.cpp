@@ -111,7 +111,7 @@ Bytes HashObject::signedValue(bool bare) {
     return result;
 }
 
-std::shared_ptr<ProviderContext> openContext(char const* providerName, DWORD type,
+std::shared_ptr<ProviderContext> findContext(char const* providerName, DWORD type,
                                              std::string const& container, DWORD flags) {
     constexpr DWORD known = CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET | CRYPT_SILENT |
                             CRYPT_DEFAULT_CONTAINER_OPTIONAL | CRYPT_VERIFYCONTEXT;
@@ -133,7 +133,15 @@ std::shared_ptr<ProviderContext> openContext(char const* providerName, DWORD typ
     auto opened = temporary ? provider->temporary()
                   : fresh   ? provider->create(scope, container, asking)
                             : provider->open(scope, container, asking);
-    return std::make_shared<ProviderContext>(provider, std::move(opened), scope, asking);
+    return opened ? std::make_shared<ProviderContext>(provider, std::move(opened), scope, asking) : nullptr;
+}
+
+std::shared_ptr<ProviderContext> openContext(char const* providerName, DWORD type,
+                                             std::string const& container, DWORD flags) {
+    auto context = findContext(providerName, type, container, flags);
+    if (!context && (flags & CRYPT_DELETEKEYSET) == 0)
+        fail(NTE_BAD_KEYSET);
+    return context;
 }
 
 void releaseContext(HCRYPTPROV handle) { takeObject<ProviderContext>(handle)->releaseChildren(); }

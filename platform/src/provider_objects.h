@@ -91,7 +91,10 @@ private:
 };
 
 // Opens a provider handle; what CryptAcquireContextA and the calls that open a container for a certificate
-// share.
+// share. The first gives null for a container that isn't there, the second fails with NTE_BAD_KEYSET; both
+// give null when they removed one.
+std::shared_ptr<ProviderContext> findContext(char const* provider, DWORD type, std::string const& container,
+                                             DWORD flags);
 std::shared_ptr<ProviderContext> openContext(char const* provider, DWORD type, std::string const& container,
                                              DWORD flags);
 void releaseContext(HCRYPTPROV handle); // error: ERROR_INVALID_HANDLE

@@ -76,7 +76,7 @@ inline constexpr char const* queryText[queryCount] = {
     " LEFT JOIN key k ON k.container = c.id WHERE c.name = ?1 ORDER BY k.slot",
     "SELECT name FROM container WHERE name > ?1 AND typeof(name) = 'text' ORDER BY name LIMIT 1",
     "SELECT max(length(CAST(name AS BLOB))) FROM container WHERE typeof(name) = 'text'",
-    "INSERT INTO container(name) VALUES(?1) RETURNING id",
+    "INSERT INTO container(name) VALUES(?1)",
     "DELETE FROM container WHERE id = ?1",
     "DELETE FROM key WHERE container = ?1",
     "DELETE FROM key WHERE container = ?1 AND slot = ?2",

@@ -6,8 +6,11 @@
 #include <openssl/core_names.h>
 #include <openssl/rsa.h>
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <iterator>
+#include <span>
 
 namespace wincrypt {
 namespace {
@@ -34,22 +37,36 @@ constexpr std::array<char const*, partCount> partNames = {
     OSSL_PKEY_PARAM_RSA_FACTOR1,   OSSL_PKEY_PARAM_RSA_FACTOR2,     OSSL_PKEY_PARAM_RSA_EXPONENT1,
     OSSL_PKEY_PARAM_RSA_EXPONENT2, OSSL_PKEY_PARAM_RSA_COEFFICIENT1};
 
-// In the fewest octets (X.690, 8.3.2).
-SecureBytes encodeInteger(BIGNUM const* value) {
-    // One octet more keeps the integer positive where its top bit is set.
-    SecureBytes octets(static_cast<std::size_t>(BN_num_bits(value)) / 8 + 1);
-    BN_bn2binpad(value, octets.data(), static_cast<int>(octets.size()));
-    return derElement<SecureBytes>(tag::integer, {octets});
+// In the fewest octets (X.690, 8.3.2), of any number of them.
+template <class Sink>
+void appendInteger(Sink& out, ByteView value) {
+    while (value.size() > 1 && value.front() == 0)
+        value = value.subspan(1);
+    bool const seemsNegative = (value.front() & 0x80) != 0;
+    appendDerHeader(out, tag::integer, value.size() + (seemsNegative ? 1 : 0));
+    if (seemsNegative)
+        out.push_back(0);
+    out.insert(out.end(), value.begin(), value.end());
 }
 
-SecureBytes encodeKey(Parts const& parts) {
-    static constexpr std::uint8_t version[] = {tag::integer, 1, 0};
-    SecureBytes content(std::begin(version), std::end(version));
-    for (BignumPtr const& part : parts) {
-        SecureBytes const integer = encodeInteger(part.get());
-        content.insert(content.end(), integer.begin(), integer.end());
+Bytes encodePublicKey(BIGNUM const* modulus, BIGNUM const* exponent) {
+    Bytes content;
+    for (BIGNUM const* value : {modulus, exponent}) {
+        Bytes octets(static_cast<std::size_t>(BN_num_bytes(value)));
+        BN_bn2bin(value, octets.data());
+        appendInteger(content, octets);
     }
-    return derElement<SecureBytes>(tag::sequence, {content});
+    return derElement(tag::sequence, {content});
+}
+
+// The RSAPublicKey within an RSAPrivateKey of ours.
+Bytes publicPart(ByteView privateKey) {
+    DerCursor inside(DerCursor(privateKey).next()->content);
+    inside.next(); // version
+    ByteView const integers = inside.rest();
+    inside.next();
+    inside.next();
+    return derElement(tag::sequence, {integers.first(integers.size() - inside.rest().size())});
 }
 
 bool readParts(ByteView encoding, Parts& parts) {
@@ -129,20 +146,27 @@ PkeyPtr makeKey(Parts const& parts) {
     return result;
 }
 
-// Through memory of ours: libcrypto's own call for one number leaves it on the stack.
-Parts partsOf(EVP_PKEY* key) {
-    Parts parts;
-    SecureBytes octets(maximumKeyBits / 8);
+// All integers are asked for at once, as each answer goes through all of them, and into memory of ours:
+// libcrypto's own call for one number leaves it on the stack. None is longer than the modulus.
+SecureBytes encodePrivateKey(EVP_PKEY* key) {
+    auto const size = static_cast<std::size_t>(EVP_PKEY_get_size(key));
+    SecureBytes octets(partCount * size);
+    OSSL_PARAM wanted[partCount + 1];
+    for (std::size_t i = 0; i < partCount; ++i)
+        wanted[i] = OSSL_PARAM_construct_BN(partNames[i], octets.data() + i * size, size);
+    wanted[partCount] = OSSL_PARAM_construct_end();
+    if (EVP_PKEY_get_params(key, wanted) != 1)
+        failLibcrypto(NTE_FAIL);
+    static constexpr std::uint8_t version[] = {tag::integer, 1, 0};
+    SecureBytes content(std::begin(version), std::end(version));
+    content.reserve(octets.size()); // most integers are half as long as the modulus
     for (std::size_t i = 0; i < partCount; ++i) {
-        OSSL_PARAM wanted[] = {OSSL_PARAM_construct_BN(partNames[i], octets.data(), octets.size()),
-                               OSSL_PARAM_construct_end()};
-        if (EVP_PKEY_get_params(key, wanted) != 1)
-            failLibcrypto(NTE_FAIL);
-        parts[i].reset(BN_native2bn(octets.data(), static_cast<int>(wanted[0].return_size), nullptr));
-        if (!parts[i])
-            throw std::bad_alloc();
+        std::span<std::uint8_t> const value(octets.data() + i * size, wanted[i].return_size);
+        if (std::endian::native == std::endian::little)
+            std::reverse(value.begin(), value.end());
+        appendInteger(content, value);
     }
-    return parts;
+    return derElement<SecureBytes>(tag::sequence, {content});
 }
 
 PkeyContextPtr contextOf(EVP_PKEY* key) {
@@ -223,9 +247,7 @@ LonePublicKey LonePublicKey::from(ByteView modulus, ByteView exponent) {
         failLibcrypto(NTE_BAD_PUBLIC_KEY);
     if (ERR_peek_last_error() != before)
         requireMemory();
-    SecureBytes const first = encodeInteger(n.get());
-    SecureBytes const second = encodeInteger(e.get());
-    RsaPublicKey publicKey(key.get(), derElement(tag::sequence, {first, second}));
+    RsaPublicKey publicKey(key.get(), encodePublicKey(n.get(), e.get()));
     return {std::move(key), std::move(publicKey)};
 }
 
@@ -237,11 +259,10 @@ RsaPrivateKey RsaPrivateKey::fromEncoding(ByteView encoding) {
     Parts parts;
     if (!readParts(encoding, parts) || !partsFit(parts))
         failLibcrypto(NTE_BAD_DATA);
-    return {makeKey(parts), derElement(tag::sequence, {encodeInteger(parts[modulus].get()),
-                                                       encodeInteger(parts[publicExponent].get())})};
+    return {makeKey(parts), encodePublicKey(parts[modulus].get(), parts[publicExponent].get())};
 }
 
-RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
+RsaPrivateKey::Encoded RsaPrivateKey::generate(unsigned bits) {
     ErrorQueueGuard const errors;
     PkeyContextPtr const context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* made = nullptr;
@@ -249,13 +270,14 @@ RsaPrivateKey RsaPrivateKey::generate(unsigned bits) {
         EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), static_cast<int>(bits)) != 1 ||
         EVP_PKEY_generate(context.get(), &made) != 1)
         failLibcrypto(NTE_FAIL);
-    PkeyPtr const key(made);
-    return fromEncoding(encodeKey(partsOf(key.get())));
+    PkeyPtr key(made);
+    SecureBytes encoding = encodePrivateKey(key.get());
+    return {RsaPrivateKey(std::move(key), publicPart(encoding)), std::move(encoding)};
 }
 
 SecureBytes RsaPrivateKey::encoding() const {
     ErrorQueueGuard const errors;
-    return encodeKey(partsOf(key_.get()));
+    return encodePrivateKey(key_.get());
 }
 
 Bytes RsaPrivateKey::sign(ByteView signedValue) const {

@@ -43,7 +43,8 @@ public:
     // From an RSAPrivateKey (A.1.2) whose values are checked against each other; primality isn't.
     // Error: NTE_BAD_DATA.
     static RsaPrivateKey fromEncoding(ByteView encoding);
-    static RsaPrivateKey generate(unsigned bits);
+    struct Encoded;
+    static Encoded generate(unsigned bits);
 
     RsaPrivateKey(PkeyPtr key, Bytes publicEncoding);
 
@@ -58,6 +59,11 @@ public:
 private:
     PkeyPtr key_;
     RsaPublicKey public_;
+};
+
+struct RsaPrivateKey::Encoded {
+    RsaPrivateKey key;
+    SecureBytes encoding; // as encoding() writes it
 };
 
 inline constexpr unsigned minimumKeyBits = 512;

@@ -80,12 +80,16 @@ public:
     }
 
     std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) override {
-        return keep(slot, std::make_shared<RsaPrivateKey const>(RsaPrivateKey::generate(bits)), exportable);
+        // First, so that nobody waits for a key that can't be sealed then.
+        SealingKey const sealing = sealingKeyOf(*databaseInUse());
+        RsaPrivateKey::Encoded made = RsaPrivateKey::generate(bits);
+        return keep(slot, sealing, std::move(made.key), made.encoding, exportable);
     }
 
     std::shared_ptr<Key> import(DWORD slot, ByteView encoding, bool exportable) override {
-        return keep(slot, std::make_shared<RsaPrivateKey const>(RsaPrivateKey::fromEncoding(encoding)),
-                    exportable);
+        RsaPrivateKey key = RsaPrivateKey::fromEncoding(encoding);
+        SecureBytes const written = key.encoding(); // what was given may be longer than it need be
+        return keep(slot, sealingKeyOf(*databaseInUse()), std::move(key), written, exportable);
     }
 
     std::optional<Bytes> certificate(DWORD slot) override {
@@ -114,15 +118,17 @@ private:
         return database;
     }
 
-    std::shared_ptr<Key> keep(DWORD slot, std::shared_ptr<RsaPrivateKey const> key, bool exportable) {
+    std::shared_ptr<Key> keep(DWORD slot, SealingKey const& sealing, RsaPrivateKey&& made, ByteView encoding,
+                              bool exportable) {
         std::shared_ptr<Database> const database = databaseInUse();
         DWORD const flags = exportable ? CRYPT_EXPORTABLE : 0;
         Bytes const context = sealingContext(name(), slot, flags);
-        StoredKey const stored{slot, flags, sealKey(*database, context, key->encoding())};
+        StoredKey const stored{slot, flags, sealKey(sealing, context, encoding)};
         storeKey(*database, name(), stored, name() == loginName());
+        auto const key = std::make_shared<RsaPrivateKey const>(std::move(made));
         keepOpened(context, stored.sealed, key);
         state_.store(nullptr);
-        return std::make_shared<SoftwareKey>(std::move(key), exportable);
+        return std::make_shared<SoftwareKey>(key, exportable);
     }
 
     Scope const scope_;
@@ -137,7 +143,7 @@ public:
     std::string const& name() const override { return name_; }
     std::shared_ptr<Key> key(DWORD slot) override { return keys_[StoredContainer::placeOf(slot)].load(); }
     std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) override {
-        return keep(slot, RsaPrivateKey::generate(bits), exportable);
+        return keep(slot, RsaPrivateKey::generate(bits).key, exportable);
     }
     std::shared_ptr<Key> import(DWORD slot, ByteView encoding, bool exportable) override {
         return keep(slot, RsaPrivateKey::fromEncoding(encoding), exportable);
@@ -167,7 +173,7 @@ public:
         auto container = std::make_shared<StoredKeyContainer>(scope, name);
         // The default container needn't be there, and isn't looked at before its first use.
         if (!name.empty() && !container->load() && !isDefault(name))
-            fail(NTE_BAD_KEYSET);
+            return nullptr;
         return container;
     }
 

@@ -67,6 +67,7 @@ public:
     void execute(char const* sql);
     std::int64_t number(char const* sql); // first column of the first row, 0 without one
     std::string text(char const* sql);
+    std::int64_t lastInsertedRow() const noexcept; // by this connection
 
     // Changes how the file is kept whole, "wal" or "delete". False when other connections to it stay
     // open, or when the file system can't do it.

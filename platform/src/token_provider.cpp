@@ -289,9 +289,9 @@ public:
 
     std::shared_ptr<Container> open(Scope, std::string const& name, Asking asking) override {
         auto const found = existing(name, asking);
-        if (!found)
-            fail(name.empty() ? NTE_KEYSET_NOT_DEF : NTE_BAD_KEYSET);
-        return std::make_shared<TokenContainer>(token_, *found, asking);
+        if (!found && name.empty())
+            fail(NTE_KEYSET_NOT_DEF);
+        return found ? std::make_shared<TokenContainer>(token_, *found, asking) : nullptr;
     }
 
     std::shared_ptr<Container> create(Scope, std::string const& name, Asking asking) override {
