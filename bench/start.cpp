@@ -42,15 +42,16 @@ void compare(benchmark::State& state, char const* name, std::size_t size, Progra
 void sign(benchmark::State& state) {
     constexpr std::size_t signatureSize = 256;
     bench::enterHome(bench::keyHome(1));
-    compare(state, "first signature", signatureSize, {bench::siblingProgram("bench_first_signature")},
-            {bench::siblingProgram("bench_first_signature_libcrypto"), bench::keyFile()});
+    compare(state, "first signature", signatureSize,
+            {bench::siblingProgram("bench_starting_host"), "signature"},
+            {bench::siblingProgram("bench_starting_libcrypto"), bench::keyFile()});
 }
 BENCHMARK(sign)->Name("start to signature")->UseRealTime()->Iterations(20);
 
 void takeItem(benchmark::State& state) {
     constexpr unsigned certificateCount = 10'000;
     bench::enterHome(bench::certificateHome(certificateCount));
-    compare(state, "first item", 1, {bench::siblingProgram("bench_first_item")},
+    compare(state, "first item", 1, {bench::siblingProgram("bench_starting_host"), "item"},
             {bench::siblingProgram("bench_bare_process")});
 }
 BENCHMARK(takeItem)->Name("start to item")->UseRealTime()->Iterations(20);

@@ -157,10 +157,8 @@ std::unique_ptr<Connection> Database::openExisting() {
     }
     auto const opened = [&](Connection::Mode mode) {
         auto connection = std::make_unique<Connection>(path_, mode);
-        if (mode == Connection::Mode::readWrite) {
-            connection->setDurability(Durability::now);
+        if (mode == Connection::Mode::readWrite)
             connection->execute("PRAGMA journal_size_limit = 4194304");
-        }
         connection->execute("PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON");
         connection->number(
             "PRAGMA schema_version"); // reads the file, so that what is wrong with it shows here
@@ -233,6 +231,7 @@ std::unique_ptr<Connection> Database::open(bool create) {
             logLine(path_, "an older format that can't be migrated without write access");
             fail(ERROR_ACCESS_DENIED);
         }
+        connection->setDurability(Durability::now);
         migrate(*connection);
     }
     struct stat status {};

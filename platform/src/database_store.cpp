@@ -72,11 +72,6 @@ DatabaseStoreView::DatabaseStoreView(std::shared_ptr<Database> database, std::st
                                      DWORD accessState)
     : StoreView(accessState), database_(std::move(database)), name_(std::move(name)), writable_(writable) {}
 
-std::optional<std::int64_t> DatabaseStoreView::find(Connection& connection) {
-    std::int64_t const known = id_.load();
-    return known != 0 ? std::optional(known) : lookUp(connection);
-}
-
 std::optional<std::int64_t> DatabaseStoreView::lookUp(Connection& connection) {
     Statement query = connection.prepare(Query::storeByName);
     if (!query.bindText(1, name_).step())
@@ -84,10 +79,20 @@ std::optional<std::int64_t> DatabaseStoreView::lookUp(Connection& connection) {
     return query.integer(0);
 }
 
-bool DatabaseStoreView::exists() {
+std::optional<DatabaseStoreView::Reading> DatabaseStoreView::read() {
     auto use = database_->reader();
-    return use && find(*use->operator->()).has_value();
+    if (!use)
+        return std::nullopt;
+    if (id_.load() == 0) {
+        auto const found = lookUp(*use->operator->());
+        if (!found)
+            return std::nullopt;
+        id_.store(*found);
+    }
+    return Reading{std::move(*use), id_.load()};
 }
+
+bool DatabaseStoreView::exists() { return read().has_value(); }
 
 // A database that can't be written is to the caller a store that can't.
 template <class Body>
@@ -112,18 +117,14 @@ std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsBehind(std::option
     auto known = isWalk ? rowsAhead_.load() : nullptr;
     if (known && known->tell(*position, stamp))
         return known;
-    auto use = database_->reader();
-    if (!use)
+    auto reading = read();
+    if (!reading)
         return nullptr;
-    Connection& connection = *use->operator->();
-    auto const id = find(connection);
-    if (!id)
-        return nullptr;
-    id_.store(*id);
-    std::int64_t const after = position.value_or(firstRow(*id));
+    auto const& [use, id] = *reading;
+    std::int64_t const after = position.value_or(firstRow(id));
     std::size_t const most = !isWalk ? 1 : known ? known->countToFollow(*position) : CertificateRows::fewest;
-    Statement query = connection.prepare(queryFor(selection.kind));
-    query.bind(1, after).bind(2, endRow(*id)).bind(3, static_cast<std::int64_t>(most));
+    Statement query = use->prepare(queryFor(selection.kind));
+    query.bind(1, after).bind(2, endRow(id)).bind(3, static_cast<std::int64_t>(most));
     if (selection.kind == Selection::Kind::identity)
         query.bind(4, selection.identity);
     auto rows = std::make_shared<CertificateRows const>(after, query, most, stamp);
@@ -135,19 +136,17 @@ std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsBehind(std::option
 // A damaged page ends a query that comes to it. The index leads past it to the rows of the other pages.
 std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsPastDamage(std::optional<std::int64_t> position,
                                                                          Selection const& selection) {
-    auto use = database_->reader();
-    if (!use)
+    auto reading = read();
+    if (!reading)
         return nullptr;
-    Connection& connection = *use->operator->();
-    auto const id = find(connection);
-    if (!id)
-        return nullptr;
-    std::int64_t const after = position.value_or(firstRow(*id));
+    Database::Use const& use = reading->use;
+    std::int64_t const after = position.value_or(firstRow(reading->id));
+    std::int64_t const end = endRow(reading->id);
     std::vector<std::int64_t> candidates;
     {
-        Statement index = connection.prepare(Query::certificateRowsByIndex);
+        Statement index = use->prepare(Query::certificateRowsByIndex);
         while (index.step())
-            if (index.integer(0) > after && index.integer(0) < endRow(*id))
+            if (index.integer(0) > after && index.integer(0) < end)
                 candidates.push_back(index.integer(0));
     }
     std::sort(candidates.begin(), candidates.end());
@@ -155,7 +154,7 @@ std::shared_ptr<CertificateRows const> DatabaseStoreView::rowsPastDamage(std::op
     std::shared_ptr<CertificateRows const> rows;
     for (std::int64_t const row : candidates) {
         DWORD const error = outcome([&] {
-            Statement query = connection.prepare(Query::nextCertificate);
+            Statement query = use->prepare(Query::nextCertificate);
             query.bind(1, row - 1).bind(2, row + 1).bind(3, 1);
             rows = std::make_shared<CertificateRows const>(after, query, 1, Stamp());
         });

@@ -29,7 +29,11 @@ private:
                                                       Selection const& selection);
     std::shared_ptr<CertificateRows const> rowsPastDamage(std::optional<std::int64_t> position,
                                                           Selection const& selection);
-    std::optional<std::int64_t> find(Connection& connection);
+    struct Reading {
+        Database::Use use;
+        std::int64_t id; // the store's
+    };
+    std::optional<Reading> read(); // nothing where the store isn't there yet
     std::optional<std::int64_t> lookUp(Connection& connection);
     template <class Body>
     auto change(Body&& body);

@@ -3,6 +3,7 @@
 #include "text.h"
 
 #include <atomic>
+#include <cerrno>
 #include <memory>
 #include <pwd.h>
 #include <unistd.h>
@@ -17,12 +18,18 @@ struct Known {
 };
 
 std::string lookUp(uid_t user) {
-    std::vector<char> room(16384);
-    passwd entry{};
-    passwd* found = nullptr;
-    if (::getpwuid_r(user, &entry, room.data(), room.size(), &found) == 0 && found != nullptr &&
-        entry.pw_name != nullptr && *entry.pw_name != '\0' && isUtf8(entry.pw_name))
-        return entry.pw_name;
+    constexpr std::size_t most = 1024 * 1024;
+    for (std::size_t size = 1024; size <= most; size *= 4) {
+        std::vector<char> room(size);
+        passwd entry{};
+        passwd* found = nullptr;
+        int const error = ::getpwuid_r(user, &entry, room.data(), room.size(), &found);
+        if (error == 0 && found != nullptr && entry.pw_name != nullptr && *entry.pw_name != '\0' &&
+            isUtf8(entry.pw_name))
+            return entry.pw_name;
+        if (error != ERANGE)
+            break;
+    }
     return std::to_string(user);
 }
 
