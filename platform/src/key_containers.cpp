@@ -12,9 +12,23 @@ std::optional<std::int64_t> containerId(Connection& connection, std::string cons
     return query.bindText(1, name).step() ? std::optional(query.integer(0)) : std::nullopt;
 }
 
-std::int64_t insertContainer(Connection& connection, std::string const& name) {
+// False where there is one already.
+bool insertContainer(Connection& connection, std::string const& name) {
     connection.prepare(Query::addContainer).bindText(1, name).run();
-    return connection.lastInsertedRow();
+    return connection.rowsChanged() != 0;
+}
+
+// In place of the slot's former key and its certificate. False where there is no such container.
+bool insertKey(Connection& connection, std::string const& name, StoredKey const& key) {
+    connection.prepare(Query::addKey)
+        .bindText(1, name)
+        .bind(2, key.slot)
+        .bind(3, key.flags)
+        .bind(4, key.sealed.sealedUnder)
+        .bind(5, key.sealed.nonce)
+        .bind(6, key.sealed.sealed)
+        .run();
+    return connection.rowsChanged() != 0;
 }
 
 } // namespace
@@ -66,9 +80,9 @@ std::size_t longestStoredName(Database& database) {
 void storeContainer(Database& database, std::string const& name) {
     database.change(
         [&](Connection& connection) {
-            if (containerId(connection, name))
+            if (!insertContainer(connection, name))
                 fail(NTE_EXISTS);
-            return insertContainer(connection, name);
+            return true;
         },
         Durability::withNext);
 }
@@ -89,21 +103,12 @@ bool removeContainer(Database& database, std::string const& name) {
 
 void storeKey(Database& database, std::string const& name, StoredKey const& key, bool makeContainer) {
     database.change([&](Connection& connection) {
-        auto id = containerId(connection, name);
-        if (!id && !makeContainer)
+        bool const stored =
+            insertKey(connection, name, key) ||
+            (makeContainer && insertContainer(connection, name) && insertKey(connection, name, key));
+        if (!stored)
             fail(NTE_BAD_KEYSET);
-        if (!id)
-            id = insertContainer(connection, name);
-        connection.prepare(Query::deleteKey).bind(1, *id).bind(2, key.slot).run();
-        connection.prepare(Query::addKey)
-            .bind(1, *id)
-            .bind(2, key.slot)
-            .bind(3, key.flags)
-            .bind(4, key.sealed.sealedUnder)
-            .bind(5, key.sealed.nonce)
-            .bind(6, key.sealed.sealed)
-            .run();
-        return true;
+        return stored;
     });
 }
 

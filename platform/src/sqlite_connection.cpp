@@ -162,7 +162,7 @@ std::int64_t Connection::number(char const* sql) {
     return value.empty() ? 0 : std::stoll(value);
 }
 
-std::int64_t Connection::lastInsertedRow() const noexcept { return sqlite3_last_insert_rowid(database_); }
+std::int64_t Connection::rowsChanged() const noexcept { return sqlite3_changes(database_); }
 
 void Connection::setDurability(Durability durability) {
     if (durability_ == durability)

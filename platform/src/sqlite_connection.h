@@ -67,7 +67,7 @@ public:
     void execute(char const* sql);
     std::int64_t number(char const* sql); // first column of the first row, 0 without one
     std::string text(char const* sql);
-    std::int64_t lastInsertedRow() const noexcept; // by this connection
+    std::int64_t rowsChanged() const noexcept; // by the last statement that changes any
 
     // Changes how the file is kept whole, "wal" or "delete". False when other connections to it stay
     // open, or when the file system can't do it.
