@@ -18,6 +18,7 @@ CertificateRows::CertificateRows(std::int64_t position, Statement& query, std::s
     : position_(position), stamp_(stamp) {
     constexpr std::size_t enough = 512 * 1024;
     std::size_t octets = 0;
+    auto const sizeOf = [](std::optional<Bytes> const& value) { return value ? value->size() : 0; };
     rows_.reserve(most);
     encodings_.reserve(most);
     while (rows_.size() < most && octets < enough) {
@@ -32,8 +33,9 @@ CertificateRows::CertificateRows(std::int64_t position, Statement& query, std::s
         reading->properties = {optionalBytes(query, 1), optionalBytes(query, 2)};
         ByteView const encoding = query.bytes(3);
         Bytes const& kept = encodings_.emplace_back(encoding.begin(), encoding.end());
+        octets +=
+            kept.size() + sizeOf(reading->properties.keyInfo) + sizeOf(reading->properties.friendlyName);
         rows_.push_back({query.integer(0), std::move(reading), kept});
-        octets += kept.size();
     }
 }
 

@@ -2,16 +2,16 @@
 
 #include "file_descriptor.h"
 #include "log.h"
+#include "user_record.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
-#include <vector>
+#include <utility>
 
 namespace wincrypt {
 namespace {
@@ -24,12 +24,9 @@ std::string environment(char const* name) {
 std::string homeDirectory() {
     if (std::string home = environment("HOME"); !home.empty() && home.front() == '/')
         return home;
-    std::vector<char> room(16384);
-    passwd entry{};
-    passwd* found = nullptr;
-    if (::getpwuid_r(::geteuid(), &entry, room.data(), room.size(), &found) == 0 && found != nullptr &&
-        entry.pw_dir != nullptr && entry.pw_dir[0] == '/')
-        return entry.pw_dir;
+    auto record = userRecord(::geteuid());
+    if (record && record->home.starts_with('/'))
+        return std::move(record->home);
     logLine("uid " + std::to_string(::geteuid()), "no home directory: set HOME or XDG_DATA_HOME");
     fail(ERROR_PATH_NOT_FOUND);
 }

@@ -25,6 +25,11 @@ constexpr std::size_t tagSize = 16;
 constexpr std::size_t identifierSize = 8;
 constexpr std::size_t maximumCredential = 64 * 1024;
 
+struct SealingKey {
+    SecureBytes key;
+    Bytes identifier;
+};
+
 std::string keyFilePath(Database const& database) { return database.directory() + "/sealing.key"; }
 
 // The secret may be any text that an administrator supplies, so the key is made from it by a hash of its own.
@@ -146,7 +151,7 @@ Bytes sealingContext(std::string const& container, DWORD slot, DWORD flags) {
     return context;
 }
 
-SealingKey sealingKeyOf(Database& database) {
+SealedKey sealKey(Database& database, ByteView context, ByteView clear) {
     ErrorQueueGuard const errors;
     std::optional<SealingKey> key = credentialKey();
     if (!key)
@@ -165,14 +170,9 @@ SealingKey sealingKeyOf(Database& database) {
     }
     if (!key)
         fail(ERROR_FILE_NOT_FOUND);
-    return std::move(*key);
-}
-
-SealedKey sealKey(SealingKey const& key, ByteView context, ByteView clear) {
-    ErrorQueueGuard const errors;
-    SealedKey result{key.identifier, Bytes(nonceSize), Bytes(clear.size() + tagSize)};
+    SealedKey result{key->identifier, Bytes(nonceSize), Bytes(clear.size() + tagSize)};
     if (RAND_bytes(result.nonce.data(), static_cast<int>(nonceSize)) != 1 ||
-        !transform(true, key, result.nonce, context, clear, result.sealed.data(),
+        !transform(true, *key, result.nonce, context, clear, result.sealed.data(),
                    result.sealed.data() + clear.size()))
         failLibcrypto(NTE_FAIL);
     return result;

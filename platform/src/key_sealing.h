@@ -17,17 +17,10 @@ struct SealedKey {
 // What a sealed key is bound to besides its bytes: elsewhere, it doesn't open.
 Bytes sealingContext(std::string const& container, DWORD slot, DWORD flags);
 
-struct SealingKey {
-    SecureBytes key;
-    Bytes identifier;
-};
-
-// What new keys of a database are sealed under: $CREDENTIALS_DIRECTORY/wincrypt-key where that exists, else
-// the key file beside the database. That is made for the first key; error NTE_KEYSET_ENTRY_BAD, logged, where
-// it is missing and the database holds keys, which a new one would leave behind.
-SealingKey sealingKeyOf(Database& database);
-
-SealedKey sealKey(SealingKey const& key, ByteView context, ByteView clear);
+// Seals under $CREDENTIALS_DIRECTORY/wincrypt-key where that exists, else under the key file beside the
+// database. That is made for the first key; error NTE_KEYSET_ENTRY_BAD, logged, where it is missing and the
+// database holds keys, which a new one would leave behind.
+SealedKey sealKey(Database& database, ByteView context, ByteView clear);
 
 // Whether the sealing key is at hand that the key was sealed under. Errors: those of a key file that is
 // refused.

@@ -1,13 +1,12 @@
 #include "login_name.h"
 
 #include "text.h"
+#include "user_record.h"
 
 #include <atomic>
-#include <cerrno>
 #include <memory>
-#include <pwd.h>
 #include <unistd.h>
-#include <vector>
+#include <utility>
 
 namespace wincrypt {
 namespace {
@@ -18,19 +17,9 @@ struct Known {
 };
 
 std::string lookUp(uid_t user) {
-    constexpr std::size_t most = 1024 * 1024;
-    for (std::size_t size = 1024; size <= most; size *= 4) {
-        std::vector<char> room(size);
-        passwd entry{};
-        passwd* found = nullptr;
-        int const error = ::getpwuid_r(user, &entry, room.data(), room.size(), &found);
-        if (error == 0 && found != nullptr && entry.pw_name != nullptr && *entry.pw_name != '\0' &&
-            isUtf8(entry.pw_name))
-            return entry.pw_name;
-        if (error != ERANGE)
-            break;
-    }
-    return std::to_string(user);
+    auto record = userRecord(user);
+    bool const isText = record && !record->name.empty() && isUtf8(record->name);
+    return isText ? std::move(record->name) : std::to_string(user);
 }
 
 } // namespace

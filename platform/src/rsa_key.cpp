@@ -161,6 +161,8 @@ SecureBytes encodePrivateKey(EVP_PKEY* key) {
     SecureBytes content(std::begin(version), std::end(version));
     content.reserve(octets.size()); // most integers are half as long as the modulus
     for (std::size_t i = 0; i < partCount; ++i) {
+        if (wanted[i].return_size > size) // it calls an answer good that it ran out of memory for
+            failLibcrypto(NTE_FAIL);
         std::span<std::uint8_t> const value(octets.data() + i * size, wanted[i].return_size);
         if (std::endian::native == std::endian::little)
             std::reverse(value.begin(), value.end());
@@ -266,11 +268,14 @@ RsaPrivateKey::Encoded RsaPrivateKey::generate(unsigned bits) {
     ErrorQueueGuard const errors;
     PkeyContextPtr const context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* made = nullptr;
+    unsigned long const before = ERR_peek_last_error();
     if (!context || EVP_PKEY_keygen_init(context.get()) != 1 ||
         EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), static_cast<int>(bits)) != 1 ||
         EVP_PKEY_generate(context.get(), &made) != 1)
         failLibcrypto(NTE_FAIL);
     PkeyPtr key(made);
+    if (ERR_peek_last_error() != before)
+        requireMemory(); // it calls a key good that it left half made
     SecureBytes encoding = encodePrivateKey(key.get());
     return {RsaPrivateKey(std::move(key), publicPart(encoding)), std::move(encoding)};
 }

@@ -80,16 +80,14 @@ public:
     }
 
     std::shared_ptr<Key> generate(DWORD slot, unsigned bits, bool exportable) override {
-        // First, so that nobody waits for a key that can't be sealed then.
-        SealingKey const sealing = sealingKeyOf(*databaseInUse());
         RsaPrivateKey::Encoded made = RsaPrivateKey::generate(bits);
-        return keep(slot, sealing, std::move(made.key), made.encoding, exportable);
+        return keep(slot, std::move(made.key), made.encoding, exportable);
     }
 
     std::shared_ptr<Key> import(DWORD slot, ByteView encoding, bool exportable) override {
         RsaPrivateKey key = RsaPrivateKey::fromEncoding(encoding);
         SecureBytes const written = key.encoding(); // what was given may be longer than it need be
-        return keep(slot, sealingKeyOf(*databaseInUse()), std::move(key), written, exportable);
+        return keep(slot, std::move(key), written, exportable);
     }
 
     std::optional<Bytes> certificate(DWORD slot) override {
@@ -118,17 +116,18 @@ private:
         return database;
     }
 
-    std::shared_ptr<Key> keep(DWORD slot, SealingKey const& sealing, RsaPrivateKey&& made, ByteView encoding,
-                              bool exportable) {
+    // What can fail comes before the change: a call that fails has stored nothing.
+    std::shared_ptr<Key> keep(DWORD slot, RsaPrivateKey&& made, ByteView encoding, bool exportable) {
         std::shared_ptr<Database> const database = databaseInUse();
+        auto const key = std::make_shared<RsaPrivateKey const>(std::move(made));
+        auto result = std::make_shared<SoftwareKey>(key, exportable);
         DWORD const flags = exportable ? CRYPT_EXPORTABLE : 0;
         Bytes const context = sealingContext(name(), slot, flags);
-        StoredKey const stored{slot, flags, sealKey(sealing, context, encoding)};
+        StoredKey const stored{slot, flags, sealKey(*database, context, encoding)};
         storeKey(*database, name(), stored, name() == loginName());
-        auto const key = std::make_shared<RsaPrivateKey const>(std::move(made));
-        keepOpened(context, stored.sealed, key);
+        outcome([&] { keepOpened(context, stored.sealed, key); }); // without it, it is opened at its next use
         state_.store(nullptr);
-        return std::make_shared<SoftwareKey>(key, exportable);
+        return result;
     }
 
     Scope const scope_;

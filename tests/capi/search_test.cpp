@@ -64,6 +64,30 @@ TEST_F(Search, FindsOneItemByEachUniqueIndex) {
     EXPECT_THROW(manager.getItem(CertUniqueIndexSignature, issuerAndSerial), TVKException);
 }
 
+TEST_F(Search, ComparesLabelsInTheirNormalForm) {
+    Persons const persons;
+    CSPManager manager("", 1);
+    TVKASNOctetString octets(TVKASNNotSecure);
+    octets.set_value(reinterpret_cast<unsigned char const*>("ab"), 2);
+    Label const hi("hi"), none(""), longer("not carol's"), encoded("\x0C\x02hi");
+    std::tuple<char const*, TVKASNObject const&, bool, char const*> const rows[] = {
+        {"\x0C\x02hi", hi, true, "a name that is an encoding stands for its text"},
+        {"\x0C\x03hi", hi, false, "one that only begins like an encoding is text"},
+        {"hi", encoded, false, "the encoding as the text of a label is another text"},
+        {"", none, true, "an empty name"},
+        {"carol's", none, false, "an empty label"},
+        {"carol's", longer, false, "the end of a label"},
+        {"\x04\x02"
+         "ab",
+         octets, true, "an attribute that is no label is compared by its encoding"},
+    };
+    for (auto const& [name, attribute, isFound, why] : rows) {
+        SCOPED_TRACE(why);
+        Capi::setCertFriendlyName(persons.certificates[0].get(), name);
+        EXPECT_EQ(owned(manager.getItem(CertUniqueIndexLabel, attribute)) != nullptr, isFound);
+    }
+}
+
 TEST_F(Search, GivesAKeyInClearForALabelWhereItMayLeave) {
     Persons const persons;
     CSPManager manager("", 1);

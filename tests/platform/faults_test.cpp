@@ -4,7 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <openssl/crypto.h>
+
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <thread>
 
@@ -94,6 +99,44 @@ TEST_F(Faults, TheEndOfAProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (int round = 0; round < 6; ++round)
         EXPECT_EXIT(endAmongCalls(profile.directory().path()), testing::ExitedWithCode(0), "");
+}
+
+// Of libcrypto's allocations, but for those of its arithmetic, the one that fails.
+long untilFailure = 0;
+
+bool isFailing(char const* file) {
+    return file != nullptr && std::strstr(file, "/bn/") == nullptr && --untilFailure == 0;
+}
+
+[[noreturn]] void generateWithoutMemory() {
+    bool const isSet = CRYPTO_set_mem_functions(
+        [](std::size_t size, char const* file, int) { return isFailing(file) ? nullptr : std::malloc(size); },
+        [](void* memory, std::size_t size, char const* file, int) {
+            return isFailing(file) ? nullptr : std::realloc(memory, size);
+        },
+        [](void* memory, char const*, int) { std::free(memory); });
+    if (!isSet)
+        std::exit(2);
+    ProviderHandle const provider = newContainer("short of memory", 512);
+    for (long number = 1;; ++number) {
+        HCRYPTKEY key = 0;
+        untilFailure = number;
+        DWORD const error = errorOf(CryptGenKey, provider.get(), ALG_ID{AT_KEYEXCHANGE}, 512u << 16, &key);
+        bool const hasFailed = untilFailure <= 0;
+        untilFailure = 0;
+        bool const isGood = error == ERROR_SUCCESS ? sign(provider) == 0 : error != ERROR_INTERNAL_ERROR;
+        if (!isGood) {
+            std::fprintf(stderr, "allocation %ld: error %#x\n", number, unsigned{error});
+            std::exit(3);
+        }
+        if (!hasFailed)
+            std::exit(number > 20 ? 0 : 4);
+    }
+}
+
+TEST_F(Faults, AKeyThatMemoryRunsOutForIsNotMade) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(generateWithoutMemory(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Faults, ASearchMayGoOnByWhatTheFormerOneGave) {

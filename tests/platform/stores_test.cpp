@@ -24,6 +24,12 @@ protected:
         for (unsigned number = 1; number <= last; ++number)
             ASSERT_TRUE(add(store, certificate(number)));
     }
+    static ContextHandle certificateAt(HCERTSTORE in, unsigned place) {
+        PCCERT_CONTEXT at = CertEnumCertificatesInStore(in, nullptr);
+        for (; at != nullptr && place != 0; --place)
+            at = CertEnumCertificatesInStore(in, at);
+        return ContextHandle(at);
+    }
     DWORD addError(Bytes const& encoding, DWORD disposition) {
         return errorOf([&] { return add(store, encoding, disposition); });
     }
@@ -81,6 +87,30 @@ TEST_P(Stores, AWalkGoesOnWhileOthersAddAndDelete) {
         EXPECT_TRUE(setFriendlyName(find(store, certificate(6)).get(), L"named"));
     }
     EXPECT_EQ(rest, certificates({4, 6}));
+}
+
+TEST_P(Stores, AChangeShowsWhereverALongWalkIs) {
+    constexpr unsigned count = 400;
+    Bytes const encoding = certificate(1);
+    for (unsigned number = 1; number <= count; ++number)
+        ASSERT_TRUE(add(store, encoding, CERT_STORE_ADD_ALWAYS));
+    StoreHandle const opened = GetParam()(); // the same certificates, but for a store in memory
+    HCERTSTORE const other = GetParam() == &memoryStore ? store.get() : opened.get();
+    unsigned seen = 0;
+    unsigned left = count;
+    for (PCCERT_CONTEXT at = nullptr; (at = CertEnumCertificatesInStore(store.get(), at)) != nullptr;) {
+        EXPECT_EQ(friendlyName(at).has_value(), seen != 0 && seen % 50 == 0) << seen;
+        if (++seen % 50 != 0)
+            continue;
+        // The two behind it, which may have been read already: the first goes, the second gets a name.
+        if (ContextHandle next = certificateAt(other, seen)) {
+            ASSERT_TRUE(CertDeleteCertificateFromStore(next.release()));
+            --left;
+        }
+        ContextHandle const second = certificateAt(other, seen);
+        EXPECT_TRUE(!second || setFriendlyName(second.get(), L"named"));
+    }
+    EXPECT_EQ(seen, left);
 }
 
 TEST_P(Stores, DeletingTwiceAndDeletingWhileWalking) {
