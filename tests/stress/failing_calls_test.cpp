@@ -249,6 +249,8 @@ TEST_F(FailingCalls, EndInAnErrorOrWithTheRightResult) {
         std::printf(
             "%s: %u runs ended in an error, %u with the right result, %u in libcrypto or the C library\n",
             kinds[i], counts_[i][0].load(), counts_[i][1].load(), counts_[i][2].load());
+    // A fault of ours in what libcrypto left undone looks the same, so they are counted.
+    EXPECT_LE(counts_[0][2] + counts_[1][2] + counts_[2][2], 2U);
 }
 
 } // namespace
