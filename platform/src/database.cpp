@@ -51,7 +51,7 @@ std::shared_ptr<Database> Database::of(Scope scope) {
         if (auto found = fitting())
             return found;
     }
-    auto const made = std::make_shared<Database>(scope, path, exists, status.st_dev, status.st_ino);
+    auto made = std::make_shared<Database>(scope, path, exists, status.st_dev, status.st_ino);
     std::shared_ptr<Database> former; // ends after the lock, which its end takes again
     std::lock_guard const lock(processLock(ProcessLock::databases));
     // Another thread may have been here meanwhile.

@@ -8,7 +8,7 @@ namespace wincrypt {
 
 std::optional<UserRecord> userRecord(uid_t user) {
     auto const text = [](char const* value) { return std::string(value != nullptr ? value : ""); };
-    constexpr std::size_t most = 1024 * 1024;
+    constexpr std::size_t most = std::size_t{1024} * 1024;
     for (std::size_t size = 1024; size <= most; size *= 4) {
         std::vector<char> room(size);
         passwd entry{};
