@@ -6,7 +6,7 @@
 #include "failure.h"
 #include "keyprovinfo.h"
 #include "platformhandle.h"
-#include "searchtest.h"
+#include "searchcondition.h"
 #include "tracing.h"
 #include "widetext.h"
 
@@ -346,7 +346,7 @@ PCCERT_CONTEXT nextInStore(HCERTSTORE store, PCCERT_CONTEXT previous) {
 }
 
 // The next certificate with a private key that matches, from `cert` on; an empty holder at the end.
-OwnedCertificate nextKeyMatch(HCERTSTORE store, OwnedCertificate cert, SearchTest& test) {
+OwnedCertificate nextKeyMatch(HCERTSTORE store, OwnedCertificate cert, SearchCondition& condition) {
     for (; cert.isSet();
          cert = OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, cert.release()))) {
         TVKBuffer keyProvInfo;
@@ -355,7 +355,7 @@ OwnedCertificate nextKeyMatch(HCERTSTORE store, OwnedCertificate cert, SearchTes
         }
         Decoded certificate;
         std::unique_ptr<TVKCertItem> const item = newCertItem(cert.get(), certificate);
-        if (test.takes(cert.get(), *item, *certificate)) {
+        if (condition.takes(cert.get(), *item, *certificate)) {
             break;
         }
     }
@@ -370,7 +370,7 @@ TVKCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONT
     OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
     manager.releaseMatch(previous);
     HCERTSTORE const store = manager.getSystemStore();
-    SearchTest test(kind, attribute);
+    SearchCondition condition(kind, attribute);
     OwnedCertificate cert(nextInStore(store, previous));
     for (; cert.isSet(); cert = OwnedCertificate(nextInStore(store, cert.release()))) {
         if (isShownTwice(manager, cert.get())) {
@@ -379,7 +379,7 @@ TVKCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_CONT
         manager.setCurrentCertificate(cert.get());
         Decoded certificate;
         std::unique_ptr<TVKCertItem> item = newCertItem(cert.get(), certificate);
-        if (test.takes(cert.get(), *item, *certificate)) {
+        if (condition.takes(cert.get(), *item, *certificate)) {
             manager.holdMatch(cert.release());
             return item.release();
         }
@@ -392,9 +392,9 @@ TVKKeyCertItem* CspManagerUtility::findCertificate(CSPManager& manager, PCCERT_C
                                                    CertSearchKind kind, TVKASNObject const& attribute) {
     OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
     HCERTSTORE const store = manager.getSystemStore();
-    SearchTest test(kind, attribute);
+    SearchCondition condition(kind, attribute);
     OwnedCertificate const cert = nextKeyMatch(
-        store, OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, previous)), test);
+        store, OwnedCertificate(CapiManagerUtility::getNextCertificateInStore(store, previous)), condition);
     return cert.isSet() ? makeKeyCertItem(cert.get()) : nullptr;
 }
 
@@ -404,12 +404,12 @@ TVKKeyCertItemContainer* CspManagerUtility::findCertificate(CSPManager& manager,
                                                             TVKASNObject const& attribute) {
     OperationTrace const trace(kSource, "CspManagerUtility::findCertificate");
     bool const isKnown = kind == searchAny || kind == searchSubjectName || kind == searchSubjectPublicKeyInfo;
-    SearchTest test(isKnown ? kind : searchNothing, attribute);
+    SearchCondition condition(isKnown ? kind : searchNothing, attribute);
     HCERTSTORE const store = manager.getSystemStore();
     auto items = std::make_unique<TVKKeyCertItemContainer>(TVKOwnershipOwned);
     OwnedCertificate cert(CapiManagerUtility::getNextCertificateInStore(store, previous));
     for (;;) {
-        cert = nextKeyMatch(store, std::move(cert), test);
+        cert = nextKeyMatch(store, std::move(cert), condition);
         if (!cert.isSet()) {
             return items.release();
         }

@@ -60,19 +60,15 @@ public:
         Use use = writer();
         use->setDurability(durability);
         use->prepare(Query::begin).run();
-        auto result = [&] {
-            try {
-                auto made = body(*use.operator->());
-                use->prepare(Query::commit).run();
-                return made;
-            } catch (...) {
-                undo(*use.operator->());
-                throw;
-            }
-        }();
-        if (durability != Durability::now)
+        try {
+            auto result = body(*use.operator->());
+            use->prepare(Query::commit).run();
             expectDurable(*use.operator->());
-        return result;
+            return result;
+        } catch (...) {
+            undo(*use.operator->());
+            throw;
+        }
     }
 
     Stamp stamp();

@@ -5,9 +5,10 @@
 #include <optional>
 
 // What a search asks of each certificate that it looks at. Made for one search; the attribute outlives it.
-class SearchTest {
+class SearchCondition {
 public:
-    SearchTest(CertSearchKind kind, TVKASNObject const& attribute) : kind_(kind), attribute_(attribute) {}
+    SearchCondition(CertSearchKind kind, TVKASNObject const& attribute)
+        : kind_(kind), attribute_(attribute) {}
 
     // By the certificate's item, and as it was decoded for that.
     bool takes(PCCERT_CONTEXT cert, TVKCertItem const& item, TVKASNx509Certificate const& certificate);

@@ -1,4 +1,4 @@
-#include "searchtest.h"
+#include "searchcondition.h"
 
 #include "capimanagerutility.h"
 #include "widetext.h"
@@ -7,8 +7,8 @@
 
 #include <string_view>
 
-bool SearchTest::takes(PCCERT_CONTEXT cert, TVKCertItem const& item,
-                       TVKASNx509Certificate const& certificate) {
+bool SearchCondition::takes(PCCERT_CONTEXT cert, TVKCertItem const& item,
+                            TVKASNx509Certificate const& certificate) {
     switch (kind_) {
     case searchAny:
         return true;
@@ -31,7 +31,7 @@ bool SearchTest::takes(PCCERT_CONTEXT cert, TVKCertItem const& item,
 }
 
 // The whole label first, then the bare friendly name. A name that has no narrow form matches nothing.
-bool SearchTest::takesLabel(PCCERT_CONTEXT cert, TVKCertItem const& item) {
+bool SearchCondition::takesLabel(PCCERT_CONTEXT cert, TVKCertItem const& item) {
     if (!wantedLabel_) {
         wantedLabel_ = CspManagerUtility::convertLabel(TVKASNUtility::getDEREncoding(attribute_));
     }
@@ -46,12 +46,11 @@ bool SearchTest::takesLabel(PCCERT_CONTEXT cert, TVKCertItem const& item) {
         return false;
     }
     std::optional<TVKString> const text = narrowPropertyExactly(name);
-    return text && mayBeWanted(*text) &&
-           CspManagerUtility::convertLabel(TVKBuffer(*text)).compare(*wantedLabel_) == 0;
+    return text && mayBeWanted(*text) && CspManagerUtility::compareLabel(TVKBuffer(*text), *wantedLabel_);
 }
 
 // A label's normal form ends as the label does.
-bool SearchTest::mayBeWanted(TVKString const& text) const {
+bool SearchCondition::mayBeWanted(TVKString const& text) const {
     std::string_view const wanted(reinterpret_cast<char const*>(wantedLabel_->getValue()),
                                   wantedLabel_->getLength());
     return wanted.ends_with(text.view());
